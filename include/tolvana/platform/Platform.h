@@ -1,0 +1,66 @@
+// Platform: the one object through which the engine reaches the operating system.
+//
+// Like an Env, it aggregates small ports (bundles, user defaults, locale, device, dispatch,
+// clock, user interface, log sink). Platform::Current() starts as the Linux implementation;
+// an adapter or a test installs another, or the default with some ports replaced, before the
+// engine starts:
+//
+//   auto ports = Platform::Current().ports();
+//   ports.ui = std::make_shared<MyToolkitUi>();
+//   Platform::Install(std::make_shared<Platform>(ports));
+//
+// Thread contract: Current() may be called from any thread. Install() is meant for start-up
+// and tests; an installed platform is kept alive for the rest of the process, so references
+// obtained from an earlier one stay valid.
+#pragma once
+
+#include <memory>
+
+#include "tolvana/Export.h"
+#include "tolvana/platform/Bundle.h"
+#include "tolvana/platform/Clock.h"
+#include "tolvana/platform/Device.h"
+#include "tolvana/platform/Dispatch.h"
+#include "tolvana/platform/Locale.h"
+#include "tolvana/platform/LogSink.h"
+#include "tolvana/platform/Ui.h"
+#include "tolvana/platform/UserDefaults.h"
+
+namespace tolvana {
+
+class TOLVANA_EXPORT Platform final {
+ public:
+  struct Ports {
+    std::shared_ptr<Bundles> bundles;
+    std::shared_ptr<UserDefaults> userDefaults;
+    std::shared_ptr<Locale> locale;
+    std::shared_ptr<Device> device;
+    std::shared_ptr<Dispatch> dispatch;
+    std::shared_ptr<Clock> clock;
+    std::shared_ptr<Ui> ui;
+    std::shared_ptr<LogSink> logSink;
+  };
+
+  // Every port must be set.
+  explicit Platform(Ports ports);
+
+  Bundles& bundles() const { return *ports_.bundles; }
+  UserDefaults& userDefaults() const { return *ports_.userDefaults; }
+  Locale& locale() const { return *ports_.locale; }
+  Device& device() const { return *ports_.device; }
+  Dispatch& dispatch() const { return *ports_.dispatch; }
+  Clock& clock() const { return *ports_.clock; }
+  Ui& ui() const { return *ports_.ui; }
+  LogSink& logSink() const { return *ports_.logSink; }
+  const Ports& ports() const { return ports_; }
+
+  // The Linux implementation of every port, created on first use and never destroyed.
+  static Platform& Default();
+  static Platform& Current();
+  static void Install(std::shared_ptr<Platform> platform);
+
+ private:
+  Ports ports_;
+};
+
+}  // namespace tolvana

@@ -1,0 +1,14 @@
+// Error lines from the ports themselves. Ports sit below the logger (the logger reads its
+// threshold through the Bundle port), so they write straight to the log sink at error level,
+// without threshold or tag look-ups that could re-enter a port that is still loading.
+#pragma once
+
+#include <string_view>
+
+namespace tolvana {
+
+// Writes "E/Tolvana﹕ <message>" through the current platform's log sink (standard error
+// while no platform exists yet).
+void platformLogError(std::string_view message);
+
+}  // namespace tolvana

@@ -1,0 +1,25 @@
+// Reading and writing property lists (XML and binary) as Values, through libplist.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "tolvana/Value.h"
+
+namespace tolvana::plist {
+
+enum class Format { Xml, Binary };
+
+// Parses XML or binary property-list bytes; nullopt (and a reason in error) when they are neither.
+std::optional<Value> parse(const std::vector<std::uint8_t>& bytes, std::string* error = nullptr);
+std::vector<std::uint8_t> serialize(const Value& value, Format format);
+
+// Reads a whole file; nullopt with a reason when it is missing, unreadable or malformed.
+std::optional<Value> readFile(const std::string& path, std::string* error = nullptr);
+// Writes through a temporary file in the same directory and a rename, so a reader sees the
+// old file or the new one, never a part. False with a reason on failure.
+bool writeFileAtomically(const std::string& path, const Value& value, Format format, std::string* error = nullptr);
+
+}  // namespace tolvana::plist

@@ -1,0 +1,49 @@
+// A Dispatch whose main queue runs only when a test drains it, on the test's thread.
+// Delayed main tasks fall due by the given Clock (a SimulatedClock makes ten seconds pass
+// at once). The global queue and serial queues run on real threads, as in production.
+#pragma once
+
+#include <chrono>
+#include <condition_variable>
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <thread>
+#include <vector>
+
+#include "tolvana/platform/Clock.h"
+#include "tolvana/platform/Dispatch.h"
+
+namespace tolvana {
+
+class ManualDispatch final : public Dispatch {
+ public:
+  explicit ManualDispatch(std::shared_ptr<Clock> clock);
+  ~ManualDispatch() override;
+
+  void mainAsync(Task task) override;
+  void mainAfter(std::chrono::milliseconds delay, Task task) override;
+  void globalAsync(Task task) override;
+  std::shared_ptr<SerialQueue> makeSerialQueue(std::string label) override;
+  // The thread that drains the queue counts as the main thread.
+  bool isMainThread() const override;
+
+  // Runs every main task that is due now, including those they queue; returns how many ran.
+  int drain();
+  // Drains repeatedly until done() holds or the real-time limit passes; true when it held.
+  bool runUntil(const std::function<bool()>& done, std::chrono::milliseconds limit = std::chrono::seconds(10));
+  // Main tasks queued and not yet run (delayed ones included).
+  std::size_t pendingCount() const;
+
+ private:
+  struct Pending;
+  std::shared_ptr<Clock> clock_;
+  mutable std::mutex mutex_;
+  std::condition_variable wake_;
+  std::vector<std::unique_ptr<Pending>> pending_;  // guarded by mutex_
+  std::uint64_t sequence_ = 0;                     // guarded by mutex_
+  std::thread::id mainThread_;                     // guarded by mutex_
+  std::shared_ptr<Dispatch> background_;           // real threads for global and serial queues
+};
+
+}  // namespace tolvana
