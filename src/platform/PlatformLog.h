@@ -11,4 +11,8 @@ namespace tolvana {
 // while no platform exists yet).
 void platformLogError(std::string_view message);
 
+// True on the thread that is building the default platform, where asking for the current
+// platform would wait for itself.
+bool buildingDefaultPlatform();
+
 }  // namespace tolvana

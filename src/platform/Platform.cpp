@@ -1,0 +1,101 @@
+#include "tolvana/platform/Platform.h"
+
+#include <atomic>
+#include <cstdlib>
+#include <mutex>
+#include <vector>
+
+#include "platform/PlatformLog.h"
+#include "platform/headless/RecordingUi.h"
+#include "platform/posix/DirectoryBundle.h"
+#include "platform/posix/IcuLocale.h"
+#include "platform/posix/PlistFileUserDefaults.h"
+#include "platform/posix/PosixDevice.h"
+#include "platform/posix/StderrLogSink.h"
+#include "platform/posix/SystemClock.h"
+#include "platform/posix/ThreadDispatch.h"
+
+namespace tolvana {
+
+Platform::Platform(Ports ports) : ports_(std::move(ports)) {
+  if (!ports_.bundles || !ports_.userDefaults || !ports_.locale || !ports_.device || !ports_.dispatch ||
+      !ports_.clock || !ports_.ui || !ports_.logSink) {
+    // A half-built platform would crash later in some unrelated place; fail where the mistake is.
+    std::abort();
+  }
+}
+
+namespace {
+
+// The Linux ports depend on each other only through late-bound functions: the bundles need
+// the preferred languages, which need the user defaults, whose domain is the main bundle's
+// identifier.
+Platform::Ports makeLinuxPorts() {
+  Platform::Ports ports;
+  std::string mainPath = defaultMainBundlePath();
+  auto locale = std::make_shared<std::shared_ptr<Locale>>();
+  ports.bundles = makeDirectoryBundles(mainPath, [locale] {
+    return *locale ? (*locale)->preferredLanguages() : std::vector<std::string>{};
+  });
+  std::string domain = ports.bundles->mainBundle()->bundleIdentifier().value_or("tolvana.unidentified-app");
+  ports.userDefaults = makePlistFileUserDefaults(defaultUserDefaultsPath(domain));
+  *locale = makeIcuLocale(ports.userDefaults);
+  ports.locale = *locale;
+  ports.device = makePosixDevice();
+  ports.dispatch = makeThreadDispatch();
+  ports.clock = makeSystemClock();
+  ports.ui = std::make_shared<RecordingUi>();
+  ports.logSink = makeStderrLogSink();
+  return ports;
+}
+
+std::atomic<Platform*> current{nullptr};
+
+std::mutex& installedMutex() {
+  static auto* m = new std::mutex;
+  return *m;
+}
+
+// Installed platforms stay alive for the process, so references handed out stay valid.
+std::vector<std::shared_ptr<Platform>>& installed() {
+  static auto* v = new std::vector<std::shared_ptr<Platform>>;
+  return *v;
+}
+
+}  // namespace
+
+namespace {
+thread_local bool building = false;
+}
+
+bool buildingDefaultPlatform() { return building; }
+
+Platform& Platform::Default() {
+  static Platform* platform = [] {
+    building = true;
+    auto* p = new Platform(makeLinuxPorts());
+    building = false;
+    return p;
+  }();
+  return *platform;
+}
+
+Platform& Platform::Current() {
+  if (Platform* p = current.load(std::memory_order_acquire)) return *p;
+  Platform& fallback = Default();
+  Platform* expected = nullptr;
+  current.compare_exchange_strong(expected, &fallback, std::memory_order_acq_rel);
+  return *current.load(std::memory_order_acquire);
+}
+
+void Platform::Install(std::shared_ptr<Platform> platform) {
+  std::lock_guard lock(installedMutex());
+  if (!platform) {
+    current.store(&Default(), std::memory_order_release);
+    return;
+  }
+  installed().push_back(platform);
+  current.store(platform.get(), std::memory_order_release);
+}
+
+}  // namespace tolvana

@@ -1,0 +1,31 @@
+// Small string operations with the platform's meanings (white space, path extensions,
+// UTF-16 lengths).
+#pragma once
+
+#include <cstddef>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace tolvana {
+
+// Splits at every separator; an empty text gives one empty element.
+std::vector<std::string> split(std::string_view text, char separator);
+// Without leading and trailing blanks and tabs (and other Unicode space separators).
+std::string trimWhitespace(std::string_view text);
+// Without leading and trailing white space and line ends.
+std::string trimWhitespaceAndNewlines(std::string_view text);
+// "A.framework" → "A"; a name without extension stays as it is.
+std::string deletingPathExtension(std::string_view name);
+std::string pathExtension(std::string_view path);
+std::string lastPathComponent(std::string_view path);
+// The length in UTF-16 code units, as a platform string counts characters.
+std::size_t utf16Length(std::string_view utf8);
+// The first n UTF-16 code units; nullopt-like empty when the text is shorter.
+bool utf16Prefix(std::string_view utf8, std::size_t n, std::string* prefix);
+std::string removeAll(std::string_view text, char c);
+std::string toLower(std::string_view text);
+std::string toUpper(std::string_view text);
+bool contains(std::string_view text, std::string_view part);
+
+}  // namespace tolvana

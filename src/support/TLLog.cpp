@@ -1,0 +1,116 @@
+#include "support/TLLog.h"
+
+#include <algorithm>
+#include <atomic>
+#include <cctype>
+
+#include "core/TLSettings.h"
+#include "tolvana/platform/Platform.h"
+
+namespace tolvana {
+
+namespace {
+
+constexpr std::string_view kLevelStrings[] = {"V", "D", "I", "W", "E", "A"};
+// U+FE55 SMALL COLON and a blank: the separator after the tag.
+constexpr std::string_view kTagSeparator = "\xEF\xB9\x95 ";
+
+std::mutex tagMutex;
+std::string* cachedTag = nullptr;  // guarded by tagMutex; leaked on reset so references stay valid
+
+int thresholdFromSetting(const std::optional<Value>& setting) {
+  if (!setting) return TLLog::kDefaultThreshold;
+  if (setting->isString()) {
+    std::string lower = setting->asString();
+    std::transform(lower.begin(), lower.end(), lower.begin(), [](unsigned char c) { return std::tolower(c); });
+    for (int level = 0; level < 6; ++level) {
+      std::string letter(kLevelStrings[level]);
+      letter[0] = static_cast<char>(std::tolower(static_cast<unsigned char>(letter[0])));
+      if (lower == letter) return level;
+    }
+    return TLLog::kDefaultThreshold;
+  }
+  // A number is taken as it is, unclamped: 6 or more silences the tag, 0 or less shows all.
+  if (auto n = setting->numberAsInteger()) return static_cast<int>(std::clamp<std::int64_t>(*n, INT32_MIN, INT32_MAX));
+  return TLLog::kDefaultThreshold;
+}
+
+}  // namespace
+
+TLLog& TLLog::sharedInstance() {
+  static auto* instance = new TLLog;
+  return *instance;
+}
+
+const std::string& TLLog::tag() {
+  std::lock_guard lock(tagMutex);
+  if (!cachedTag) {
+    auto value = TLSettings::objectForInfoDictionaryKey("TLLogTag");
+    // Any value becomes the tag; a non-string one by its text.
+    cachedTag = new std::string(value ? value->description() : std::string(kDefaultTag));
+  }
+  return *cachedTag;
+}
+
+void TLLog::resetTagForTesting() {
+  std::lock_guard lock(tagMutex);
+  cachedTag = nullptr;
+}
+
+std::optional<std::string_view> TLLog::levelAsString(int level) {
+  if (level < 0 || level > 5) return std::nullopt;
+  return kLevelStrings[level];
+}
+
+int TLLog::levelForTag(std::string_view tag) {
+  {
+    std::lock_guard lock(mutex_);
+    if (auto it = tagLevels_.find(tag); it != tagLevels_.end()) return it->second;
+  }
+  // Read outside the lock: the settings read may log, and logging asks for a threshold.
+  int level = thresholdFromSetting(TLSettings::objectForInfoDictionaryKey(std::string(tag) + "LogLevel"));
+  setLevelForTag(tag, level);
+  return level;
+}
+
+void TLLog::setLevelForTag(std::string_view tag, int level) {
+  std::lock_guard lock(mutex_);
+  tagLevels_[std::string(tag)] = level;
+}
+
+void TLLog::resetTagLevels() {
+  std::lock_guard lock(mutex_);
+  tagLevels_.clear();
+}
+
+bool TLLog::isLogged(std::string_view tag, int level) { return levelForTag(tag) <= level; }
+
+void TLLog::log(std::string_view tag, int level, std::string_view message) {
+  if (isLogged(tag, level)) write(tag, level, message);
+}
+
+std::string TLLog::formatLine(int level, std::string_view tag, std::string_view text) {
+  std::string line;
+  line.reserve(text.size() + tag.size() + 8);
+  line += levelAsString(level).value_or("");
+  line += '/';
+  line += tag;
+  line += kTagSeparator;
+  line += text;
+  return line;
+}
+
+void TLLog::write(std::string_view tag, int level, std::string_view message) {
+  LogSink& sink = Platform::Current().logSink();
+  // Only "\n" splits: a carriage return stays part of its line, and a trailing line feed
+  // yields a last empty line.
+  std::size_t start = 0;
+  while (true) {
+    std::size_t end = message.find('\n', start);
+    sink.writeLine(formatLine(level, tag, message.substr(start, end == std::string_view::npos ? end : end - start)));
+    if (end == std::string_view::npos) break;
+    start = end + 1;
+  }
+}
+
+}  // namespace tolvana

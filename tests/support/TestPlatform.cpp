@@ -1,0 +1,23 @@
+#include "tests/support/TestPlatform.h"
+
+#include "support/TLLog.h"
+
+namespace tolvana::testing {
+
+TestPlatform::TestPlatform() : TestPlatform(Value::Dictionary{{"CFBundleIdentifier", "io.tolvana.tests"}}) {}
+
+TestPlatform::TestPlatform(Value::Dictionary info)
+    : bundles(std::make_shared<MemoryBundles>(std::make_shared<MemoryBundle>("/app/Test.app", std::move(info)))) {}
+
+Platform::Ports TestPlatform::ports() const {
+  return Platform::Ports{bundles, defaults, locale, device, dispatch, clock, ui, log};
+}
+
+Platform& TestPlatform::install() {
+  Platform::Install(std::make_shared<Platform>(ports()));
+  TLLog::resetTagForTesting();
+  TLLog::sharedInstance().resetTagLevels();
+  return Platform::Current();
+}
+
+}  // namespace tolvana::testing

@@ -1,0 +1,40 @@
+// A platform for tests: in-memory user defaults, a fixed locale, a fake device, a manually
+// drained main queue on a simulated clock, a recording UI and a log capture, around a main
+// bundle the test chooses. install() makes it current and forgets the logger's cached tag
+// and thresholds, so each test reads its own Info.plist.
+#pragma once
+
+#include <memory>
+
+#include "platform/fake/FakeDevice.h"
+#include "platform/fake/FixedLocale.h"
+#include "platform/fake/ManualDispatch.h"
+#include "platform/fake/MemoryBundle.h"
+#include "platform/fake/MemoryUserDefaults.h"
+#include "platform/fake/SimulatedClock.h"
+#include "platform/headless/RecordingUi.h"
+#include "tests/support/LogCapture.h"
+#include "tolvana/platform/Platform.h"
+
+namespace tolvana::testing {
+
+struct TestPlatform {
+  TestPlatform();
+  // A main bundle held in memory with this Info.plist.
+  explicit TestPlatform(Value::Dictionary info);
+
+  std::shared_ptr<Bundles> bundles;
+  std::shared_ptr<MemoryUserDefaults> defaults = std::make_shared<MemoryUserDefaults>();
+  std::shared_ptr<FixedLocale> locale = std::make_shared<FixedLocale>();
+  std::shared_ptr<FakeDevice> device = std::make_shared<FakeDevice>();
+  std::shared_ptr<SimulatedClock> clock = std::make_shared<SimulatedClock>();
+  std::shared_ptr<ManualDispatch> dispatch = std::make_shared<ManualDispatch>(clock);
+  std::shared_ptr<RecordingUi> ui = std::make_shared<RecordingUi>();
+  std::shared_ptr<LogCapture> log = std::make_shared<LogCapture>();
+
+  Platform::Ports ports() const;
+  // Makes this platform current; returns it.
+  Platform& install();
+};
+
+}  // namespace tolvana::testing
