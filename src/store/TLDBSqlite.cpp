@@ -1,0 +1,305 @@
+#include "store/TLDBSqlite.h"
+
+#include <sqlite3.h>
+
+#include "core/TLSettings.h"
+#include "support/TLLog.h"
+
+namespace tolvana {
+
+namespace {
+
+// The open flags are part of the store's contract (1 read-only, 6 read-write and create).
+static_assert(SQLITE_OPEN_READONLY == 1);
+static_assert((SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE) == 6);
+
+constexpr const char* kCreateEntries = "CREATE TABLE IF NOT EXISTS entries (key TEXT PRIMARY KEY, value TEXT, draft TEXT)";
+constexpr const char* kCreateGroups = "CREATE TABLE IF NOT EXISTS groups (name TEXT PRIMARY KEY, version INTEGER)";
+constexpr const char* kInsertGroup = "INSERT OR REPLACE INTO GROUPS (name, version) VALUES (@NAME, ?)";
+constexpr const char* kInsertEntry = "INSERT OR REPLACE INTO ENTRIES (key, value, draft) VALUES (@KEY, @VALUE, @DRAFT)";
+constexpr const char* kNotOpenRead = "Database not open (entryValueForKey).";
+
+// Every caller's buffer outlives the step that reads it, so SQLite need not copy it. An
+// empty view may carry a null pointer, which SQLite would take for NULL; "" keeps it text.
+void bindText(sqlite3_stmt* statement, int index, std::string_view text) {
+  sqlite3_bind_text(statement, index, text.empty() ? "" : text.data(), static_cast<int>(text.size()),
+                    SQLITE_STATIC);
+}
+
+void bindOptionalText(sqlite3_stmt* statement, int index, std::optional<std::string_view> text) {
+  if (!text || text->empty()) {
+    sqlite3_bind_null(statement, index);
+  } else {
+    bindText(statement, index, *text);
+  }
+}
+
+// A NULL column reads as the empty string.
+std::string columnText(sqlite3_stmt* statement, int column) {
+  const auto* text = reinterpret_cast<const char*>(sqlite3_column_text(statement, column));
+  if (!text) return {};
+  return std::string(text, static_cast<std::size_t>(sqlite3_column_bytes(statement, column)));
+}
+
+// A statement that is finalized when the read ends, whichever way it ends.
+class ReadStatement {
+ public:
+  ReadStatement(sqlite3* database, const char* sql) {
+    if (sqlite3_prepare_v2(database, sql, -1, &statement_, nullptr) != SQLITE_OK) {
+      sqlite3_finalize(statement_);
+      statement_ = nullptr;
+    }
+  }
+  ~ReadStatement() { sqlite3_finalize(statement_); }
+  ReadStatement(const ReadStatement&) = delete;
+  ReadStatement& operator=(const ReadStatement&) = delete;
+
+  explicit operator bool() const { return statement_ != nullptr; }
+  sqlite3_stmt* get() const { return statement_; }
+  bool stepRow() { return sqlite3_step(statement_) == SQLITE_ROW; }
+
+ private:
+  sqlite3_stmt* statement_ = nullptr;
+};
+
+}  // namespace
+
+std::shared_ptr<TLDBSqlite> TLDBSqlite::initWithPath(std::optional<std::string> path) {
+  if (!path) {
+    logError("Database path not initalized!");
+    return nullptr;
+  }
+  return std::shared_ptr<TLDBSqlite>(new TLDBSqlite(std::move(*path)));
+}
+
+TLDBSqlite::TLDBSqlite(std::string path)
+    : alwaysCloseDB_(!TLSettings::keepDatabaseOpen()), dbPath_(std::move(path)) {
+  open(false);
+  if (database_) {
+    createTables();
+  } else {
+    logError("Database is nil");
+  }
+  if (alwaysCloseDB_) close();
+}
+
+TLDBSqlite::~TLDBSqlite() {
+  finalizeInsertStatements();
+  // close_v2 cannot fail for want of finalized statements; there is no one left to tell.
+  if (database_) sqlite3_close_v2(database_);
+}
+
+void TLDBSqlite::createTables() {
+  char* message = nullptr;
+  if (sqlite3_exec(database_, kCreateEntries, nullptr, nullptr, &message) != SQLITE_OK) {
+    logError("Failed to create entries table. Error: %s", message);
+  }
+  sqlite3_free(message);
+  message = nullptr;
+  if (sqlite3_exec(database_, kCreateGroups, nullptr, nullptr, &message) != SQLITE_OK) {
+    logError("Failed to create groups table. Error: %s", message);
+  }
+  sqlite3_free(message);
+}
+
+void TLDBSqlite::open(bool readOnly) {
+  if (database_) {
+    logError("Database already open!");
+    return;
+  }
+  int flags = readOnly ? SQLITE_OPEN_READONLY : SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE;
+  sqlite3* handle = nullptr;
+  if (sqlite3_open_v2(dbPath_.c_str(), &handle, flags, nullptr) != SQLITE_OK) {
+    logError("Failed to open/create database");
+    // SQLite hands out a handle even on failure; it only carries the error.
+    sqlite3_close(handle);
+  } else {
+    database_ = handle;
+    // A lost update is fetched again from the server; speed matters more than durability.
+    sqlite3_exec(database_, "PRAGMA synchronous = OFF", nullptr, nullptr, nullptr);
+  }
+  if (!database_) logError("Database not open (open).");
+}
+
+void TLDBSqlite::close() {
+  if (!database_) {
+    logError("Database not open (close).");
+    return;
+  }
+  if (sqlite3_close(database_) != SQLITE_OK) {
+    logError("Failed to close database");
+    return;
+  }
+  database_ = nullptr;
+}
+
+void TLDBSqlite::save() {}
+
+bool TLDBSqlite::openForRead(const char* notOpenMessage) {
+  if (alwaysCloseDB_) open(true);
+  if (!database_) {
+    logError(notOpenMessage);
+    return false;
+  }
+  return true;
+}
+
+void TLDBSqlite::closeAfterRead() {
+  if (alwaysCloseDB_) close();
+}
+
+std::int64_t TLDBSqlite::getGroupVersion(std::string_view name) {
+  if (!openForRead("Database not open (getGroupVersion).")) return -1;
+  std::int64_t version = -1;
+  {
+    ReadStatement select(database_, "SELECT version FROM groups WHERE name=@NAME");
+    if (select) {
+      bindText(select.get(), 1, name);
+      if (select.stepRow()) version = sqlite3_column_int64(select.get(), 0);
+    }
+  }
+  closeAfterRead();
+  return version;
+}
+
+std::optional<std::string> TLDBSqlite::entryValueForKey(std::string_view key) {
+  if (!openForRead(kNotOpenRead)) return std::nullopt;
+  std::optional<std::string> value;
+  {
+    ReadStatement select(database_, "SELECT value FROM entries WHERE key=@KEY");
+    if (select) {
+      bindText(select.get(), 1, key);
+      if (select.stepRow()) value = columnText(select.get(), 0);
+    }
+  }
+  closeAfterRead();
+  return value;
+}
+
+std::optional<TLLanguageEntry> TLDBSqlite::entryForKey(std::string_view key) {
+  if (!openForRead(kNotOpenRead)) return std::nullopt;
+  std::optional<TLLanguageEntry> entry;
+  {
+    ReadStatement select(database_, "SELECT value,draft FROM entries WHERE key=@KEY");
+    if (select) {
+      bindText(select.get(), 1, key);
+      if (select.stepRow()) {
+        entry = TLLanguageEntry{std::string(key), columnText(select.get(), 0), columnText(select.get(), 1)};
+      }
+    }
+  }
+  closeAfterRead();
+  return entry;
+}
+
+std::optional<std::vector<TLLanguageEntry>> TLDBSqlite::entryList() {
+  if (!openForRead(kNotOpenRead)) return std::nullopt;
+  std::optional<std::vector<TLLanguageEntry>> entries;
+  {
+    ReadStatement select(database_, "SELECT key,value,draft FROM entries");
+    if (select) {
+      entries.emplace();
+      while (select.stepRow()) {
+        entries->push_back({columnText(select.get(), 0), columnText(select.get(), 1), columnText(select.get(), 2)});
+      }
+    }
+  }
+  closeAfterRead();
+  return entries;
+}
+
+void TLDBSqlite::finalizeInsertStatements() {
+  sqlite3_finalize(insertEntryStatement_);
+  sqlite3_finalize(insertGroupStatement_);
+  insertEntryStatement_ = nullptr;
+  insertGroupStatement_ = nullptr;
+}
+
+void TLDBSqlite::beginWriteTransaction() {
+  if (alwaysCloseDB_) open(false);
+  if (!database_) {
+    logError("Database not open (beginWriteTransaction).");
+    return;
+  }
+  sqlite3_stmt* begin = nullptr;
+  if (sqlite3_prepare_v2(database_, "BEGIN", -1, &begin, nullptr) != SQLITE_OK) {
+    logError("Could not BEGIN transaction. Error %d: %s", sqlite3_errcode(database_), sqlite3_errmsg(database_));
+  } else if (sqlite3_step(begin) != SQLITE_DONE) {
+    logError("Could not BEGIN transaction. (step). Error %d: %s", sqlite3_errcode(database_),
+             sqlite3_errmsg(database_));
+  }
+  sqlite3_finalize(begin);
+
+  // A transaction that was begun and never committed leaves its statements behind.
+  finalizeInsertStatements();
+  if (sqlite3_prepare_v2(database_, kInsertGroup, -1, &insertGroupStatement_, nullptr) != SQLITE_OK) {
+    logError("Could not prepare _insertGroupStatement. Error %d: %s", sqlite3_errcode(database_),
+             sqlite3_errmsg(database_));
+  }
+  if (sqlite3_prepare_v2(database_, kInsertEntry, -1, &insertEntryStatement_, nullptr) != SQLITE_OK) {
+    logError("Could not prepare _insertEntryStatement. Error %d: %s", sqlite3_errcode(database_),
+             sqlite3_errmsg(database_));
+  }
+}
+
+void TLDBSqlite::createOrUpdateEntry(std::string_view key, std::optional<std::string_view> value,
+                                     std::optional<std::string_view> draft) {
+  if (!database_) {
+    logError("Database not open (createOrUpdateEntry).");
+    return;
+  }
+  if (key.empty()) {
+    logError("Empty key (createOrUpdateEntry).");
+    return;
+  }
+  sqlite3_stmt* insert = insertEntryStatement_;
+  // Outside a transaction there is no statement; the row is lost like any failed insert.
+  if (!insert) {
+    logError("Failed to add entry");
+    return;
+  }
+  bindText(insert, 1, key);
+  bindOptionalText(insert, 2, value);
+  bindOptionalText(insert, 3, draft);
+  if (sqlite3_step(insert) != SQLITE_DONE) logError("Failed to add entry");
+  sqlite3_reset(insert);
+}
+
+void TLDBSqlite::createOrUpdateGroup(std::string_view name, std::int64_t version) {
+  if (!database_) {
+    logError("Database not open (createOrUpdateGroup).");
+    return;
+  }
+  if (name.empty()) {
+    logError("Empty name (createOrUpdateGroup).");
+    return;
+  }
+  sqlite3_stmt* insert = insertGroupStatement_;
+  if (!insert) {
+    logError("Failed to add group");
+    return;
+  }
+  bindText(insert, 1, name);
+  // Stored as a 32-bit integer, as the server's versions have always been.
+  sqlite3_bind_int(insert, 2, static_cast<int>(version));
+  if (sqlite3_step(insert) != SQLITE_DONE) logError("Failed to add group");
+  sqlite3_reset(insert);
+}
+
+void TLDBSqlite::commitWriteTransaction() {
+  if (!database_) {
+    logError("Database not open (commitWriteTransaction).");
+    return;
+  }
+  finalizeInsertStatements();
+  sqlite3_stmt* commit = nullptr;
+  if (sqlite3_prepare_v2(database_, "COMMIT", -1, &commit, nullptr) != SQLITE_OK) {
+    logError("Could not COMMIT transaction. Error %d: %s", sqlite3_errcode(database_), sqlite3_errmsg(database_));
+  } else if (sqlite3_step(commit) != SQLITE_DONE) {
+    logError("Could not COMMIT transaction. (step)");
+  }
+  sqlite3_finalize(commit);
+  if (alwaysCloseDB_) close();
+}
+
+}  // namespace tolvana
