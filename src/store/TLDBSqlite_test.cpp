@@ -1,0 +1,124 @@
+#include "store/TLDBSqlite.h"
+
+#include <gtest/gtest.h>
+#include <sqlite3.h>
+
+#include <functional>
+
+#include "tests/support/ScratchDir.h"
+#include "tests/support/TestPlatform.h"
+
+namespace tolvana {
+namespace {
+
+using testing::ScratchDir;
+using testing::TestPlatform;
+
+class TLDBSqliteTest : public ::testing::Test {
+ protected:
+  TestPlatform platform;
+  ScratchDir dir;
+  std::string path = dir / "de.sqlite";
+};
+
+TEST_F(TLDBSqliteTest, NoPathGivesNoStore) {
+  platform.install();
+  EXPECT_EQ(TLDBSqlite::initWithPath(std::nullopt), nullptr);
+  EXPECT_TRUE(platform.log->contains("E/Tolvana\xEF\xB9\x95 Database path not initalized!"));
+}
+
+TEST_F(TLDBSqliteTest, EmptyPartsAreStoredAsNullAndListedAsEmptyStrings) {
+  platform.install();
+  auto store = TLDBSqlite::initWithPath(path);
+  EXPECT_EQ(store->entryList(), std::vector<TLLanguageEntry>{});
+  store->beginWriteTransaction();
+  store->createOrUpdateEntry("a", "", std::nullopt);
+  store->createOrUpdateEntry("b", "B", "drafted");
+  store->commitWriteTransaction();
+
+  EXPECT_EQ(store->entryValueForKey("a"), "");
+  EXPECT_EQ(store->entryList(), (std::vector<TLLanguageEntry>{{"a", "", ""}, {"b", "B", "drafted"}}));
+  sqlite3* db = nullptr;
+  ASSERT_EQ(sqlite3_open(path.c_str(), &db), SQLITE_OK);
+  sqlite3_stmt* nulls = nullptr;
+  sqlite3_prepare_v2(db, "SELECT value IS NULL AND draft IS NULL FROM entries WHERE key='a'", -1, &nulls, nullptr);
+  ASSERT_EQ(sqlite3_step(nulls), SQLITE_ROW);
+  EXPECT_EQ(sqlite3_column_int(nulls, 0), 1);
+  sqlite3_finalize(nulls);
+  sqlite3_close(db);
+}
+
+TEST_F(TLDBSqliteTest, ConnectionIsHeldOnlyForATransactionByDefault) {
+  platform.install();
+  auto store = TLDBSqlite::initWithPath(path);
+  EXPECT_TRUE(store->alwaysCloseDB());
+  EXPECT_FALSE(store->isOpen());
+  store->beginWriteTransaction();
+  EXPECT_TRUE(store->isOpen());
+  store->commitWriteTransaction();
+  EXPECT_FALSE(store->isOpen());
+  EXPECT_EQ(store->getGroupVersion("main"), -1);
+  EXPECT_FALSE(store->isOpen());
+  EXPECT_EQ(platform.log->count("E/"), 0u);
+}
+
+TEST_F(TLDBSqliteTest, KeptOpenStoreRefusesASecondOpenAndStaysUsable) {
+  TestPlatform keepOpen({{"CFBundleIdentifier", "io.tolvana.tests"}, {"TolvanaKeepDatabaseOpen", true}});
+  keepOpen.install();
+  auto store = TLDBSqlite::initWithPath(path);
+  ASSERT_TRUE(store->isOpen());
+  store->open(true);
+  EXPECT_EQ(keepOpen.log->count("Database already open!"), 1u);
+  store->beginWriteTransaction();
+  store->createOrUpdateGroup("main", 4);
+  store->commitWriteTransaction();
+  EXPECT_EQ(store->getGroupVersion("main"), 4);
+  EXPECT_TRUE(store->isOpen());
+}
+
+TEST_F(TLDBSqliteTest, MisuseIsLoggedAndWritesNothing) {
+  TestPlatform keepOpen({{"CFBundleIdentifier", "io.tolvana.tests"}, {"TolvanaKeepDatabaseOpen", true}});
+  keepOpen.install();
+  auto store = TLDBSqlite::initWithPath(path);
+  store->createOrUpdateEntry("outside", "a transaction", std::nullopt);
+  store->beginWriteTransaction();
+  store->createOrUpdateEntry("", "v", std::nullopt);
+  store->createOrUpdateGroup("", 1);
+  store->commitWriteTransaction();
+  for (const char* message : {"Failed to add entry", "Empty key (createOrUpdateEntry).",
+                              "Empty name (createOrUpdateGroup)."}) {
+    EXPECT_EQ(keepOpen.log->count(message), 1u) << message;
+  }
+  EXPECT_EQ(store->entryList()->size(), 0u);
+}
+
+TEST_F(TLDBSqliteTest, UnopenableFileFailsEveryOperationWithItsMessage) {
+  platform.install();
+  auto store = TLDBSqlite::initWithPath(dir / "missing-dir/de.sqlite");
+  ASSERT_NE(store, nullptr);
+  EXPECT_TRUE(platform.log->contains("Failed to open/create database"));
+  EXPECT_TRUE(platform.log->contains("Database is nil"));
+  struct Case {
+    const char* message;
+    std::function<void(TLDBSqlite&)> operation;
+  };
+  const Case cases[] = {
+      {"Database not open (getGroupVersion).", [](TLDBSqlite& s) { EXPECT_EQ(s.getGroupVersion("g"), -1); }},
+      {"Database not open (entryValueForKey).", [](TLDBSqlite& s) { EXPECT_FALSE(s.entryValueForKey("k")); }},
+      {"Database not open (entryValueForKey).", [](TLDBSqlite& s) { EXPECT_FALSE(s.entryForKey("k")); }},
+      {"Database not open (entryValueForKey).", [](TLDBSqlite& s) { EXPECT_FALSE(s.entryList()); }},
+      {"Database not open (beginWriteTransaction).", [](TLDBSqlite& s) { s.beginWriteTransaction(); }},
+      {"Database not open (createOrUpdateEntry).", [](TLDBSqlite& s) { s.createOrUpdateEntry("k", "v", {}); }},
+      {"Database not open (createOrUpdateGroup).", [](TLDBSqlite& s) { s.createOrUpdateGroup("g", 1); }},
+      {"Database not open (commitWriteTransaction).", [](TLDBSqlite& s) { s.commitWriteTransaction(); }},
+      {"Database not open (close).", [](TLDBSqlite& s) { s.close(); }},
+  };
+  for (const Case& c : cases) {
+    platform.log->clear();
+    c.operation(*store);
+    EXPECT_TRUE(platform.log->contains(std::string("E/Tolvana\xEF\xB9\x95 ") + c.message)) << c.message;
+  }
+}
+
+}  // namespace
+}  // namespace tolvana
