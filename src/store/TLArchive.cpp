@@ -1,0 +1,434 @@
+#include "store/TLArchive.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+#include <zlib.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <filesystem>
+#include <memory>
+#include <vector>
+
+#include "store/TLDatabase.h"
+#include "support/TLLog.h"
+#include "sync/TLDeviceUtil.h"
+#include "tolvana/platform/Platform.h"
+
+namespace tolvana {
+
+namespace fs = std::filesystem;
+
+namespace {
+
+using Block = std::array<char, TLArchive::kBlockSize>;
+
+constexpr std::size_t kNameOffset = 0;
+constexpr std::size_t kNameLength = 100;
+constexpr std::size_t kSizeOffset = 124;
+constexpr std::size_t kSizeLength = 12;
+constexpr std::size_t kTypeOffset = 156;
+constexpr std::string_view kGzipSuffix = ".gz";
+// 15 window bits plus 16: the data must carry a gzip header.
+constexpr int kGzipWindowBits = 31;
+
+constexpr const char* kOutOfSpaceMessage =
+    "Device memory is too low to extract the latest translations. Please free up some space by deleting some "
+    "apps, music or images and restart the app for the best app experience.";
+
+signed char headerType(const Block& header) { return static_cast<signed char>(header[kTypeOffset]); }
+
+std::string headerName(const Block& header) {
+  const char* begin = header.data() + kNameOffset;
+  const void* nul = std::memchr(begin, '\0', kNameLength);
+  return std::string(begin, nul ? static_cast<const char*>(nul) - begin : kNameLength);
+}
+
+// Octal digits, NUL- or blank-terminated; leading blanks are how old writers padded it.
+std::optional<std::uint64_t> headerSize(const Block& header) {
+  std::size_t i = kSizeOffset;
+  const std::size_t end = kSizeOffset + kSizeLength;
+  while (i < end && header[i] == ' ') ++i;
+  std::uint64_t size = 0;
+  for (; i < end && header[i] != '\0' && header[i] != ' '; ++i) {
+    if (header[i] < '0' || header[i] > '7') return std::nullopt;
+    size = size * 8 + static_cast<std::uint64_t>(header[i] - '0');
+  }
+  return size;
+}
+
+std::optional<Block> readHeader(int fd, std::uint64_t offset) {
+  Block header;
+  if (!TLArchive::dataForFile(fd, offset, header)) return std::nullopt;
+  return header;
+}
+
+std::string withoutLeadingDotSlash(std::string name) {
+  if (name.starts_with("./")) name.erase(0, 2);
+  return name;
+}
+
+std::string withoutGzipSuffix(std::string_view path) {
+  return std::string(path.ends_with(kGzipSuffix) ? path.substr(0, path.size() - kGzipSuffix.size()) : path);
+}
+
+// The archive comes from the app bundle, but a name that climbs out of the data directory
+// must not be able to overwrite anything else the app owns.
+bool staysInsideDestination(std::string_view name) {
+  if (name.starts_with('/')) return false;
+  std::size_t start = 0;
+  while (start <= name.size()) {
+    std::size_t slash = name.find('/', start);
+    if (slash == std::string_view::npos) slash = name.size();
+    if (name.substr(start, slash - start) == "..") return false;
+    start = slash + 1;
+  }
+  return true;
+}
+
+// "<appId>/de.sqlite.gz" → "de".
+std::string languageOfMember(std::string_view name) {
+  std::size_t slash = name.find('/');
+  if (slash == std::string_view::npos) return {};
+  std::string_view component = name.substr(slash + 1);
+  component = component.substr(0, component.find('/'));
+  return std::string(component.substr(0, component.find('.')));
+}
+
+std::string describe(std::string_view what, std::string_view path, int error) {
+  return std::string(what) + " " + std::string(path) + ": " + std::strerror(error);
+}
+
+bool writeAll(int fd, std::span<const char> data) {
+  while (!data.empty()) {
+    ssize_t written = ::write(fd, data.data(), data.size());
+    if (written < 0 && errno == EINTR) continue;
+    if (written <= 0) return false;
+    data = data.subspan(static_cast<std::size_t>(written));
+  }
+  return true;
+}
+
+bool writeEmptyFileAtomically(const std::string& path, std::string* error) {
+  std::string temporary = path + ".XXXXXX";
+  int fd = ::mkstemp(temporary.data());
+  if (fd < 0) {
+    *error = describe("Could not create file", path, errno);
+    return false;
+  }
+  ::fchmod(fd, 0644);
+  ::close(fd);
+  if (std::rename(temporary.c_str(), path.c_str()) != 0) {
+    *error = describe("Could not create file", path, errno);
+    ::unlink(temporary.c_str());
+    return false;
+  }
+  return true;
+}
+
+// A store that is half unpacked is worse than none: the engine would serve it as complete.
+// Wiping makes the next start unpack from scratch once there is room again.
+void reportOutOfSpace() {
+  logError("Error 103a - Settingsfile could not be successfully unpacked, no memory left");
+  TLArchive::wipeUnzippedSettingsfile();
+  if (TLDeviceUtil::isAppExtension()) return;
+  Platform& platform = Platform::Current();
+  auto ui = platform.ports().ui;
+  platform.dispatch().mainAsync([ui] {
+    ui->presentAlert(Alert{"Not enough space", kOutOfSpaceMessage, {}, {AlertAction{"OK", {}}}});
+  });
+}
+
+const char* zlibErrorText(int result) {
+  switch (result) {
+    case Z_VERSION_ERROR:
+      return "zlib version mismatch!";
+    case Z_MEM_ERROR:
+      return "out of memory";
+    case Z_DATA_ERROR:
+      return "invalid or incomplete deflate data";
+    case Z_STREAM_ERROR:
+      return "invalid compression level";
+    case Z_ERRNO:
+      if (std::ferror(stdin)) return "error reading stdin";
+      if (std::ferror(stdout)) return "error writing stdout";
+      return "Unknown Error.";
+    default:
+      return "Unknown Error.";
+  }
+}
+
+// What a member found to be a deleted language's store does: the unpacked store goes, and
+// the member is not written.
+void removeDeletedLanguageStore(const std::string& language, const std::string& unpackedPath) {
+  std::error_code ec;
+  if (!fs::exists(fs::symlink_status(unpackedPath, ec))) return;
+  if (fs::remove(unpackedPath, ec)) {
+    logVerbose("File lang %@ is marked for  deletion, removing it now", language);
+  } else {
+    Platform::Current().logSink().writeLine(format("Error removing file at path: %@", ec.message()));
+  }
+}
+
+bool skipsMember(const std::string& name, const std::string& target, bool skipExisting) {
+  if (!skipExisting || name.find('/') == std::string::npos) return name.starts_with('.');
+  std::error_code ec;
+  const bool compressed = name.ends_with(kGzipSuffix);
+  bool skip = fs::exists(target, ec) || (compressed && fs::exists(withoutGzipSuffix(target), ec));
+  if (compressed) {
+    std::string language = languageOfMember(name);
+    if (TLDatabase::isLanguageDeleted(language)) {
+      removeDeletedLanguageStore(language, withoutGzipSuffix(target));
+      skip = true;
+    }
+  }
+  return skip;
+}
+
+}  // namespace
+
+std::optional<signed char> TLArchive::typeForFile(int fd, std::uint64_t offset) {
+  auto header = readHeader(fd, offset);
+  if (!header) return std::nullopt;
+  return headerType(*header);
+}
+
+std::optional<std::string> TLArchive::nameForFile(int fd, std::uint64_t offset) {
+  auto header = readHeader(fd, offset);
+  if (!header) return std::nullopt;
+  return headerName(*header);
+}
+
+std::optional<std::uint64_t> TLArchive::sizeForFile(int fd, std::uint64_t offset) {
+  auto header = readHeader(fd, offset);
+  if (!header) return std::nullopt;
+  return headerSize(*header);
+}
+
+bool TLArchive::dataForFile(int fd, std::uint64_t location, std::span<char> buffer) {
+  while (!buffer.empty()) {
+    ssize_t got = ::pread(fd, buffer.data(), buffer.size(), static_cast<off_t>(location));
+    if (got < 0 && errno == EINTR) continue;
+    if (got <= 0) return false;
+    buffer = buffer.subspan(static_cast<std::size_t>(got));
+    location += static_cast<std::uint64_t>(got);
+  }
+  return true;
+}
+
+bool TLArchive::createFilesAndDirectoriesAtPath(const std::string& destination, const std::string& tarPath,
+                                                bool skipExistingDirectories) {
+  std::error_code ec;
+  if (!fs::exists(tarPath, ec)) {
+    logError("File does not exist. %@", tarPath);
+    return false;
+  }
+  std::uint64_t size = fs::file_size(tarPath, ec);
+  if (ec) {
+    logError("Archive Error: %@", ec.message());
+    return false;
+  }
+  int fd = ::open(tarPath.c_str(), O_RDONLY | O_CLOEXEC);
+  if (fd < 0) {
+    logError("Archive Error: %@", describe("Could not open", tarPath, errno));
+    return false;
+  }
+  std::string error;
+  bool ok = createFilesAndDirectoriesAtPath(destination, fd, size, &error, skipExistingDirectories);
+  ::close(fd);
+  if (!error.empty()) logError("Archive Error: %@", error);
+  return ok;
+}
+
+bool TLArchive::createFilesAndDirectoriesAtPath(const std::string& destination, int fd, std::uint64_t size,
+                                                std::string* error, bool skipExistingDirectories) {
+  std::error_code ec;
+  fs::create_directories(destination, ec);
+  if (ec) {
+    *error = describe("Could not create directory", destination, ec.value());
+    return false;
+  }
+  std::uint64_t offset = 0;
+  while (offset < size) {
+    // Past this point every advance is at least one block, so the walk always ends.
+    auto header = size - offset >= kBlockSize ? readHeader(fd, offset) : std::nullopt;
+    if (!header) {
+      logError("Archive truncated: no complete header at offset %llu", offset);
+      return false;
+    }
+    const signed char type = headerType(*header);
+    std::uint64_t blocks = 1;
+    switch (type) {
+      case '\0':
+        break;
+      case 'x':
+        blocks = 2;
+        break;
+      case '5': {
+        std::string name = headerName(*header);
+        if (name == "./" || name == ".") break;
+        name = withoutLeadingDotSlash(std::move(name));
+        if (!staysInsideDestination(name)) {
+          logError("Archive member outside destination: %@", name);
+          return false;
+        }
+        std::string target = destination + "/" + name;
+        if (skipExistingDirectories && name.find('/') != std::string::npos && fs::is_directory(target, ec)) break;
+        fs::create_directories(target, ec);
+        if (ec) {
+          *error = describe("Could not create directory", target, ec.value());
+          return false;
+        }
+        break;
+      }
+      case '0':
+      case '1':
+      case '2':
+      case '3':
+      case '4':
+      case '6':
+      case '7':
+      case 'g': {
+        std::string name = withoutLeadingDotSlash(headerName(*header));
+        auto memberSize = headerSize(*header);
+        if (!memberSize) {
+          logError("Archive invalid size field for %@", name);
+          return false;
+        }
+        if (*memberSize > size - offset - kBlockSize) {
+          logError("Archive truncated: member %@ runs past the end", name);
+          return false;
+        }
+        if (type != '0') {
+          logError("Archive unsupported block");
+          // Header plus whole data blocks only: one short when the size is no multiple of
+          // 512. Archives written for this reader rely on the rounding being this one.
+          blocks = 1 + *memberSize / kBlockSize;
+          break;
+        }
+        if (!staysInsideDestination(name)) {
+          logError("Archive member outside destination: %@", name);
+          return false;
+        }
+        std::string target = destination + "/" + name;
+        if (*memberSize == 0) {
+          logError("Archive empty_file - %@", target);
+          // A failure here only fails the unpacking at the next member that has data.
+          writeEmptyFileAtomically(target, error);
+          break;
+        }
+        if (!error->empty()) return false;
+        if (!skipsMember(name, target, skipExistingDirectories) &&
+            !writeFileDataForFile(fd, offset + kBlockSize, *memberSize, target, error)) {
+          return false;
+        }
+        blocks = 2 + (*memberSize - 1) / kBlockSize;
+        break;
+      }
+      default:
+        logError("Archive invalid block type %c", static_cast<char>(type));
+        return false;
+    }
+    offset += blocks * kBlockSize;
+  }
+  return true;
+}
+
+bool TLArchive::writeFileDataForFile(int fd, std::uint64_t location, std::uint64_t length, std::string path,
+                                     std::string* error) {
+  const bool inflating = path.ends_with(kGzipSuffix);
+  if (inflating) path = withoutGzipSuffix(path);
+  int out = ::open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
+  if (out < 0) {
+    *error = describe("Could not create file", path, errno);
+    return false;
+  }
+  z_stream stream{};
+  if (inflating) {
+    int result = inflateInit2(&stream, kGzipWindowBits);
+    if (result != Z_OK) {
+      logError("Decompression Error: %@", zlibErrorText(result));
+      ::close(out);
+      return false;
+    }
+  }
+  auto append = [out](std::span<const char> chunk) { return writeAll(out, chunk); };
+  std::vector<char> input(std::min<std::uint64_t>(length, kChunkSize));
+  bool ok = true;
+  while (ok && length > 0) {
+    const std::size_t piece = std::min<std::uint64_t>(length, kChunkSize);
+    std::span<char> chunk(input.data(), piece);
+    if (!dataForFile(fd, location, chunk)) {
+      *error = describe("Could not read the data of", path, errno ? errno : EIO);
+      ok = false;
+    } else if (inflating) {
+      ok = decompressData(chunk, stream, append);
+    } else if (!append(chunk)) {
+      reportOutOfSpace();
+      ok = false;
+    }
+    location += piece;
+    length -= piece;
+  }
+  // Ending a stream that decompressData already ended is harmless.
+  if (inflating) inflateEnd(&stream);
+  ::close(out);
+  return ok;
+}
+
+bool TLArchive::decompressData(std::span<const char> input, z_stream_s& stream,
+                               const std::function<bool(std::span<const char>)>& process) {
+  auto output = std::make_unique<char[]>(kChunkSize);
+  while (!input.empty()) {
+    const std::size_t piece = std::min(input.size(), kChunkSize);
+    stream.next_in = reinterpret_cast<Bytef*>(const_cast<char*>(input.data()));
+    stream.avail_in = static_cast<uInt>(piece);
+    input = input.subspan(piece);
+    do {
+      stream.next_out = reinterpret_cast<Bytef*>(output.get());
+      stream.avail_out = static_cast<uInt>(kChunkSize);
+      int result = inflate(&stream, Z_NO_FLUSH);
+      switch (result) {
+        case Z_NEED_DICT:
+        case Z_ERRNO:
+        case Z_STREAM_ERROR:
+        case Z_DATA_ERROR:
+        case Z_MEM_ERROR:
+        case Z_VERSION_ERROR:
+          inflateEnd(&stream);
+          logError("Decompression Error: %@", zlibErrorText(result));
+          return false;
+        default:
+          break;
+      }
+      const std::size_t produced = kChunkSize - stream.avail_out;
+      if (produced > 0 && !process(std::span<const char>(output.get(), produced))) {
+        reportOutOfSpace();
+        return false;
+      }
+      if (result == Z_STREAM_END) return true;
+    } while (stream.avail_out == 0);
+  }
+  return true;
+}
+
+void TLArchive::wipeUnzippedSettingsfile() {
+  auto directory = TLDeviceUtil::userdataDirectory();
+  if (!directory) return;
+  // List first, then remove: removing while reading a directory may skip entries.
+  std::vector<fs::path> entries;
+  std::error_code ec;
+  for (fs::directory_iterator it(*directory, ec), end; !ec && it != end; it.increment(ec)) {
+    entries.push_back(it->path());
+  }
+  for (const auto& entry : entries) {
+    std::error_code ignored;
+    fs::remove_all(entry, ignored);
+  }
+}
+
+}  // namespace tolvana
