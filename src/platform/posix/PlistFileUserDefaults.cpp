@@ -74,7 +74,7 @@ class PlistFileUserDefaults final : public UserDefaults {
   void load() {
     struct stat info {};
     // A domain that was never synchronised has no file yet; that is no error.
-    if (::stat(filePath_.c_str(), &info) != 0 && errno == ENOENT) return;
+    if (::stat(filePath_.c_str(), &info) != 0 && (errno == ENOENT || errno == ENOTDIR)) return;
     std::string error;
     std::optional<Value> root = plist::readFile(filePath_, &error);
     if (root && !root->isDictionary()) error = "the top level is no dictionary";
