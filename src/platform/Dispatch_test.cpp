@@ -125,11 +125,15 @@ TYPED_TEST(DispatchContract, GlobalQueueRunsTasksConcurrently) {
   std::atomic<int> sawTheOther{0};
   for (int i = 0; i < 2; ++i) {
     this->h.dispatch->globalAsync([&] {
-      std::unique_lock lock(mutex);
-      ++arrived;
-      met.notify_all();
-      // Each waits for the other: only concurrent tasks can both get past this.
-      sawTheOther += met.wait_for(lock, 10s, [&] { return arrived == 2; });
+      bool saw;
+      {
+        std::unique_lock lock(mutex);
+        ++arrived;
+        met.notify_all();
+        // Each waits for the other: only concurrent tasks can both get past this.
+        saw = met.wait_for(lock, 10s, [&] { return arrived == 2; });
+      }
+      sawTheOther += saw;  // last touch of the test's locals
     });
   }
   ASSERT_TRUE(this->h.waitFor([&] { return sawTheOther == 2; }));
