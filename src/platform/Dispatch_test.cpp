@@ -2,7 +2,6 @@
 
 #include <atomic>
 #include <condition_variable>
-#include <mutex>
 #include <thread>
 
 #include "platform/fake/ManualDispatch.h"
@@ -15,21 +14,17 @@ namespace {
 
 using namespace std::chrono_literals;
 
-class Recorder {
- public:
+struct Recorder {
   void add(std::string entry) {
-    std::lock_guard lock(mutex_);
-    entries_.push_back(std::move(entry));
+    std::lock_guard lock(mutex);
+    entries.push_back(std::move(entry));
   }
-  std::vector<std::string> entries() const {
-    std::lock_guard lock(mutex_);
-    return entries_;
+  std::vector<std::string> snapshot() {
+    std::lock_guard lock(mutex);
+    return entries;
   }
-  std::size_t size() const { return entries().size(); }
-
- private:
-  mutable std::mutex mutex_;
-  std::vector<std::string> entries_;
+  std::mutex mutex;
+  std::vector<std::string> entries;
 };
 
 struct ThreadHarness {
@@ -38,10 +33,7 @@ struct ThreadHarness {
   std::shared_ptr<Dispatch> dispatch = makeThreadDispatch();
   void advance(std::chrono::milliseconds) {}  // real time passes by itself
   bool waitFor(const std::function<bool()>& done) {
-    for (auto limit = std::chrono::steady_clock::now() + 10s; std::chrono::steady_clock::now() < limit;) {
-      if (done()) return true;
-      std::this_thread::sleep_for(1ms);
-    }
+    for (int i = 0; i < 10000 && !done(); ++i) std::this_thread::sleep_for(1ms);
     return done();
   }
 };
@@ -56,8 +48,7 @@ struct ManualHarness {
 };
 
 template <class Harness>
-class DispatchContract : public ::testing::Test {
- protected:
+struct DispatchContract : ::testing::Test {
   Recorder recorder;  // outlives the dispatch, whose threads may still hold tasks
   Harness h;
 };
@@ -66,24 +57,23 @@ TYPED_TEST_SUITE(DispatchContract, Implementations);
 
 TYPED_TEST(DispatchContract, MainQueueRunsInOrderOnTheMainThreadOnly) {
   auto& d = *this->h.dispatch;
-  auto& recorder = this->recorder;
+  std::vector<std::string> expected;
   for (int i = 0; i < 50; ++i) {
-    d.mainAsync([&, i] { recorder.add(std::to_string(i) + (d.isMainThread() ? "" : " off main")); });
+    d.mainAsync([&, i] { this->recorder.add(std::to_string(i) + (d.isMainThread() ? "" : " off main")); });
+    expected.push_back(std::to_string(i));
   }
   std::atomic<int> offMain{0};
   d.globalAsync([&] { offMain += !d.isMainThread(); });
   d.makeSerialQueue("contract")->async([&] { offMain += !d.isMainThread(); });
-  ASSERT_TRUE(this->h.waitFor([&] { return recorder.size() == 50 && offMain == 2; }));
-  auto entries = recorder.entries();
-  for (int i = 0; i < 50; ++i) EXPECT_EQ(entries[i], std::to_string(i));
+  ASSERT_TRUE(this->h.waitFor([&] { return this->recorder.snapshot().size() == 50 && offMain == 2; }));
+  EXPECT_EQ(this->recorder.snapshot(), expected);
 }
 
 TYPED_TEST(DispatchContract, DelayedTasksRunByDueTimeAndNeverEarly) {
   auto& clock = *this->h.clock;
-  auto& recorder = this->recorder;
   auto start = clock.monotonicNow();
   auto task = [&](const char* name, std::chrono::milliseconds delay) {
-    return [&, name, delay] { recorder.add(clock.monotonicNow() - start >= delay ? name : "early"); };
+    return [&, name, delay] { this->recorder.add(clock.monotonicNow() - start >= delay ? name : "early"); };
   };
   this->h.dispatch->mainAfter(60ms, task("60", 60ms));
   this->h.dispatch->mainAfter(20ms, task("20a", 20ms));
@@ -91,31 +81,31 @@ TYPED_TEST(DispatchContract, DelayedTasksRunByDueTimeAndNeverEarly) {
   this->h.dispatch->mainAsync(task("now", 0ms));
   if constexpr (TypeParam::kManual) {
     this->h.manual->drain();
-    EXPECT_EQ(recorder.entries(), std::vector<std::string>{"now"});
+    EXPECT_EQ(this->recorder.snapshot(), std::vector<std::string>{"now"});
     EXPECT_EQ(this->h.manual->pendingCount(), 3u);
   }
   this->h.advance(60ms);
-  ASSERT_TRUE(this->h.waitFor([&] { return recorder.size() == 4; }));
-  EXPECT_EQ(recorder.entries(), (std::vector<std::string>{"now", "20a", "20b", "60"}));
+  ASSERT_TRUE(this->h.waitFor([&] { return this->recorder.snapshot().size() == 4; }));
+  EXPECT_EQ(this->recorder.snapshot(), (std::vector<std::string>{"now", "20a", "20b", "60"}));
 }
 
 // Tasks hold the queue itself and the test drops its reference while they are pending: the
 // queue must run them all, in order, and then go away without touching freed memory.
 TYPED_TEST(DispatchContract, SerialQueueKeepsOrderAfterItsLastHandleIsDropped) {
-  auto& recorder = this->recorder;
   auto queue = this->h.dispatch->makeSerialQueue("serial-contract");
   std::weak_ptr<SerialQueue> watch = queue;
+  std::vector<std::string> expected;
   for (int i = 0; i < 100; ++i) {
-    queue->async([&recorder, queue, i] {
-      recorder.add(std::to_string(i));
-      if (i == 99) queue->async([&recorder] { recorder.add("queued by a task"); });
+    queue->async([this, queue, i] {
+      this->recorder.add(std::to_string(i));
+      if (i == 99) queue->async([this] { this->recorder.add("queued by a task"); });
     });
+    expected.push_back(std::to_string(i));
   }
+  expected.push_back("queued by a task");
   queue.reset();
-  ASSERT_TRUE(this->h.waitFor([&] { return recorder.size() == 101 && watch.expired(); }));
-  auto entries = recorder.entries();
-  for (int i = 0; i < 100; ++i) EXPECT_EQ(entries[i], std::to_string(i));
-  EXPECT_EQ(entries.back(), "queued by a task");
+  ASSERT_TRUE(this->h.waitFor([&] { return this->recorder.snapshot().size() == 101 && watch.expired(); }));
+  EXPECT_EQ(this->recorder.snapshot(), expected);
 }
 
 TYPED_TEST(DispatchContract, GlobalQueueRunsTasksConcurrently) {
@@ -143,13 +133,12 @@ TEST(ThreadDispatch, DestructionDropsPendingTasksWithoutWaitingForThem) {
   auto dispatch = makeThreadDispatch();
   auto held = std::make_shared<int>(0);
   std::weak_ptr<int> watch = held;
-  dispatch->mainAfter(1h, [held] { *held = 1; });
-  auto queue = dispatch->makeSerialQueue("kept");
+  dispatch->mainAfter(1h, [held] {});
+  auto queue = dispatch->makeSerialQueue("outlives its dispatch");
   queue->async([held] {});
   held.reset();
   dispatch.reset();  // would hang for an hour if it waited for the delayed task
   queue->async([] {});
-  queue.reset();
   EXPECT_TRUE(watch.expired());
 }
 
