@@ -1,0 +1,42 @@
+// TLDBProtocol: what every per-language translation store offers.
+//
+// Writers call beginWriteTransaction(), any number of createOrUpdateGroup() and
+// createOrUpdateEntry(), commitWriteTransaction(), and save() where the store needs it.
+// Failures are logged and read as -1 or nullopt; nothing throws.
+//
+// Thread contract: a store takes no lock of its own. Its owner (the database manager)
+// serialises every call; a write transaction must not interleave with another one on the
+// same store, since the prepared statements live in the object.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string_view>
+#include <vector>
+
+#include "store/TLLanguageEntry.h"
+
+namespace tolvana {
+
+class TLDBProtocol {
+ public:
+  virtual ~TLDBProtocol() = default;
+
+  // Inserts or replaces one entry. An absent or empty value or draft is stored as absent.
+  virtual void createOrUpdateEntry(std::string_view key, std::optional<std::string_view> value,
+                                   std::optional<std::string_view> draft) = 0;
+  virtual void createOrUpdateGroup(std::string_view name, std::int64_t version) = 0;
+  // The group's version, -1 when unknown.
+  virtual std::int64_t getGroupVersion(std::string_view name) = 0;
+  virtual std::optional<std::string> entryValueForKey(std::string_view key) = 0;
+  virtual std::optional<TLLanguageEntry> entryForKey(std::string_view key) = 0;
+  // Every entry; nullopt where the store cannot list.
+  virtual std::optional<std::vector<TLLanguageEntry>> entryList() = 0;
+  virtual void beginWriteTransaction() = 0;
+  virtual void commitWriteTransaction() = 0;
+  virtual void open(bool readOnly) = 0;
+  virtual void close() = 0;
+  virtual void save() = 0;
+};
+
+}  // namespace tolvana

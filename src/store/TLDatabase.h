@@ -1,0 +1,77 @@
+// TLDatabase: the engine's one store manager.
+//
+// At creation it finds the settings archive in the app bundle, unpacks it into the data
+// directory, reads the app file and fixes where each language's store lives; afterwards it
+// hands out one backend per language and answers look-ups. Every public operation holds the
+// manager's lock for its whole length (re-entrant, since the parsers call back in), so
+// look-ups from any thread and a parse on another are serialised.
+#pragma once
+
+#include <cstdint>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <set>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "store/TLDBProtocol.h"
+#include "tolvana/Value.h"
+
+namespace tolvana {
+
+// The user-defaults key prefix of the per-language deletion marks.
+inline constexpr const char* TOLVANA_USER_DEFAUT_KEY = "tolvana_deleted_language";
+
+class TLDatabase {
+ public:
+  // Null when the settings could not be loaded (see the log).
+  static std::shared_ptr<TLDatabase> create();
+  ~TLDatabase();
+
+  std::shared_ptr<TLDBProtocol> databaseForLanguage(std::string_view language, bool createDatabase);
+  std::optional<std::string> valueWithKey(std::string_view key, std::string_view language);
+  std::optional<TLLanguageEntry> entryWithKey(std::string_view key, std::string_view language);
+  std::int64_t versionForGroup(std::string_view group, std::string_view language);
+  std::map<std::string, std::string> stringsForLanguage(std::string_view language);
+  bool isLanguageSupported(std::string_view language);
+
+  bool parseResponseV1(const Value& answer);
+  bool parseResponseV2(const Value& answer);
+  // Streams a V2 answer from its JSON text; same result as parseResponseV2 of the decoded value.
+  bool parseResponseV2Json(std::string_view json);
+  void removeUnusedDatabases(const std::vector<std::string>& languages);
+  void deleteDatabase(std::string_view language);
+  void markLanguageAsDeleted(std::string_view language);
+  void markLanguageAsEnabled(std::string_view language);
+  void saveLatestAppInfo();
+  void benchmark();
+
+  static bool isLanguageDeleted(std::string_view language);
+  static std::string getDeletionKey(std::string_view language);
+  static const std::string& emptyValue();
+
+  // App-level state.
+  std::string apiSecret() const;
+  std::string appId() const;
+  std::optional<std::string> baseLanguage() const;
+  std::optional<double> appVersion() const;
+  bool initialized() const;
+  bool collectMissingEnabled() const;
+  bool draftModeEnabled() const;
+  int dbType() const;
+  std::string dbDirectory() const;
+  std::string dataDirectory() const;
+  std::string dbPathFormat() const;
+  std::set<std::string> availableLanguages() const;
+
+ private:
+  TLDatabase();
+  struct State;
+  mutable std::recursive_mutex mutex_;
+  std::unique_ptr<State> state_;  // guarded by mutex_
+};
+
+}  // namespace tolvana

@@ -1,0 +1,41 @@
+// TLDeviceUtil: facts about the device, the host app and the run-time environment, for the
+// device profile of server requests and for the engine's own decisions.
+//
+// Thread contract: every method may be called from any thread. The "once" answers are
+// computed under one-time guards on first use and kept for the process.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+
+namespace tolvana {
+
+class TLDeviceUtil {
+ public:
+  static std::string deviceModel();
+  static std::string genuine();  // "YES" or "NO"
+  static std::string platform();
+  static std::string operatingSystem();
+  static std::optional<std::string> bundleIdentifier();
+  static std::optional<std::string> bundleVersion();
+  static std::optional<std::string> did();
+  static std::string timestamp();
+  static std::string engine();
+
+  static bool isRunningTests();
+  static bool isUITestRunning();          // once
+  static bool isInShowIdModeOnLaunch();   // once
+  static bool isDebuggerConnected();      // once
+  static bool isAppExtension();           // once
+  // The data directory of the engine: the platform's data directory + "/Tolvana/" + bundle id.
+  static std::optional<std::string> userdataDirectory();
+  static std::uint64_t usedMemory();
+  static std::uint64_t freeMemory();
+  static void logMemUsage();
+
+  // Forgets the once answers, for tests that start a new simulated process.
+  static void resetOnceValuesForTesting();
+};
+
+}  // namespace tolvana
