@@ -39,10 +39,6 @@ class TLArchiveTest : public ::testing::Test {
     return TLArchive::createFilesAndDirectoriesAtPath(data, scratch / "settings.tolvana", skip);
   }
   std::optional<std::string> read(std::string_view name) const { return readWholeFile(data + "/" + std::string(name)); }
-  std::size_t entriesBelow(const std::string& dir) const {
-    std::error_code ec;
-    return static_cast<std::size_t>(std::distance(fs::recursive_directory_iterator(dir, ec), {}));
-  }
 
   ScratchDir scratch;
   TestPlatform platform;
@@ -71,6 +67,7 @@ TEST_P(TLArchiveFlags, EachTypeFlagAdvancesAsTheReaderExpects) {
   }
   for (const char* name : c.written) EXPECT_TRUE(fs::exists(data + "/" + name)) << name;
   EXPECT_EQ(fs::exists(data + "/after.txt"), c.succeeds);
+  EXPECT_FALSE(fs::exists(fs::path(data).parent_path() / "evil")) << "written outside the destination";
 }
 
 INSTANTIATE_TEST_SUITE_P(
@@ -96,7 +93,7 @@ INSTANTIATE_TEST_SUITE_P(
                  true, "", {"x"}},
         FlagCase{"TraversingFileFails", [](ArchiveBuilder& a) { a.file("../evil", "x"); }, false,
                  "Archive member outside destination: ../evil", {}},
-        FlagCase{"TraversingNestedFileFails", [](ArchiveBuilder& a) { a.file("./app/../../evil", "x"); }, false,
+        FlagCase{"TraversingNestedFileFails", [](ArchiveBuilder& a) { a.directory("app/").file("./app/../../evil", "x"); }, false,
                  "Archive member outside destination: app/../../evil", {}},
         FlagCase{"AbsoluteFileFails", [](ArchiveBuilder& a) { a.file("/tmp/tolvana-evil", "x"); }, false,
                  "Archive member outside destination: /tmp/tolvana-evil", {}},
@@ -110,12 +107,6 @@ INSTANTIATE_TEST_SUITE_P(
         FlagCase{"CorruptGzipFails", [](ArchiveBuilder& a) { a.directory("app/").file("app/de.sqlite.gz", "junk!"); },
                  false, "Decompression Error: invalid or incomplete deflate data", {}}),
     [](const auto& info) { return std::string(info.param.name); });
-
-TEST_F(TLArchiveTest, TraversalWritesNothingOutsideTheDestination) {
-  EXPECT_FALSE(unpack(ArchiveBuilder().file("../evil", "x").directory("../evil-dir/").endBlocks()));
-  EXPECT_FALSE(fs::exists(fs::path(data).parent_path() / "evil"));
-  EXPECT_FALSE(fs::exists(fs::path(data).parent_path() / "evil-dir"));
-}
 
 TEST_F(TLArchiveTest, TruncatedArchiveFailsWhereverItIsCut) {
   ArchiveBuilder archive;
@@ -191,7 +182,7 @@ TEST_F(TLArchiveTest, RunningOutOfSpaceWipesTheDataAndWarnsTheUser) {
     setrlimit(RLIMIT_FSIZE, &limit);
     int status = 0;
     if (TLArchive::createFilesAndDirectoriesAtPath(data, scratch / "settings.tolvana", true)) status |= 1;
-    if (entriesBelow(data) != 0) status |= 2;
+    if (!fs::is_empty(data)) status |= 2;
     if (!platform.log->contains("E/Tolvana\xEF\xB9\x95 Error 103a - Settingsfile could not be successfully unpacked, no memory left")) status |= 4;
     platform.dispatch->drain();
     auto alerts = platform.ui->alerts();
