@@ -246,6 +246,8 @@ bool TLArchive::createFilesAndDirectoriesAtPath(const std::string& destination, 
 
 bool TLArchive::createFilesAndDirectoriesAtPath(const std::string& destination, int fd, std::uint64_t size,
                                                 std::string* error, bool skipExistingDirectories) {
+  std::string unreported;
+  if (!error) error = &unreported;
   std::error_code ec;
   fs::create_directories(destination, ec);
   if (ec) {
@@ -340,6 +342,8 @@ bool TLArchive::createFilesAndDirectoriesAtPath(const std::string& destination, 
 
 bool TLArchive::writeFileDataForFile(int fd, std::uint64_t location, std::uint64_t length, std::string path,
                                      std::string* error) {
+  std::string unreported;
+  if (!error) error = &unreported;
   const bool inflating = path.ends_with(kGzipSuffix);
   if (inflating) path = withoutGzipSuffix(path);
   int out = ::open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
@@ -363,7 +367,7 @@ bool TLArchive::writeFileDataForFile(int fd, std::uint64_t location, std::uint64
     const std::size_t piece = std::min<std::uint64_t>(length, kChunkSize);
     std::span<char> chunk(input.data(), piece);
     if (!dataForFile(fd, location, chunk)) {
-      *error = describe("Could not read the data of", path, errno ? errno : EIO);
+      *error = describe("Could not read the data of", path, EIO);
       ok = false;
     } else if (inflating) {
       ok = decompressData(chunk, stream, append);

@@ -280,7 +280,7 @@ void TLDBSqlite::createOrUpdateGroup(std::string_view name, std::int64_t version
     return;
   }
   bindText(insert, 1, name);
-  // Stored as a 32-bit integer, as the server's versions have always been.
+  // Bound as a 32-bit integer, like every version already stored on devices.
   sqlite3_bind_int(insert, 2, static_cast<int>(version));
   if (sqlite3_step(insert) != SQLITE_DONE) logError("Failed to add group");
   sqlite3_reset(insert);
