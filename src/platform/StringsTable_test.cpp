@@ -80,6 +80,11 @@ TEST(StringsText, GarbageNeverHangsOrCrashes) {
   }
 }
 
+std::string encodingName(const ::testing::TestParamInfo<StringsEncoding>& info) {
+  const char* names[] = {"Utf8", "Utf8Bom", "Utf16Le", "Utf16Be", "XmlPlist", "BinaryPlist"};
+  return names[static_cast<int>(info.param)];
+}
+
 class StringsFile : public ::testing::TestWithParam<StringsEncoding> {};
 
 TEST_P(StringsFile, ReadsEveryEncoding) {
@@ -95,7 +100,8 @@ TEST_P(StringsFile, ReadsEveryEncoding) {
 INSTANTIATE_TEST_SUITE_P(Encodings, StringsFile,
                          ::testing::Values(StringsEncoding::Utf8, StringsEncoding::Utf8Bom, StringsEncoding::Utf16Le,
                                            StringsEncoding::Utf16Be, StringsEncoding::XmlPlist,
-                                           StringsEncoding::BinaryPlist));
+                                           StringsEncoding::BinaryPlist),
+                         encodingName);
 
 TEST(StringsFile, KeepsNestedPluralEntriesOfPropertyLists) {
   TempDir dir;
