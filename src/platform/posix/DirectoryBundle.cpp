@@ -55,6 +55,11 @@ std::string normalizedPath(std::string path) {
 std::string joined(std::initializer_list<std::string_view> parts) {
   std::string path;
   for (std::string_view part : parts) {
+    // Callers pass directories as "Sounds", "Sounds/" or "/Sounds" alike.
+    if (!path.empty()) {
+      while (!part.empty() && part.front() == '/') part.remove_prefix(1);
+    }
+    while (part.size() > 1 && part.back() == '/') part.remove_suffix(1);
     if (part.empty()) continue;
     if (!path.empty()) path += '/';
     path += part;
