@@ -1,5 +1,5 @@
 // The Ui without a toolkit: it records what the engine presents, so tools and tests can
-// see it, and logs each alert's title.
+// see it. It writes no log lines: what the engine logs about an alert is the engine's to say.
 #pragma once
 
 #include <memory>

@@ -1,0 +1,164 @@
+#include <gtest/gtest.h>
+#include <spawn.h>
+#include <sys/wait.h>
+
+#include <atomic>
+#include <filesystem>
+#include <fstream>
+#include <thread>
+
+#include "platform/PropertyList.h"
+#include "platform/fake/MemoryUserDefaults.h"
+#include "platform/posix/PlistFileUserDefaults.h"
+#include "tests/support/TestPlatform.h"
+
+extern char** environ;
+
+namespace tolvana {
+namespace {
+
+namespace fs = std::filesystem;
+
+struct ScratchDir {
+  std::string pattern = (fs::temp_directory_path() / "tolvana-defaults-XXXXXX").string();
+  fs::path path = ::mkdtemp(pattern.data());
+  ~ScratchDir() { fs::remove_all(path); }
+};
+
+const Value::Dictionary kEveryKind = {
+    {"bool", true},        {"int", 42},  {"real", 2.5}, {"string", "text"}, {"data", Value::Data{0, 1, 255}},
+    {"date", Value::Date{1700000000.5}}, {"array", Value::Array{1, "two"}}, {"dict", Value::Dictionary{{"k", false}}},
+};
+
+// The second process of SecondProcessReadsSynchronizedDomain: this test binary started again
+// with the file in its environment checks the file and exits before any test runs.
+const int kChildExit = [] {
+  const char* path = std::getenv("TOLVANA_DEFAULTS_CHILD_PATH");
+  if (!path) return 0;
+  auto defaults = makePlistFileUserDefaults(path);
+  for (const auto& [key, value] : kEveryKind) {
+    if (defaults->objectForKey(key) != value) std::_Exit(1);
+  }
+  std::_Exit(0);
+}();
+
+struct MemoryFactory {
+  std::shared_ptr<UserDefaults> make() { return std::make_shared<MemoryUserDefaults>(); }
+};
+struct FileFactory {
+  ScratchDir dir;
+  std::shared_ptr<UserDefaults> make() { return makePlistFileUserDefaults((dir.path / "app.plist").string()); }
+};
+
+template <class Factory>
+struct UserDefaultsContract : ::testing::Test {
+  Factory factory;
+};
+using Implementations = ::testing::Types<MemoryFactory, FileFactory>;
+TYPED_TEST_SUITE(UserDefaultsContract, Implementations);
+
+TYPED_TEST(UserDefaultsContract, KeepsEveryKindAndRemoves) {
+  auto defaults = this->factory.make();
+  for (const auto& [key, value] : kEveryKind) defaults->setObject(key, value);
+  for (const auto& [key, value] : kEveryKind) EXPECT_EQ(defaults->objectForKey(key), value) << key;
+  defaults->removeObject("int");
+  EXPECT_EQ(defaults->objectForKey("int"), std::nullopt);
+  EXPECT_TRUE(defaults->synchronize());
+  defaults->removePersistentDomain();
+  EXPECT_EQ(defaults->objectForKey("string"), std::nullopt);
+}
+
+TYPED_TEST(UserDefaultsContract, TypedReadersConvertNumbersAndStrings) {
+  struct Case {
+    Value value;
+    bool asBool;
+    std::int64_t asInteger;
+    double asDouble;
+    std::optional<std::string> asString;
+  };
+  const Case cases[] = {
+      {true, true, 1, 1.0, "1"},   {0, false, 0, 0.0, "0"},        {2.75, true, 2, 2.75, "2.75"},
+      {" -12abc", true, -12, -12.0, " -12abc"},                    {"3.5e2", true, 3, 350.0, "3.5e2"},
+      {"no", false, 0, 0.0, "no"}, {"99999999999999999999", true, INT64_MAX, 1e20, "99999999999999999999"},
+      {Value::Array{1}, false, 0, 0.0, std::nullopt},
+  };
+  auto defaults = this->factory.make();
+  for (const Case& c : cases) {
+    defaults->setObject("k", c.value);
+    SCOPED_TRACE(c.value.description());
+    EXPECT_EQ(defaults->boolForKey("k"), c.asBool);
+    EXPECT_EQ(defaults->integerForKey("k"), c.asInteger);
+    EXPECT_DOUBLE_EQ(defaults->doubleForKey("k"), c.asDouble);
+    EXPECT_EQ(defaults->stringForKey("k"), c.asString);
+  }
+  EXPECT_EQ(defaults->stringForKey("absent"), std::nullopt);
+}
+
+TEST(PlistFileUserDefaults, SecondProcessReadsSynchronizedDomain) {
+  ScratchDir dir;
+  std::string path = (dir.path / "nested" / "app.plist").string();
+  auto defaults = makePlistFileUserDefaults(path);
+  for (const auto& [key, value] : kEveryKind) defaults->setObject(key, value);
+  ASSERT_TRUE(defaults->synchronize());
+
+  std::string variable = "TOLVANA_DEFAULTS_CHILD_PATH=" + path;
+  std::vector<char*> env;
+  for (char** e = environ; *e; ++e) env.push_back(*e);
+  env.push_back(variable.data());
+  env.push_back(nullptr);
+  char exe[] = "/proc/self/exe";
+  char* argv[] = {exe, nullptr};
+  pid_t child = 0;
+  int status = -1;
+  ASSERT_EQ(::posix_spawn(&child, exe, nullptr, nullptr, argv, env.data()), 0);
+  ASSERT_EQ(::waitpid(child, &status, 0), child);
+  EXPECT_EQ(status, 0);
+
+  defaults->removePersistentDomain();
+  EXPECT_FALSE(fs::exists(path));
+}
+
+TEST(PlistFileUserDefaults, MalformedOrUnwritableFileLogsOneLineNamingIt) {
+  testing::TestPlatform platform;
+  platform.install();
+  ScratchDir dir;
+  std::string path = (dir.path / "app.plist").string();
+  std::ofstream(path) << "<plist><dict><key>cut off";
+  EXPECT_EQ(makePlistFileUserDefaults(path)->objectForKey("cut off"), std::nullopt);
+  EXPECT_EQ(platform.log->lines().size(), 1u);
+  EXPECT_EQ(platform.log->count(path), 1u);
+
+  // A regular file where the directory should be: no domain to read, and the write fails.
+  platform.log->clear();
+  std::string blocked = path + "/inner.plist";
+  EXPECT_FALSE(makePlistFileUserDefaults(blocked)->synchronize());
+  EXPECT_EQ(platform.log->lines().size(), 1u);
+  EXPECT_EQ(platform.log->count(blocked), 1u);
+}
+
+TEST(PlistFileUserDefaults, ReaderNeverSeesAPartialFileAndNoTemporaryFilesRemain) {
+  ScratchDir dir;
+  std::string path = (dir.path / "app.plist").string();
+  auto defaults = makePlistFileUserDefaults(path);
+  defaults->setObject("big", std::string(200000, 'a'));
+  ASSERT_TRUE(defaults->synchronize());
+  std::atomic<bool> writing{true};
+  std::thread writer([&] {
+    for (int i = 0; i < 40; ++i) {
+      defaults->setObject("big", std::string(200000 + i * 1000, 'a'));
+      defaults->synchronize();
+    }
+    writing = false;
+  });
+  int reads = 0, partial = 0;
+  for (; writing || reads == 0; ++reads) {
+    auto root = plist::readFile(path);
+    partial += !(root && root->find("big"));
+  }
+  writer.join();
+  EXPECT_EQ(partial, 0) << "of " << reads << " reads";
+  EXPECT_EQ(std::distance(fs::directory_iterator(dir.path), fs::directory_iterator()), 1);
+}
+
+}  // namespace
+}  // namespace tolvana
