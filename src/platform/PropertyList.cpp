@@ -75,10 +75,11 @@ std::optional<Value> toValue(plist_t node, int depth) {
       return Value(Value::Date{sec + usec / 1e6 + kSecondsFrom1970To2001});
     }
     case PLIST_UID: {
-      // Written as this dictionary in XML, so it reads the same from either form.
+      // Object references of archived object graphs; nothing here follows them, so the
+      // index is all that is kept.
       uint64_t uid = 0;
       plist_get_uid_val(node, &uid);
-      return Value(Value::Dictionary{{"CF$UID", Value(static_cast<unsigned long long>(uid))}});
+      return Value(static_cast<unsigned long long>(uid));
     }
     case PLIST_ARRAY: {
       Value::Array array;

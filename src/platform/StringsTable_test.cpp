@@ -106,7 +106,7 @@ INSTANTIATE_TEST_SUITE_P(Encodings, StringsFile,
 TEST(StringsFile, KeepsNestedPluralEntriesOfPropertyLists) {
   TempDir dir;
   FixtureBundle bundle(dir.path());
-  Value::Dictionary plural{{"items", Value::Dictionary{{"NSStringLocalizedFormatKey", "%#@n@"}}}};
+  Value::Dictionary plural{{"items", Value::Dictionary{{"format", "%#@n@"}, {"n", Value::Dictionary{{"one", "%d item"}}}}}};
   bundle.stringsdict("", "Localizable", plural).resource("padded.strings", "\xEF\xBB\xBF \n<plist><dict/></plist>");
   bundle.write();
   EXPECT_EQ(readDictionaryFile(dir.file("Localizable.stringsdict")), plural);
