@@ -183,11 +183,13 @@ std::optional<Value> parse(const std::vector<std::uint8_t>& bytes, std::string* 
     setError(error, "property list too large");
     return std::nullopt;
   }
+  // Editors put a byte-order mark before XML that the reader does not expect.
+  std::size_t skip = bytes.size() >= 3 && bytes[0] == 0xEF && bytes[1] == 0xBB && bytes[2] == 0xBF ? 3 : 0;
   // The XML reader is safest with a terminated buffer; the terminator is not part of the length.
-  std::vector<char> buffer(bytes.begin(), bytes.end());
+  std::vector<char> buffer(bytes.begin() + skip, bytes.end());
   buffer.push_back('\0');
   plist_t raw = nullptr;
-  plist_from_memory(buffer.data(), static_cast<uint32_t>(bytes.size()), &raw);
+  plist_from_memory(buffer.data(), static_cast<uint32_t>(buffer.size() - 1), &raw);
   Node root(raw);
   if (!root) {
     setError(error, "not a property list");

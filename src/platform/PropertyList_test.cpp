@@ -67,6 +67,12 @@ TEST_P(PropertyListFormat, WritesAtomicallyIntoNewDirectoriesAndReplaces) {
 INSTANTIATE_TEST_SUITE_P(Formats, PropertyListFormat, ::testing::Values(Format::Xml, Format::Binary),
                          [](const auto& info) { return info.param == Format::Xml ? "Xml" : "Binary"; });
 
+TEST(PropertyList, XmlMayStartWithAByteOrderMark) {
+  auto bytes = serialize(Value::Dictionary{{"a", 1}}, Format::Xml);
+  bytes.insert(bytes.begin(), {0xEF, 0xBB, 0xBF});
+  EXPECT_EQ(parse(bytes), Value(Value::Dictionary{{"a", 1}}));
+}
+
 TEST(PropertyList, MalformedBytesGiveAReasonNotACrash) {
   auto binary = serialize(everyKind(0), Format::Binary);
   std::vector<std::vector<std::uint8_t>> inputs = {
