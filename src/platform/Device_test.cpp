@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <cstdlib>
+#include <filesystem>
 
 #include "platform/fake/FakeDevice.h"
 #include "platform/posix/PosixDevice.h"
@@ -25,6 +26,28 @@ TEST(DeviceContract, AnswersLaunchArgumentsAndEnvironment) {
   }
   EXPECT_TRUE(makePosixDevice()->launchArguments().front().ends_with("tolvana_tests"));
   setVariable("TOLVANA_DEVICE_TEST", std::nullopt);
+}
+
+TEST(DeviceContract, MachineFactsAreStableAndWellFormed) {
+  char dir[] = "/tmp/tolvana-device-XXXXXX";
+  ASSERT_NE(::mkdtemp(dir), nullptr);
+  setVariable("XDG_DATA_HOME", std::string(dir));
+  for (const auto& device : {makePosixDevice(), std::shared_ptr<Device>(std::make_shared<FakeDevice>())}) {
+    EXPECT_FALSE(device->hardwareModel().empty());
+    EXPECT_TRUE(device->operatingSystem().starts_with(device->platformName() == "ios" ? "iOS " : "Linux "));
+    EXPECT_GT(std::strtod(device->systemVersion().c_str(), nullptr), 0.0) << device->systemVersion();
+    // One identifier per vendor, the same on every call; another vendor gets another one.
+    auto first = device->vendorIdentifier("io.example");
+    ASSERT_TRUE(first.has_value());
+    EXPECT_EQ(first->size(), 36u);
+    EXPECT_EQ(device->vendorIdentifier("io.example"), first);
+    EXPECT_NE(device->vendorIdentifier("org.other"), first);
+    EXPECT_FALSE(device->isBeingTraced());
+    EXPECT_GT(device->residentMemoryBytes(), 0u);
+    EXPECT_GT(device->freeMemoryBytes(), 0u);
+  }
+  setVariable("XDG_DATA_HOME", std::nullopt);
+  std::filesystem::remove_all(dir);
 }
 
 TEST(PosixDevice, DataDirectoryFollowsXdgThenHome) {

@@ -10,6 +10,7 @@
 #include "platform/PropertyList.h"
 #include "platform/fake/MemoryUserDefaults.h"
 #include "platform/posix/PlistFileUserDefaults.h"
+#include "tests/support/TempDir.h"
 #include "tests/support/TestPlatform.h"
 
 extern char** environ;
@@ -18,12 +19,6 @@ namespace tolvana {
 namespace {
 
 namespace fs = std::filesystem;
-
-struct ScratchDir {
-  std::string pattern = (fs::temp_directory_path() / "tolvana-defaults-XXXXXX").string();
-  fs::path path = ::mkdtemp(pattern.data());
-  ~ScratchDir() { fs::remove_all(path); }
-};
 
 const Value::Dictionary kEveryKind = {
     {"bool", true},        {"int", 42},  {"real", 2.5}, {"string", "text"}, {"data", Value::Data{0, 1, 255}},
@@ -46,8 +41,8 @@ struct MemoryFactory {
   std::shared_ptr<UserDefaults> make() { return std::make_shared<MemoryUserDefaults>(); }
 };
 struct FileFactory {
-  ScratchDir dir;
-  std::shared_ptr<UserDefaults> make() { return makePlistFileUserDefaults((dir.path / "app.plist").string()); }
+  testing::TempDir dir;
+  std::shared_ptr<UserDefaults> make() { return makePlistFileUserDefaults(dir.file("app.plist")); }
 };
 
 template <class Factory>
@@ -95,8 +90,8 @@ TYPED_TEST(UserDefaultsContract, TypedReadersConvertNumbersAndStrings) {
 }
 
 TEST(PlistFileUserDefaults, SecondProcessReadsSynchronizedDomain) {
-  ScratchDir dir;
-  std::string path = (dir.path / "nested" / "app.plist").string();
+  testing::TempDir dir;
+  std::string path = dir.file("nested/app.plist");
   auto defaults = makePlistFileUserDefaults(path);
   for (const auto& [key, value] : kEveryKind) defaults->setObject(key, value);
   ASSERT_TRUE(defaults->synchronize());
@@ -121,8 +116,8 @@ TEST(PlistFileUserDefaults, SecondProcessReadsSynchronizedDomain) {
 TEST(PlistFileUserDefaults, MalformedOrUnwritableFileLogsOneLineNamingIt) {
   testing::TestPlatform platform;
   platform.install();
-  ScratchDir dir;
-  std::string path = (dir.path / "app.plist").string();
+  testing::TempDir dir;
+  std::string path = dir.file("app.plist");
   std::ofstream(path) << "<plist><dict><key>cut off";
   EXPECT_EQ(makePlistFileUserDefaults(path)->objectForKey("cut off"), std::nullopt);
   EXPECT_EQ(platform.log->lines().size(), 1u);
@@ -137,8 +132,8 @@ TEST(PlistFileUserDefaults, MalformedOrUnwritableFileLogsOneLineNamingIt) {
 }
 
 TEST(PlistFileUserDefaults, ReaderNeverSeesAPartialFileAndNoTemporaryFilesRemain) {
-  ScratchDir dir;
-  std::string path = (dir.path / "app.plist").string();
+  testing::TempDir dir;
+  std::string path = dir.file("app.plist");
   auto defaults = makePlistFileUserDefaults(path);
   defaults->setObject("big", std::string(200000, 'a'));
   ASSERT_TRUE(defaults->synchronize());
@@ -157,7 +152,7 @@ TEST(PlistFileUserDefaults, ReaderNeverSeesAPartialFileAndNoTemporaryFilesRemain
   }
   writer.join();
   EXPECT_EQ(partial, 0) << "of " << reads << " reads";
-  EXPECT_EQ(std::distance(fs::directory_iterator(dir.path), fs::directory_iterator()), 1);
+  EXPECT_EQ(std::distance(fs::directory_iterator(dir.path()), fs::directory_iterator()), 1);
 }
 
 }  // namespace

@@ -14,7 +14,7 @@
 #include "support/TLLog.h"
 #include "sync/TLDeviceUtil.h"
 #include "tests/support/ArchiveBuilder.h"
-#include "tests/support/ScratchDir.h"
+#include "tests/support/TempDir.h"
 #include "tests/support/TestPlatform.h"
 
 namespace tolvana {
@@ -23,24 +23,24 @@ namespace {
 namespace fs = std::filesystem;
 using testing::ArchiveBuilder;
 using testing::readWholeFile;
-using testing::ScratchDir;
+using testing::TempDir;
 using testing::TestPlatform;
 
 class TLArchiveTest : public ::testing::Test {
  protected:
   TLArchiveTest() {
-    platform.device->setDataDirectory(scratch / "Library");
+    platform.device->setDataDirectory(scratch.file("Library"));
     platform.install();
     data = *TLDeviceUtil::userdataDirectory();
   }
 
   bool unpack(const ArchiveBuilder& archive, bool skip = true, std::optional<std::size_t> cut = {}) {
-    archive.writeTo(scratch / "settings.tolvana", cut);
-    return TLArchive::createFilesAndDirectoriesAtPath(data, scratch / "settings.tolvana", skip);
+    archive.writeTo(scratch.file("settings.tolvana"), cut);
+    return TLArchive::createFilesAndDirectoriesAtPath(data, scratch.file("settings.tolvana"), skip);
   }
   std::optional<std::string> read(std::string_view name) const { return readWholeFile(data + "/" + std::string(name)); }
 
-  ScratchDir scratch;
+  TempDir scratch;
   TestPlatform platform;
   std::string data;
 };
@@ -164,8 +164,8 @@ TEST_F(TLArchiveTest, StoreOfADeletedLanguageIsRemovedAndNotUnpacked) {
 }
 
 TEST_F(TLArchiveTest, MissingArchiveFails) {
-  EXPECT_FALSE(TLArchive::createFilesAndDirectoriesAtPath(data, scratch / "none.tolvana", true));
-  EXPECT_TRUE(platform.log->contains("File does not exist. " + scratch / "none.tolvana"));
+  EXPECT_FALSE(TLArchive::createFilesAndDirectoriesAtPath(data, scratch.file("none.tolvana"), true));
+  EXPECT_TRUE(platform.log->contains("File does not exist. " + scratch.file("none.tolvana")));
 }
 
 // The file-size limit stands in for a full disk; it is set in a child so the test process
@@ -173,7 +173,7 @@ TEST_F(TLArchiveTest, MissingArchiveFails) {
 TEST_F(TLArchiveTest, RunningOutOfSpaceWipesTheDataAndWarnsTheUser) {
   ArchiveBuilder archive;
   archive.file("app.tolvana", "{}").directory("app/").gzipFile("app/de.sqlite.gz", std::string(1 << 20, 'z')).endBlocks();
-  archive.writeTo(scratch / "settings.tolvana");
+  archive.writeTo(scratch.file("settings.tolvana"));
   pid_t child = fork();
   ASSERT_GE(child, 0);
   if (child == 0) {
@@ -181,7 +181,7 @@ TEST_F(TLArchiveTest, RunningOutOfSpaceWipesTheDataAndWarnsTheUser) {
     rlimit limit{64 * 1024, 64 * 1024};
     setrlimit(RLIMIT_FSIZE, &limit);
     int status = 0;
-    if (TLArchive::createFilesAndDirectoriesAtPath(data, scratch / "settings.tolvana", true)) status |= 1;
+    if (TLArchive::createFilesAndDirectoriesAtPath(data, scratch.file("settings.tolvana"), true)) status |= 1;
     if (!fs::is_empty(data)) status |= 2;
     if (!platform.log->contains("E/Tolvana\xEF\xB9\x95 Error 103a - Settingsfile could not be successfully unpacked, no memory left")) status |= 4;
     platform.dispatch->drain();

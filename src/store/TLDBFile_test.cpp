@@ -5,21 +5,21 @@
 #include <fstream>
 
 #include "platform/PropertyList.h"
-#include "tests/support/ScratchDir.h"
+#include "tests/support/TempDir.h"
 #include "tests/support/TestPlatform.h"
 
 namespace tolvana {
 namespace {
 
-using testing::ScratchDir;
+using testing::TempDir;
 using testing::TestPlatform;
 
 class TLDBFileTest : public ::testing::Test {
  protected:
   TLDBFileTest() { platform.install(); }
   TestPlatform platform;
-  ScratchDir dir;
-  std::string path = dir / "de.dict";
+  TempDir dir;
+  std::string path = dir.file("de.dict");
 };
 
 TEST_F(TLDBFileTest, WritesReachTheFileOnlyThroughSave) {

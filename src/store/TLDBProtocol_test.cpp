@@ -3,19 +3,19 @@
 
 #include "store/TLDBFile.h"
 #include "store/TLDBSqlite.h"
-#include "tests/support/ScratchDir.h"
+#include "tests/support/TempDir.h"
 #include "tests/support/TestPlatform.h"
 
 namespace tolvana {
 namespace {
 
-using testing::ScratchDir;
+using testing::TempDir;
 using testing::TestPlatform;
 
 template <class Store>
-std::shared_ptr<TLDBProtocol> openStore(const ScratchDir& dir) {
-  if constexpr (std::is_same_v<Store, TLDBSqlite>) return TLDBSqlite::initWithPath(dir / "de.sqlite");
-  else return TLDBFile::initWithPath(dir / "de.dict");
+std::shared_ptr<TLDBProtocol> openStore(const TempDir& dir) {
+  if constexpr (std::is_same_v<Store, TLDBSqlite>) return TLDBSqlite::initWithPath(dir.file("de.sqlite"));
+  else return TLDBFile::initWithPath(dir.file("de.dict"));
 }
 
 template <class Store>
@@ -36,7 +36,7 @@ class TLDBContract : public ::testing::Test {
   }
 
   TestPlatform platform;
-  ScratchDir dir;
+  TempDir dir;
 };
 
 using Backends = ::testing::Types<TLDBSqlite, TLDBFile>;

@@ -5,20 +5,20 @@
 
 #include <functional>
 
-#include "tests/support/ScratchDir.h"
+#include "tests/support/TempDir.h"
 #include "tests/support/TestPlatform.h"
 
 namespace tolvana {
 namespace {
 
-using testing::ScratchDir;
+using testing::TempDir;
 using testing::TestPlatform;
 
 class TLDBSqliteTest : public ::testing::Test {
  protected:
   TestPlatform platform;
-  ScratchDir dir;
-  std::string path = dir / "de.sqlite";
+  TempDir dir;
+  std::string path = dir.file("de.sqlite");
 };
 
 TEST_F(TLDBSqliteTest, EmptyPartsAreStoredAsNullAndListedAsEmptyStrings) {
@@ -80,7 +80,7 @@ TEST_F(TLDBSqliteTest, MissingOrUnopenableFileFailsEveryOperationWithItsMessage)
   platform.install();
   EXPECT_EQ(TLDBSqlite::initWithPath(std::nullopt), nullptr);
   EXPECT_TRUE(platform.log->contains("E/Tolvana\xEF\xB9\x95 Database path not initalized!"));
-  auto store = TLDBSqlite::initWithPath(dir / "missing-dir/de.sqlite");
+  auto store = TLDBSqlite::initWithPath(dir.file("missing-dir/de.sqlite"));
   ASSERT_NE(store, nullptr);
   EXPECT_TRUE(platform.log->contains("Failed to open/create database"));
   EXPECT_TRUE(platform.log->contains("Database is nil"));

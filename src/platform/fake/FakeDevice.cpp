@@ -1,5 +1,8 @@
 #include "platform/fake/FakeDevice.h"
 
+#include <cstdio>
+#include <functional>
+
 namespace tolvana {
 
 std::vector<std::string> FakeDevice::launchArguments() const {
@@ -46,6 +49,44 @@ void FakeDevice::setDataDirectory(std::optional<std::string> directory) {
 std::optional<int> FakeDevice::exitStatus() const {
   std::lock_guard lock(mutex_);
   return exitStatus_;
+}
+
+std::string FakeDevice::systemVersion() const {
+  std::lock_guard lock(mutex_);
+  return systemVersion_;
+}
+
+std::optional<std::string> FakeDevice::vendorIdentifier(std::string_view vendor) const {
+  // Stable per vendor, like a stored identifier, without touching the disk.
+  std::size_t hash = std::hash<std::string_view>{}(vendor);
+  char text[40];
+  std::snprintf(text, sizeof text, "00000000-0000-4000-8000-%012llX", static_cast<unsigned long long>(hash & 0xFFFFFFFFFFFFull));
+  return std::string(text);
+}
+
+bool FakeDevice::passesIntegrityCheck() const {
+  std::lock_guard lock(mutex_);
+  return genuine_;
+}
+
+bool FakeDevice::isBeingTraced() const {
+  std::lock_guard lock(mutex_);
+  return traced_;
+}
+
+void FakeDevice::setSystemVersion(std::string version) {
+  std::lock_guard lock(mutex_);
+  systemVersion_ = std::move(version);
+}
+
+void FakeDevice::setBeingTraced(bool traced) {
+  std::lock_guard lock(mutex_);
+  traced_ = traced;
+}
+
+void FakeDevice::setPassesIntegrityCheck(bool passes) {
+  std::lock_guard lock(mutex_);
+  genuine_ = passes;
 }
 
 }  // namespace tolvana

@@ -1,12 +1,56 @@
 #include "platform/posix/PosixDevice.h"
 
+#include <sys/stat.h>
+#include <sys/sysinfo.h>
+#include <sys/utsname.h>
+
+#include <algorithm>
 #include <cstdlib>
+#include <filesystem>
+#include <mutex>
 #include <fstream>
 #include <iterator>
 
 namespace tolvana {
 
 namespace {
+
+std::string kernelRelease() {
+  struct utsname name {};
+  return uname(&name) == 0 ? name.release : "";
+}
+
+std::optional<std::string> readFirstLine(const std::string& path) {
+  std::ifstream in(path);
+  std::string line;
+  if (!std::getline(in, line)) return std::nullopt;
+  return line;
+}
+
+// A field of /proc/self/status such as "TracerPid:" or "VmRSS:" (in kB), as a number.
+std::optional<std::uint64_t> statusField(std::string_view field) {
+  std::ifstream in("/proc/self/status");
+  for (std::string line; std::getline(in, line);) {
+    if (line.rfind(field, 0) == 0) return std::strtoull(line.c_str() + field.size(), nullptr, 10);
+  }
+  return std::nullopt;
+}
+
+std::string randomUuid() {
+  unsigned char bytes[16] = {};
+  std::ifstream random("/dev/urandom", std::ios::binary);
+  random.read(reinterpret_cast<char*>(bytes), sizeof bytes);
+  bytes[6] = (bytes[6] & 0x0F) | 0x40;  // version 4
+  bytes[8] = (bytes[8] & 0x3F) | 0x80;  // RFC 4122 variant
+  static constexpr char kHex[] = "0123456789ABCDEF";
+  std::string uuid;
+  for (int i = 0; i < 16; ++i) {
+    if (i == 4 || i == 6 || i == 8 || i == 10) uuid += '-';
+    uuid += kHex[bytes[i] >> 4];
+    uuid += kHex[bytes[i] & 15];
+  }
+  return uuid;
+}
 
 std::optional<std::string> nonEmptyVariable(const char* name) {
   const char* value = std::getenv(name);
@@ -43,7 +87,65 @@ class PosixDevice final : public Device {
     return std::nullopt;
   }
 
+  std::string hardwareModel() const override {
+    struct utsname name {};
+    return uname(&name) == 0 ? name.machine : "unknown";
+  }
+  std::string platformName() const override { return "linux"; }
+  std::string operatingSystem() const override { return "Linux " + kernelRelease(); }
+  // The distribution's release ("12"), which version rules compare as a number; the kernel
+  // release would read as a low version number.
+  std::string systemVersion() const override {
+    std::ifstream in("/etc/os-release");
+    for (std::string line; std::getline(in, line);) {
+      if (line.rfind("VERSION_ID=", 0) != 0) continue;
+      std::string version = line.substr(11);
+      version.erase(std::remove(version.begin(), version.end(), '"'), version.end());
+      return version;
+    }
+    return kernelRelease();
+  }
+  std::optional<std::string> vendorIdentifier(std::string_view vendor) const override {
+    auto base = dataDirectory();
+    if (!base) return std::nullopt;
+    std::string path = *base + "/Tolvana/vendors/" + std::string(vendor) + ".id";
+    std::lock_guard lock(vendorMutex_);
+    if (auto stored = readFirstLine(path); stored && stored->size() == 36) return stored;
+    std::string identifier = randomUuid();
+    std::error_code ec;
+    std::filesystem::create_directories(std::filesystem::path(path).parent_path(), ec);
+    std::string temporary = path + ".tmp";
+    {
+      std::ofstream out(temporary, std::ios::trunc);
+      out << identifier << '\n';
+      if (!out) return std::nullopt;
+    }
+    std::filesystem::rename(temporary, path, ec);
+    if (ec) return std::nullopt;
+    return identifier;
+  }
+  // The integrity test: nothing was injected into the process through the dynamic loader,
+  // and the executable cannot be changed by other users. Either would let someone else's
+  // code run inside the app.
+  bool passesIntegrityCheck() const override {
+    const char* preload = std::getenv("LD_PRELOAD");
+    if (preload && *preload) return false;
+    struct stat info {};
+    if (stat("/proc/self/exe", &info) != 0) return false;
+    return (info.st_mode & S_IWOTH) == 0;
+  }
+  bool isBeingTraced() const override { return statusField("TracerPid:").value_or(0) != 0; }
+  std::uint64_t residentMemoryBytes() const override { return statusField("VmRSS:").value_or(0) * 1024; }
+  std::uint64_t freeMemoryBytes() const override {
+    struct sysinfo info {};
+    if (sysinfo(&info) != 0) return 0;
+    return static_cast<std::uint64_t>(info.freeram) * info.mem_unit;
+  }
+
   void exitProcess(int status) override { std::exit(status); }
+
+ private:
+  mutable std::mutex vendorMutex_;
 };
 
 }  // namespace
