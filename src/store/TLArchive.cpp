@@ -346,6 +346,9 @@ bool TLArchive::writeFileDataForFile(int fd, std::uint64_t location, std::uint64
   if (!error) error = &unreported;
   const bool inflating = path.ends_with(kGzipSuffix);
   if (inflating) path = withoutGzipSuffix(path);
+  // Archives made without directory members still unpack: the member's folder is made here.
+  std::error_code ignored;
+  std::filesystem::create_directories(std::filesystem::path(path).parent_path(), ignored);
   int out = ::open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
   if (out < 0) {
     *error = describe("Could not create file", path, errno);

@@ -8,6 +8,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <map>
 #include <memory>
 #include <mutex>
@@ -47,17 +48,32 @@ class TLDatabase {
   void markLanguageAsDeleted(std::string_view language);
   void markLanguageAsEnabled(std::string_view language);
   void saveLatestAppInfo();
-  void benchmark();
+  // Writes 375,000 entries (3 languages, 250 groups of 500) and times look-ups; returns the
+  // seconds the writes took.
+  double benchmark();
 
   static bool isLanguageDeleted(std::string_view language);
   static std::string getDeletionKey(std::string_view language);
   static const std::string& emptyValue();
 
+  // Whether the engine is in draft mode now; the parser takes every group again then. The
+  // engine sets this; without it the answer is "not in draft mode".
+  void setDraftModeQuery(std::function<bool()> query);
+  bool engineInDraftMode() const;
+
+  // App-level state, set by the parsers.
+  void setAppVersion(Value version);
+  void setBaseLanguage(std::optional<std::string> language);
+  void setCollectMissingEnabled(bool enabled);
+  void setDraftModeEnabled(bool enabled);
+  // Rebuilds availableLanguages from the store files in dbDirectory.
+  void refreshAvailableLanguages();
+
   // App-level state.
   std::string apiSecret() const;
   std::string appId() const;
   std::optional<std::string> baseLanguage() const;
-  std::optional<double> appVersion() const;
+  Value appVersion() const;  // a number; -1 until an answer has set one
   bool initialized() const;
   bool collectMissingEnabled() const;
   bool draftModeEnabled() const;

@@ -23,6 +23,16 @@ class TLDeviceUtil {
   static std::string timestamp();
   static std::string engine();
 
+  // The device language with a region or script where it matters ("zh-Hans", "en-US"),
+  // cached until replaced; nullopt clears the cache so the next read computes it again.
+  static std::string deviceLanguageLong();
+  static void deviceLanguageLong(std::optional<std::string> language);
+  // The bare device language ("zh", "tl"), cached the same way.
+  static std::string deviceLanguage();
+  static void deviceLanguage(std::optional<std::string> language);
+  // The first preferred language as the platform gives it; not cached.
+  static std::string deviceLocale();
+
   static bool isRunningTests();
   static bool isUITestRunning();          // once
   static bool isInShowIdModeOnLaunch();   // once

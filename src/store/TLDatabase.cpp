@@ -1,0 +1,396 @@
+#include "store/TLDatabase.h"
+
+#include <chrono>
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+
+#include "core/TLSettings.h"
+#include "platform/PropertyList.h"
+#include "store/TLArchive.h"
+#include "store/TLDBFile.h"
+#include "store/TLDBSqlite.h"
+#include "support/Json.h"
+#include "support/StringUtil.h"
+#include "support/TLLog.h"
+#include "sync/ResponseParser.h"
+#include "sync/TLDeviceUtil.h"
+#include "tolvana/platform/Platform.h"
+
+namespace fs = std::filesystem;
+
+namespace tolvana {
+
+namespace {
+constexpr int kTypeSqlite = 0;
+constexpr int kTypeRealm = 1;
+constexpr int kTypeFile = 2;
+constexpr const char* kDefaultArchiveName = "tolvana_settings.tolvana";
+}  // namespace
+
+struct TLDatabase::State {
+  std::string apiSecret;
+  std::string appId;
+  std::optional<std::string> baseLanguage;
+  Value appVersion = Value(-1);
+  bool initialized = false;
+  bool collectMissingEnabled = false;
+  bool draftModeEnabled = false;
+  int dbType = kTypeSqlite;
+  std::map<std::string, std::shared_ptr<TLDBProtocol>, std::less<>> databases;
+  std::string dbPathFormat;
+  std::string dbDirectory;
+  std::string dataDirectory;
+  std::set<std::string> availableLanguages;
+  std::function<bool()> draftModeQuery;
+};
+
+TLDatabase::TLDatabase() : state_(std::make_unique<State>()) {}
+TLDatabase::~TLDatabase() = default;
+
+namespace {
+
+// The archive's name from the Info.plist; under tests the test name wins when set.
+std::string settingsArchiveName() {
+  auto name = TLSettings::objectForInfoDictionaryKey("TolvanaSettingsFilename");
+  if (TLDeviceUtil::isRunningTests()) {
+    if (auto testName = TLSettings::objectForInfoDictionaryKey("TolvanaTestSettingsFilename")) name = testName;
+  }
+  if (!name || !name->isString() || name->asString().empty()) return kDefaultArchiveName;
+  return name->asString() + ".tolvana";
+}
+
+std::optional<std::string> locateArchive(const std::string& archiveName) {
+  Bundles& bundles = Platform::Current().bundles();
+  auto main = bundles.mainBundle();
+  std::string base = deletingPathExtension(archiveName);
+  std::string extension = pathExtension(archiveName);
+  auto path = main->pathForResource(base, extension);
+  std::string identifier = main->bundleIdentifier().value_or("");
+  if (!path && contains(identifier, ".xctrunner")) {
+    logInfo("MacOS ui tests detected, attempting to get settings file from main app bundle");
+    std::string appIdentifier = identifier;
+    appIdentifier.erase(appIdentifier.find(".xctrunner"), std::string_view(".xctrunner").size());
+    if (auto app = bundles.bundleWithIdentifier(appIdentifier)) path = app->pathForResource(base, extension);
+  }
+  std::error_code ec;
+  if (!path || !fs::exists(*path, ec)) path = main->pathForResource("tolvana_settings", "tolvana", "flutter_assets/assets");
+  return path;
+}
+
+std::optional<std::string> readTextFile(const std::string& path) {
+  std::ifstream in(path, std::ios::binary);
+  if (!in) return std::nullopt;
+  std::ostringstream text;
+  text << in.rdbuf();
+  if (in.bad()) return std::nullopt;
+  return text.str();
+}
+
+std::vector<std::string> storeLanguagesIn(const std::string& directory) {
+  std::vector<std::string> languages;
+  std::error_code ec;
+  for (fs::directory_iterator it(directory, ec), end; !ec && it != end; it.increment(ec)) {
+    std::string name = it->path().filename().string();
+    // Every file counts, as a listing of the directory would give it; the name up to the
+    // last extension is the language.
+    languages.push_back(deletingPathExtension(name));
+  }
+  return languages;
+}
+
+}  // namespace
+
+std::shared_ptr<TLDatabase> TLDatabase::create() {
+  std::shared_ptr<TLDatabase> database(new TLDatabase());
+  std::lock_guard lock(database->mutex_);
+  State& s = *database->state_;
+
+  if (auto directory = TLDeviceUtil::userdataDirectory()) {
+    s.dataDirectory = *directory;
+  } else {
+    logError("Could not get data directory.");
+  }
+  std::error_code ec;
+  if (!fs::is_directory(s.dataDirectory, ec)) {
+    fs::create_directories(s.dataDirectory, ec);
+    if (ec || s.dataDirectory.empty()) logError("Create database folder failed %@", s.dataDirectory);
+  }
+
+  std::string archiveName = settingsArchiveName();
+  auto archivePath = locateArchive(archiveName);
+
+  TLDeviceUtil::logMemUsage();
+  bool unpacked = TLArchive::createFilesAndDirectoriesAtPath(s.dataDirectory, archivePath.value_or(""), true);
+  TLDeviceUtil::logMemUsage();
+  if (!unpacked) {
+    logError("Error parsing settings file.");
+    return nullptr;
+  }
+
+  std::string appFile = s.dataDirectory + "/app.tolvana";
+  if (!fs::exists(appFile, ec)) {
+    logError("App settings file missing or outdated! Please download the settings file for your app from the dashboard.");
+    return nullptr;
+  }
+  auto text = readTextFile(appFile);
+  if (!text) {
+    logInfo("Missing Tolvana Settings File: %@", archiveName);
+    return nullptr;
+  }
+
+  s.initialized = true;
+  auto settings = json::parse(*text);
+  if (!settings || !settings->isDictionary()) {
+    logInfo("Could not parse Settings File: '%@'.", archiveName);
+    return nullptr;
+  }
+  const Value* appId = settings->find("_id");
+  if (!appId || !appId->isString() || appId->asString().empty()) {
+    logInfo("Could not parse app id from Settings File: '%@'.", archiveName);
+    return nullptr;
+  }
+  const Value* secret = settings->find("apiSecret");
+  if (!secret || !secret->isString()) {
+    logInfo("Could not parse secret from Settings File: '%@'.", archiveName);
+    return nullptr;
+  }
+  s.appId = appId->asString();
+  s.apiSecret = secret->asString();
+  s.dbDirectory = s.dataDirectory + "/" + s.appId;
+  // Without prepared stores in the archive the folder does not exist yet.
+  fs::create_directories(s.dbDirectory, ec);
+  // The path format must be known before the app file's strings are written to the stores.
+  s.dbPathFormat = s.dbDirectory + (s.dbType == kTypeRealm ? "/%@.realm" : s.dbType == kTypeFile ? "/%@.dict" : "/%@.sqlite");
+  database->parseResponseV1(*settings);
+  return database;
+}
+
+std::shared_ptr<TLDBProtocol> TLDatabase::databaseForLanguage(std::string_view language, bool createDatabase) {
+  std::lock_guard lock(mutex_);
+  State& s = *state_;
+  std::string cacheKey(language);
+  if (s.dbType == kTypeRealm) {
+    char name[32] = {};
+    pthread_getname_np(pthread_self(), name, sizeof name);
+    cacheKey += name;
+  }
+  if (auto it = s.databases.find(cacheKey); it != s.databases.end()) return it->second;
+
+  std::shared_ptr<TLDBProtocol> store;
+  if (s.dbType == kTypeRealm) {
+    logAssert("Realm is disabled.");
+    return nullptr;
+  }
+  std::string path = s.dbPathFormat;
+  if (auto at = path.find("%@"); at != std::string::npos) path.replace(at, 2, language);
+  std::error_code ec;
+  if (!createDatabase && !fs::exists(path, ec)) return nullptr;
+  if (s.dbType == kTypeFile) {
+    store = TLDBFile::initWithPath(path);
+  } else {
+    store = TLDBSqlite::initWithPath(s.dbPathFormat.empty() ? std::nullopt : std::optional(path));
+  }
+  if (store) s.databases.emplace(std::move(cacheKey), store);
+  return store;
+}
+
+std::optional<std::string> TLDatabase::valueWithKey(std::string_view key, std::string_view language) {
+  std::lock_guard lock(mutex_);
+  auto store = databaseForLanguage(language, false);
+  return store ? store->entryValueForKey(key) : std::nullopt;
+}
+
+std::optional<TLLanguageEntry> TLDatabase::entryWithKey(std::string_view key, std::string_view language) {
+  std::lock_guard lock(mutex_);
+  auto store = databaseForLanguage(language, false);
+  return store ? store->entryForKey(key) : std::nullopt;
+}
+
+std::int64_t TLDatabase::versionForGroup(std::string_view group, std::string_view language) {
+  std::lock_guard lock(mutex_);
+  auto store = databaseForLanguage(language, false);
+  return store ? store->getGroupVersion(group) : 0;
+}
+
+std::map<std::string, std::string> TLDatabase::stringsForLanguage(std::string_view language) {
+  std::lock_guard lock(mutex_);
+  std::map<std::string, std::string> strings;
+  auto store = databaseForLanguage(language, false);
+  if (!store) return strings;
+  for (auto& entry : store->entryList().value_or(std::vector<TLLanguageEntry>{})) {
+    bool useDraft = state_->draftModeEnabled && !entry.draft.empty();
+    strings[std::move(entry.key)] = useDraft ? std::move(entry.draft) : std::move(entry.value);
+  }
+  return strings;
+}
+
+bool TLDatabase::isLanguageSupported(std::string_view language) {
+  std::lock_guard lock(mutex_);
+  return state_->availableLanguages.count(std::string(language)) > 0;
+}
+
+bool TLDatabase::parseResponseV1(const Value& answer) {
+  std::lock_guard lock(mutex_);
+  return ResponseParser(*this).parseV1(answer);
+}
+
+bool TLDatabase::parseResponseV2(const Value& answer) {
+  std::lock_guard lock(mutex_);
+  return ResponseParser(*this).parseV2(json::serialize(answer));
+}
+
+bool TLDatabase::parseResponseV2Json(std::string_view text) {
+  std::lock_guard lock(mutex_);
+  return ResponseParser(*this).parseV2(text);
+}
+
+void TLDatabase::removeUnusedDatabases(const std::vector<std::string>& languages) {
+  std::lock_guard lock(mutex_);
+  for (const auto& language : languages) markLanguageAsEnabled(language);
+  for (const auto& stored : storeLanguagesIn(state_->dbDirectory)) {
+    if (std::find(languages.begin(), languages.end(), stored) == languages.end()) deleteDatabase(stored);
+  }
+}
+
+// The file stays until the next unpacking of an archive that carries the language.
+void TLDatabase::deleteDatabase(std::string_view language) { markLanguageAsDeleted(language); }
+
+void TLDatabase::markLanguageAsDeleted(std::string_view language) {
+  std::lock_guard lock(mutex_);
+  UserDefaults& defaults = Platform::Current().userDefaults();
+  defaults.setObject(getDeletionKey(language), 1);
+  defaults.synchronize();
+}
+
+void TLDatabase::markLanguageAsEnabled(std::string_view language) {
+  std::lock_guard lock(mutex_);
+  UserDefaults& defaults = Platform::Current().userDefaults();
+  defaults.setObject(getDeletionKey(language), 0);
+  defaults.synchronize();
+}
+
+bool TLDatabase::isLanguageDeleted(std::string_view language) {
+  return Platform::Current().userDefaults().integerForKey(getDeletionKey(language)) == 1;
+}
+
+std::string TLDatabase::getDeletionKey(std::string_view language) {
+  return std::string(TOLVANA_USER_DEFAUT_KEY) + "/" + std::string(language);
+}
+
+const std::string& TLDatabase::emptyValue() {
+  static const std::string empty;
+  return empty;
+}
+
+void TLDatabase::saveLatestAppInfo() {
+  std::lock_guard lock(mutex_);
+  const State& s = *state_;
+  Value::Dictionary info{{"__v", s.appVersion},
+                         {"_id", s.appId},
+                         {"collectMissingEnabled", s.collectMissingEnabled},
+                         {"draftModeEnabled", s.draftModeEnabled}};
+  if (s.baseLanguage) info["baseLanguage"] = *s.baseLanguage;
+  std::string error;
+  if (!plist::writeFileAtomically(s.dataDirectory + "/latest.app.tolvana", info, plist::Format::Xml, &error)) {
+    logError("%@", error);
+  }
+}
+
+double TLDatabase::benchmark() {
+  static constexpr const char* kLorem =
+      "Lorem ipsum dolor sit amet, consetetur sadipscing elitr, sed diam nonumy eirmod tempor invidunt ut labore et "
+      "dolore magna aliquyam erat, sed diam voluptua. At vero eos et accusam et justo duo dolores et ea rebum. Stet "
+      "clita kasd gubergren, no sea takimata sanctus est Lorem ipsum dolor sit amet. Lorem ipsum dolor sit amet, "
+      "consetetur sadipscing elitr, sed diam nonumy.";
+  std::lock_guard lock(mutex_);
+  auto start = std::chrono::steady_clock::now();
+  for (const char* language : {"en", "de", "fr"}) {
+    auto store = databaseForLanguage(language, true);
+    if (!store) continue;
+    for (int g = 0; g < 250; ++g) {
+      store->beginWriteTransaction();
+      store->createOrUpdateGroup(format("Group_%d", g), 0);
+      for (int i = 0; i < 500; ++i) {
+        store->createOrUpdateEntry(format("key_g:%d_i:%d", g, i), format("%@_%d_%d  - value - %@", language, g, i, kLorem),
+                                   format("%@_%d_%d  - draft - %@", language, g, i, kLorem));
+      }
+      store->commitWriteTransaction();
+      TLDeviceUtil::logMemUsage();
+    }
+    store->save();
+  }
+  double seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+  for (const char* language : {"en", "de", "fr"}) {
+    for (const char* key : {"key_g:3_i:10", "key_g:24_i:10", "key_g:21_i:455"}) {
+      auto before = std::chrono::steady_clock::now();
+      valueWithKey(key, language);
+      logVerbose("Benchmark look-up %@ in %@: %ld us", key, language,
+                 static_cast<long>(std::chrono::duration_cast<std::chrono::microseconds>(
+                                       std::chrono::steady_clock::now() - before)
+                                       .count()));
+    }
+  }
+  return seconds;
+}
+
+void TLDatabase::setDraftModeQuery(std::function<bool()> query) {
+  std::lock_guard lock(mutex_);
+  state_->draftModeQuery = std::move(query);
+}
+
+bool TLDatabase::engineInDraftMode() const {
+  std::function<bool()> query;
+  {
+    std::lock_guard lock(mutex_);
+    query = state_->draftModeQuery;
+  }
+  return query && query();
+}
+
+void TLDatabase::setAppVersion(Value version) {
+  std::lock_guard lock(mutex_);
+  state_->appVersion = std::move(version);
+}
+
+void TLDatabase::setBaseLanguage(std::optional<std::string> language) {
+  std::lock_guard lock(mutex_);
+  state_->baseLanguage = std::move(language);
+}
+
+void TLDatabase::setCollectMissingEnabled(bool enabled) {
+  std::lock_guard lock(mutex_);
+  state_->collectMissingEnabled = enabled;
+}
+
+void TLDatabase::setDraftModeEnabled(bool enabled) {
+  std::lock_guard lock(mutex_);
+  state_->draftModeEnabled = enabled;
+}
+
+void TLDatabase::refreshAvailableLanguages() {
+  std::lock_guard lock(mutex_);
+  auto languages = storeLanguagesIn(state_->dbDirectory);
+  state_->availableLanguages = std::set<std::string>(languages.begin(), languages.end());
+}
+
+#define TL_GETTER(type, name) \
+  type TLDatabase::name() const { \
+    std::lock_guard lock(mutex_); \
+    return state_->name; \
+  }
+TL_GETTER(std::string, apiSecret)
+TL_GETTER(std::string, appId)
+TL_GETTER(std::optional<std::string>, baseLanguage)
+TL_GETTER(Value, appVersion)
+TL_GETTER(bool, initialized)
+TL_GETTER(bool, collectMissingEnabled)
+TL_GETTER(bool, draftModeEnabled)
+TL_GETTER(int, dbType)
+TL_GETTER(std::string, dbDirectory)
+TL_GETTER(std::string, dataDirectory)
+TL_GETTER(std::string, dbPathFormat)
+TL_GETTER(std::set<std::string>, availableLanguages)
+#undef TL_GETTER
+
+}  // namespace tolvana

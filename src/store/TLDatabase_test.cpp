@@ -1,0 +1,149 @@
+#include "store/TLDatabase.h"
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+
+#include "platform/PropertyList.h"
+#include "tests/support/AppFixture.h"
+
+namespace tolvana {
+namespace {
+
+namespace fs = std::filesystem;
+using testing::AppFixture;
+using testing::StoreContents;
+
+class TLDatabaseTest : public ::testing::Test {
+ protected:
+  AppFixture app;
+  void shipThreeLanguages() {
+    app.appLanguage("en", {{"hello", "Hello", ""}, {"empty", "", ""}});
+    app.stores["de"] = StoreContents{{{"hello", "Hallo", "Hallo (Entwurf)"}, {"bye", "Tschüss", ""}}, {{"main", 3}}};
+    app.stores["fr"] = StoreContents{{{"hello", "Bonjour", ""}}, {{"main", 3}}};
+    app.stores["pt-BR"] = StoreContents{{{"hello", "Olá", ""}}, {{"main", 2}}};
+  }
+};
+
+TEST_F(TLDatabaseTest, UnpacksTheArchiveAndAnswersFromRealStores) {
+  shipThreeLanguages();
+  app.install();
+  auto db = TLDatabase::create();
+  ASSERT_NE(db, nullptr);
+  EXPECT_TRUE(db->initialized());
+  EXPECT_EQ(db->appId(), "app1");
+  EXPECT_EQ(db->apiSecret(), "s3cr3t-key");
+  EXPECT_EQ(db->baseLanguage(), "en");
+  EXPECT_EQ(db->dbPathFormat(), app.dataDirectory() + "/app1/%@.sqlite");
+  EXPECT_EQ(db->availableLanguages(), (std::set<std::string>{"de", "en", "fr", "pt-BR"}));
+
+  EXPECT_EQ(db->valueWithKey("hello", "de"), "Hallo");
+  EXPECT_EQ(db->valueWithKey("hello", "pt-BR"), "Olá");
+  EXPECT_EQ(db->valueWithKey("hello", "en"), "Hello");
+  EXPECT_EQ(db->valueWithKey("empty", "en"), "");  // stored NULL reads as the empty string
+  EXPECT_EQ(db->valueWithKey("nothing", "en"), std::nullopt);
+  EXPECT_EQ(db->entryWithKey("hello", "de"), (TLLanguageEntry{"hello", "Hallo", "Hallo (Entwurf)"}));
+  EXPECT_EQ(db->versionForGroup("main", "de"), 3);
+  EXPECT_EQ(db->versionForGroup("main", "en"), 1);  // the app file's version
+  EXPECT_EQ(db->versionForGroup("other", "de"), -1);
+  EXPECT_EQ(db->versionForGroup("main", "xx"), 0);  // no store answers
+
+  // The project allows draft mode, so drafts win in the language table.
+  EXPECT_EQ(db->stringsForLanguage("de"), (std::map<std::string, std::string>{{"bye", "Tschüss"}, {"hello", "Hallo (Entwurf)"}}));
+  EXPECT_TRUE(db->isLanguageSupported("pt-BR"));
+  EXPECT_FALSE(db->isLanguageSupported("pt"));
+}
+
+TEST_F(TLDatabaseTest, UnknownLanguageWithoutCreateLeavesNoFile) {
+  app.install();
+  auto db = TLDatabase::create();
+  ASSERT_NE(db, nullptr);
+  EXPECT_EQ(db->databaseForLanguage("it", false), nullptr);
+  EXPECT_FALSE(fs::exists(app.storePath("it")));
+  auto created = db->databaseForLanguage("it", true);
+  ASSERT_NE(created, nullptr);
+  EXPECT_TRUE(fs::exists(app.storePath("it")));
+  EXPECT_EQ(db->databaseForLanguage("it", false), created);  // one cached backend per language
+}
+
+TEST_F(TLDatabaseTest, BrokenSettingsYieldNoManager) {
+  struct Case {
+    const char* name;
+    std::function<void(AppFixture&)> breakIt;
+    const char* message;
+  } const cases[] = {
+      {"no secret", [](AppFixture& a) { a.appFile.erase("apiSecret"); },
+       "Could not parse secret from Settings File: 'tolvana_settings.tolvana'."},
+      {"no id", [](AppFixture& a) { a.appFile.erase("_id"); }, "Could not parse app id from Settings File"},
+      {"no archive", [](AppFixture& a) { a.archiveName.clear(); }, "Error parsing settings file."},
+  };
+  for (const Case& c : cases) {
+    AppFixture broken;
+    c.breakIt(broken);
+    broken.install();
+    EXPECT_EQ(TLDatabase::create(), nullptr) << c.name;
+    EXPECT_TRUE(broken.platform.log->contains(c.message)) << c.name;
+  }
+}
+
+TEST_F(TLDatabaseTest, ArchiveNamesAndTheFlutterFallBack) {
+  app.archiveName = "flutter_assets/assets/tolvana_settings.tolvana";
+  app.install();
+  EXPECT_NE(TLDatabase::create(), nullptr);
+
+  AppFixture custom;
+  custom.archiveName = "custom.tolvana";
+  custom.bundle.info("TolvanaSettingsFilename", "custom");
+  custom.install();
+  EXPECT_NE(TLDatabase::create(), nullptr);
+}
+
+TEST_F(TLDatabaseTest, DeletionMarksRemoveAShippedStoreOnTheNextStart) {
+  shipThreeLanguages();
+  app.bundle.info("TolvanaLogLevel", "v");
+  app.install();
+  auto db = TLDatabase::create();
+  ASSERT_NE(db, nullptr);
+  db->removeUnusedDatabases({"en", "de", "pt-BR"});
+  EXPECT_TRUE(TLDatabase::isLanguageDeleted("fr"));
+  EXPECT_FALSE(TLDatabase::isLanguageDeleted("de"));
+  EXPECT_EQ(app.platform.defaults->objectForKey("tolvana_deleted_language/fr"), Value(1));
+  EXPECT_TRUE(fs::exists(app.storePath("fr")));  // only marked until the archive is unpacked again
+
+  db.reset();
+  auto second = TLDatabase::create();
+  ASSERT_NE(second, nullptr);
+  EXPECT_FALSE(fs::exists(app.storePath("fr")));
+  EXPECT_TRUE(app.platform.log->contains("File lang fr is marked for  deletion, removing it now"));
+  EXPECT_FALSE(second->isLanguageSupported("fr"));
+
+  second->removeUnusedDatabases({});
+  for (const char* language : {"en", "de", "pt-BR"}) EXPECT_TRUE(TLDatabase::isLanguageDeleted(language)) << language;
+}
+
+TEST_F(TLDatabaseTest, SecondStartKeepsStoresAndRewritesTheAppFile) {
+  shipThreeLanguages();
+  app.install();
+  auto db = TLDatabase::create();
+  db->databaseForLanguage("de", false)->beginWriteTransaction();
+  db->databaseForLanguage("de", false)->createOrUpdateEntry("hello", "Servus", std::nullopt);
+  db->databaseForLanguage("de", false)->commitWriteTransaction();
+  db.reset();
+  auto again = TLDatabase::create();
+  EXPECT_EQ(again->valueWithKey("hello", "de"), "Servus");
+}
+
+TEST_F(TLDatabaseTest, LatestAppInfoHoldsTheAppLevelFields) {
+  app.install();
+  auto db = TLDatabase::create();
+  db->saveLatestAppInfo();
+  auto saved = plist::readFile(app.dataDirectory() + "/latest.app.tolvana");
+  ASSERT_TRUE(saved && saved->isDictionary());
+  EXPECT_EQ(saved->asDictionary().size(), 5u);
+  EXPECT_EQ(*saved->find("_id"), Value("app1"));
+  EXPECT_EQ(*saved->find("baseLanguage"), Value("en"));
+  EXPECT_EQ(*saved->find("draftModeEnabled"), Value(true));
+}
+
+}  // namespace
+}  // namespace tolvana

@@ -1,0 +1,130 @@
+#include "sync/ResponseParser.h"
+
+#include <gtest/gtest.h>
+#include <sqlite3.h>
+
+#include "store/TLDatabase.h"
+#include "support/Json.h"
+#include "tests/support/AppFixture.h"
+
+namespace tolvana {
+namespace {
+
+using testing::AppFixture;
+using testing::StoreContents;
+
+Value group(std::int64_t version, Value::Dictionary entries) {
+  return Value::Dictionary{{"version", version}, {"entries", std::move(entries)}};
+}
+
+Value entry(Value value, Value draft = Value()) {
+  Value::Dictionary e{{"v", std::move(value)}};
+  if (!draft.isNull()) e["d"] = std::move(draft);
+  return e;
+}
+
+class ResponseParserTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    app.bundle.info("TolvanaLogLevel", "v");
+    app.stores["de"] = StoreContents{{{"hello", "Hallo", ""}}, {{"main", 3}, {"extra", 1}}};
+    app.appLanguage("en", {{"hello", "Hello", ""}});
+    app.install();
+    db = TLDatabase::create();
+    ASSERT_NE(db, nullptr);
+  }
+
+  bool parse(const std::string& json) { return db->parseResponseV2Json(json); }
+
+  AppFixture app;
+  std::shared_ptr<TLDatabase> db;
+};
+
+TEST_F(ResponseParserTest, EmptyAndVersionlessAnswers) {
+  EXPECT_TRUE(parse("{}"));
+  EXPECT_TRUE(app.platform.log->contains("Empty Response"));
+  EXPECT_FALSE(TLDatabase::isLanguageDeleted("de"));
+
+  EXPECT_FALSE(parse(R"({"baseLanguage":"en","data":{}})"));
+  EXPECT_TRUE(app.platform.log->contains("Missing Version Info."));
+  EXPECT_FALSE(parse(R"({"__v":"9","baseLanguage":"en"})"));
+  EXPECT_FALSE(parse(R"({"__v":9})"));
+  EXPECT_TRUE(app.platform.log->contains("Missing Baselanguage."));
+  EXPECT_FALSE(parse("[1,2]"));
+  EXPECT_FALSE(parse("{\"__v\": 3, \"data\": {\"de\""));
+}
+
+TEST_F(ResponseParserTest, OnlyNewerGroupsAreWrittenOneTransactionEach) {
+  Value answer = Value::Dictionary{
+      {"__v", 5}, {"masterLanguage", "de"}, {"collectMissingEnabled", true},
+      {"data", Value::Dictionary{{"de", Value::Dictionary{{"main", group(3, {{"hello", entry("stale")}})},
+                                                          {"extra", group(2, {{"n", entry(42)}, {"r", entry(2.5, "d")}})},
+                                                          {"empty", group(9, {})}}},
+                                 {"it", Value::Dictionary{{"main", group(1, {{"ciao", entry("Ciao")}})}}}}}};
+  EXPECT_TRUE(db->parseResponseV2(answer));
+  EXPECT_EQ(db->valueWithKey("hello", "de"), "Hallo");  // version 3 is not newer than 3
+  EXPECT_EQ(db->valueWithKey("n", "de"), "42");          // numbers are texts
+  EXPECT_EQ(db->entryWithKey("r", "de"), (TLLanguageEntry{"r", "2.5", "d"}));
+  EXPECT_EQ(db->versionForGroup("extra", "de"), 2);
+  EXPECT_EQ(db->versionForGroup("empty", "de"), -1);  // a version only comes with entries
+  EXPECT_EQ(db->valueWithKey("ciao", "it"), "Ciao");
+  EXPECT_EQ(db->baseLanguage(), "de");
+  EXPECT_TRUE(db->isLanguageSupported("it"));
+  EXPECT_TRUE(TLDatabase::isLanguageDeleted("en"));  // on disk but not delivered
+  EXPECT_FALSE(TLDatabase::isLanguageDeleted("de"));
+  EXPECT_TRUE(app.platform.log->contains("Entries parsed in total: 3"));
+
+  // An answer that is not newer keeps the app-level fields but still takes newer groups.
+  EXPECT_TRUE(parse(R"({"__v":4,"baseLanguage":"fr","data":{"de":{"main":{"version":4,"entries":{"hello":{"v":"Moin"}}}}}})"));
+  EXPECT_EQ(db->baseLanguage(), "de");
+  EXPECT_EQ(db->valueWithKey("hello", "de"), "Moin");
+}
+
+TEST_F(ResponseParserTest, DraftModeTakesEveryGroupAgain) {
+  db->setDraftModeQuery([] { return true; });
+  EXPECT_TRUE(parse(R"({"__v":1,"baseLanguage":"en","data":{"de":{"main":{"version":1,"entries":{"hello":{"v":"Hi","d":"Entwurf"}}}}}})"));
+  EXPECT_EQ(db->entryWithKey("hello", "de"), (TLLanguageEntry{"hello", "Hi", "Entwurf"}));
+  EXPECT_EQ(db->versionForGroup("main", "de"), 1);
+}
+
+TEST_F(ResponseParserTest, HostileTypesAreSkippedAndNoTransactionStaysOpen) {
+  const char* answer = R"({"__v":7,"baseLanguage":"en","data":{
+      "de":{"main":{"version":"8","entries":{"a":{"v":"x"}}},
+            "g2":[1,2],
+            "g3":{"version":8,"entries":{"nul":null,"arr":{"v":[1]},"obj":{"v":{"x":1}},"ok":{"v":"fine","d":true},"good":{"v":"yes"}}},
+            "g4":{"version":9,"entries":[]}},
+      "fr":"not an object"}})";
+  EXPECT_TRUE(parse(answer));
+  EXPECT_EQ(db->valueWithKey("a", "de"), std::nullopt);
+  EXPECT_EQ(db->valueWithKey("good", "de"), "yes");
+  EXPECT_EQ(db->valueWithKey("ok", "de"), std::nullopt);
+  EXPECT_EQ(db->valueWithKey("arr", "de"), std::nullopt);
+  EXPECT_TRUE(app.platform.log->contains("Group 'main' of 'de' has no integer version; skipped."));
+  EXPECT_TRUE(app.platform.log->contains("Entry 'nul' of 'g3' is no object; skipped."));
+
+  // Another connection can write at once: nothing holds the file locked.
+  sqlite3* other = nullptr;
+  ASSERT_EQ(sqlite3_open(app.storePath("de").c_str(), &other), SQLITE_OK);
+  EXPECT_EQ(sqlite3_exec(other, "BEGIN IMMEDIATE; COMMIT;", nullptr, nullptr, nullptr), SQLITE_OK);
+  sqlite3_close(other);
+}
+
+TEST_F(ResponseParserTest, AnswerWithoutDataMarksEveryStoredLanguageDeleted) {
+  EXPECT_TRUE(parse(R"({"__v":2,"baseLanguage":"en"})"));
+  EXPECT_TRUE(TLDatabase::isLanguageDeleted("de"));
+  EXPECT_TRUE(TLDatabase::isLanguageDeleted("en"));
+}
+
+TEST(ResponseParserV1, EmptyLanguagesCreateNoStore) {
+  AppFixture app;
+  app.appLanguage("en", {{"k", "v", ""}});
+  app.appLanguage("es", {});
+  app.install();
+  auto db = TLDatabase::create();
+  ASSERT_NE(db, nullptr);
+  EXPECT_EQ(db->databaseForLanguage("es", false), nullptr);
+  EXPECT_EQ(db->availableLanguages(), std::set<std::string>{"en"});
+}
+
+}  // namespace
+}  // namespace tolvana
