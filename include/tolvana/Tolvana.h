@@ -1,0 +1,107 @@
+// Tolvana: the library's interface for a C++ host.
+//
+// The host needs no set-up call: the engine starts on the first use of any method below,
+// reads its configuration from the app's Info.plist, unpacks the settings archive shipped
+// in the app bundle and answers look-ups from its local translation store, falling back to
+// the bundle's own string tables, the default text and finally the key. Look-ups never fail
+// and never throw.
+//
+//   #include <tolvana/Tolvana.h>
+//
+//   std::string title = tolvana::Tolvana::localizedStringForKey("welcome.title");
+//   std::string hello = tolvana::Tolvana::localizedStringForKey(
+//       "welcome.hello", "Hello %{name}!", {{"name", user.name}});
+//   std::string items = tolvana::Tolvana::localizedStringForKey(
+//       "cart.items", {{"count", "3"}}, tolvana::Tolvana::pluralRuleForQuantity(3));
+//
+// Placeholders in texts are a percent sign and a name in braces: %{name}. Plural forms are
+// stored under the key with the form's word in brackets ("cart.items[one]"); rules are
+// 0 zero, 1 one, 2 two, 3 few, 4 many, 5 other.
+//
+// Thread contract: every method may be called from any thread, concurrently.
+#pragma once
+
+#include <cstdint>
+#include <map>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <type_traits>
+
+#include "tolvana/Export.h"
+#include "tolvana/TolvanaScreenshotInterface.h"
+
+namespace tolvana {
+
+class TOLVANA_EXPORT Tolvana {
+ public:
+  Tolvana() = delete;
+
+  // Placeholder name → replacement text.
+  using Arguments = std::map<std::string, std::string>;
+  // Language → key → text (or, as input to localizeMap, key → default text).
+  using LanguageMap = std::map<std::string, std::map<std::string, std::string>>;
+
+  // The text for the key in the current language; the key when nothing has one.
+  static std::string localizedStringForKey(std::string_view key);
+  // The same, with the default text shown (and reported as missing) when the store lacks it.
+  static std::string localizedStringForKey(std::string_view key, std::optional<std::string_view> defaultValue);
+  // The text with its placeholders replaced.
+  static std::string localizedStringForKey(std::string_view key, std::optional<std::string_view> defaultValue,
+                                           const Arguments& arguments);
+  // Name the type when the arguments are a braced list: Tolvana::Arguments{{"n", "3"}}.
+  static std::string localizedStringForKey(std::string_view key, const Arguments& arguments);
+  // The plural form of the rule ("key[one]"), with its placeholders replaced.
+  static std::string localizedStringForKey(std::string_view key, std::optional<std::string_view> defaultValue,
+                                           const Arguments& arguments, std::int64_t pluralRule);
+  static std::string localizedStringForKey(std::string_view key, const Arguments& arguments, std::int64_t pluralRule);
+
+  // The plural rule of a quantity in the current device language.
+  static std::int64_t pluralRuleForQuantity(std::uint64_t quantity);
+
+  // Every key of the language's store with its text (the draft where draft mode shows drafts).
+  static std::map<std::string, std::string> localizedStringsForLanguage(std::string_view language);
+  // The tables of the base, short and long device language merged; the long one wins.
+  static std::map<std::string, std::string> localizedStringsForCurrentLanguage();
+  // Texts for many keys in given languages, without fall-backs to other languages.
+  static LanguageMap localizeMap(const LanguageMap& map);
+
+  // Forces the app language ("pt_br", "de"); nullopt returns to the device's languages. False
+  // when the project does not offer the language. Persisted in the app's user defaults.
+  static bool setLanguage(std::optional<std::string_view> language);
+
+  // Switches the engine off (look-ups then come from the bundle's own tables) or on;
+  // persisted across launches.
+  static void setEnabled(bool enabled);
+  static bool enabled();
+  // Whether the app allows draft mode at all (on unless the app says otherwise).
+  static void setDraftModeEnabled(bool enabled);
+  static void setDraftModelEnabled(bool enabled);  // the older spelling, kept for existing hosts
+  // Shows keys instead of texts until switched off or the process ends.
+  static void setShowIdModeEnabled(bool enabled);
+
+  // Sets the provider of string positions for screenshots. It is held weakly: keep it alive.
+  // An object that is not a TolvanaScreenshotInterface (or null) is refused with an error
+  // line, and the current provider stays.
+  template <class T>
+  static void setScreenshotInterface(const std::shared_ptr<T>& provider) {
+    if constexpr (std::is_base_of_v<TolvanaScreenshotInterface, T>) {
+      setConformingScreenshotInterface(provider);
+    } else if constexpr (std::is_polymorphic_v<T>) {
+      setConformingScreenshotInterface(std::dynamic_pointer_cast<TolvanaScreenshotInterface>(provider));
+    } else {
+      setConformingScreenshotInterface(nullptr);
+    }
+  }
+
+  // Drops the engine, erases the app's user defaults and starts again.
+  static void reset();
+  // "2.0.149"; needs no running engine.
+  static std::string sdkVersion();
+
+ private:
+  static void setConformingScreenshotInterface(const std::shared_ptr<TolvanaScreenshotInterface>& provider);
+};
+
+}  // namespace tolvana

@@ -1,0 +1,148 @@
+// TLInternal: the engine. One shared object holds the store manager, the engine's switches
+// and the working state of look-ups, updates and the review tools.
+//
+// Start-up runs on the thread that first asks for the engine, in a fixed order: the persisted
+// on/off switch, the version and settings log, the store manager (which unpacks the settings
+// archive), draft mode, the default languages. Only user-interface work is queued onto the
+// main queue.
+//
+// Thread contract: every method may be called from any thread. The engine's lock (lock())
+// is re-entrant; the missing-string collection has its own lock, always taken after the
+// engine's. Switches are atomics, read afresh by every look-up.
+#pragma once
+
+#include <atomic>
+#include <functional>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "store/TLDatabase.h"
+#include "tolvana/platform/Bundle.h"
+#include "tolvana/platform/UserDefaults.h"
+
+namespace tolvana {
+
+class TolvanaScreenshotInterface;
+
+// A look-up result; key is set when the text must carry the key that produced it (draft
+// mode and UI tests), so the review tools can tie a shown text back to its key.
+struct TLLocalizedString {
+  std::string text;
+  std::optional<std::string> key;
+};
+
+// Language → key → text (or default value).
+using TLLanguageMap = std::map<std::string, std::map<std::string, std::string>>;
+
+// The application's own permission for draft mode, process-wide; initially on.
+extern std::atomic<bool> draftModeEnabled;
+
+class TLInternal : public std::enable_shared_from_this<TLInternal> {
+ public:
+  static std::shared_ptr<TLInternal> sharedInstance();
+  // Drops the engine, erases the app's whole user-defaults domain and starts again.
+  static void resetInstance();
+  // Drops the engine without touching the user defaults, and forgets the once-per-process
+  // alert, as if a new process started; for tests.
+  static void dropInstanceForTesting();
+  ~TLInternal();
+
+  std::recursive_mutex& lock() { return mutex_; }
+
+  // Switches.
+  bool enabled() const { return enabled_; }
+  void setEnabled(bool enabled);
+  static bool readTolvanaEnabled(const UserDefaults& defaults);
+  void writeTolvanaEnabled();
+  bool isInDraftMode() const { return inDraftMode_; }
+  void setInDraftMode(bool inDraftMode);
+  bool isInShowIdMode() const { return inShowIdMode_; }
+  void setInShowIdMode(bool inShowIdMode) { inShowIdMode_ = inShowIdMode; }
+  static bool readDraftMode(const UserDefaults& defaults);
+  void writeDraftMode();
+  bool IsDraftModeEnabled() const;
+  void setDraftModeEnabled(bool enabled);
+  bool collectStoryBoardStrings() const { return collectStoryBoardStrings_; }
+  bool isPossibleSwiftUi() const { return isPossibleSwiftUi_; }
+
+  std::shared_ptr<TLDatabase> database() const;
+  std::vector<std::string> defaultLanguages() const;
+  void setDefaultLanguages(std::vector<std::string> languages);
+  std::vector<std::string> defaultGroups() const;
+  bool isEnterpriseHost(std::string_view url) const;
+  void showNotInitializedError();
+  void exitApp();
+
+  // Screenshot provider, held weakly.
+  void setScreenshotInterface(std::weak_ptr<TolvanaScreenshotInterface> provider);
+  std::shared_ptr<TolvanaScreenshotInterface> screenshotInterface() const;
+
+  // Language selection.
+  void resetDefaultLanguages();
+  bool setLanguage(std::optional<std::string_view> language);
+  std::optional<std::string> getBaseLanguage() const;
+  // The language misses are uploaded in: the bundle's development language when it is a
+  // language code, else the base language.
+  std::optional<std::string> uploadLanguage() const;
+
+  // Look-up.
+  std::optional<std::string> localizedStringForKeyAndLanguage(std::string_view key, std::string_view language);
+  TLLocalizedString localizedStringForKey(std::string_view key, std::optional<std::string_view> value,
+                                          std::optional<std::string_view> table, std::shared_ptr<const Bundle> bundle);
+  TLLocalizedString localizedStringForKey(std::string_view key, std::optional<std::string_view> value);
+  static std::optional<std::string> formatString(std::optional<std::string_view> text,
+                                                 const std::map<std::string, std::string>* arguments);
+  TLLocalizedString localizedStringForKeyWithArguments(std::string_view key,
+                                                       const std::map<std::string, std::string>* arguments,
+                                                       std::optional<std::string_view> value);
+  TLLocalizedString localizedStringForKeyWithArgumentsAndPluralRule(std::string_view key,
+                                                                    const std::map<std::string, std::string>* arguments,
+                                                                    std::int64_t pluralRule,
+                                                                    std::optional<std::string_view> value);
+  TLLanguageMap localizeMap(const TLLanguageMap& map);
+  std::map<std::string, std::string> localizedStringsForLanguage(std::string_view language);
+  std::map<std::string, std::string> localizedStringsForCurrentLanguage();
+  bool entryExists(std::string_view key);
+  bool collectMissingEnabled() const;
+
+  // Plural words.
+  std::int64_t pluralRuleFromString(std::optional<std::string_view> word) const;
+  std::optional<std::string> pluralRuleToString(std::int64_t rule) const;
+
+  // Missing strings: the checks and the collection come with the upload.
+  bool storeMissingEntryForLanguage(std::optional<std::string_view> language, std::optional<std::string_view> key,
+                                    std::optional<std::string_view> value);
+  struct MissingCall {
+    std::optional<std::string> language, key, value;
+  };
+  // Every miss handed over so far, oldest first.
+  std::vector<MissingCall> missingCalls() const;
+
+ private:
+  TLInternal();
+  void start();
+
+  std::recursive_mutex mutex_;
+  // Written during start-up and then only through their setters.
+  std::atomic<bool> enabled_{false};
+  std::atomic<bool> inDraftMode_{false};
+  std::atomic<bool> inShowIdMode_{false};
+  std::atomic<bool> isPossibleSwiftUi_{false};
+  std::atomic<bool> collectStoryBoardStrings_{true};
+  // Guarded by mutex_.
+  std::shared_ptr<TLDatabase> database_;
+  std::vector<std::string> defaultLanguages_;
+  std::vector<std::string> defaultGroups_;
+  std::vector<std::string> customHostingEnterpriseHosts_;
+  std::weak_ptr<TolvanaScreenshotInterface> screenshotInterface_;
+  // Guarded by missingMutex_, taken after mutex_.
+  mutable std::mutex missingMutex_;
+  std::vector<MissingCall> missingCalls_;
+};
+
+}  // namespace tolvana

@@ -1,0 +1,185 @@
+// The read path of the engine: a key to the text shown to the user (part of TLInternal).
+#include "core/TLInternal.h"
+#include "core/TLSettings.h"
+#include "localization/DevelopmentLanguage.h"
+#include "localization/TLPluralRule.h"
+#include "support/StringUtil.h"
+#include "support/TLLog.h"
+#include "sync/TLDeviceUtil.h"
+#include "tolvana/platform/Platform.h"
+
+namespace tolvana {
+
+namespace {
+
+bool absentOrEmpty(const std::optional<std::string>& text) { return !text || text->empty(); }
+
+bool tagsResults(const TLInternal& engine) { return engine.isInDraftMode() || TLDeviceUtil::isUITestRunning(); }
+
+TLLocalizedString tagged(const TLInternal& engine, std::string text, std::string_view key) {
+  TLLocalizedString result{std::move(text), std::nullopt};
+  if (tagsResults(engine)) result.key = std::string(key);
+  return result;
+}
+
+std::shared_ptr<const Bundle> orMainBundle(std::shared_ptr<const Bundle> bundle) {
+  return bundle ? bundle : Platform::Current().bundles().mainBundle();
+}
+
+}  // namespace
+
+std::optional<std::string> TLInternal::localizedStringForKeyAndLanguage(std::string_view key,
+                                                                        std::string_view language) {
+  auto db = database();
+  if (!enabled() || !db || !db->initialized() || isInShowIdMode()) return std::string(key);
+  if (isInDraftMode()) {
+    auto entry = db->entryWithKey(key, language);
+    if (!entry) return std::nullopt;
+    return entry->draft.empty() ? entry->value : entry->draft;
+  }
+  return db->valueWithKey(key, language);
+}
+
+TLLocalizedString TLInternal::localizedStringForKey(std::string_view key, std::optional<std::string_view> value,
+                                                    std::optional<std::string_view> table,
+                                                    std::shared_ptr<const Bundle> bundle) {
+  auto db = database();
+  if (!enabled() || !db || !db->initialized()) {
+    return tagged(*this, orMainBundle(bundle)->localizedStringForKey(key, value, table), key);
+  }
+  std::string deviceLong = TLDeviceUtil::deviceLanguageLong();
+  std::string deviceShort = TLDeviceUtil::deviceLanguage();
+  std::optional<std::string> base = db->baseLanguage();
+
+  std::optional<std::string> result = localizedStringForKeyAndLanguage(key, deviceLong);
+  if (absentOrEmpty(result) && deviceShort != deviceLong) result = localizedStringForKeyAndLanguage(key, deviceShort);
+  std::optional<std::optional<std::string>> baseValue;
+  if (absentOrEmpty(result) && base) {
+    result = localizedStringForKeyAndLanguage(key, *base);
+    baseValue = result;
+  }
+
+  // A miss is recorded only in the base language (or the bundle's development language),
+  // and only for keys that come with a default text.
+  if (value && !value->empty() && collectMissingEnabled()) {
+    if (!baseValue) baseValue = base ? localizedStringForKeyAndLanguage(key, *base) : std::nullopt;
+    if (absentOrEmpty(*baseValue)) {
+      bool fromInterfaceFile = false;
+      if (table) {
+        bundle = orMainBundle(bundle);
+        if (!collectStoryBoardStrings()) {
+          auto path = bundle->pathForResource(*table, "storyboardc");
+          if (!path) path = bundle->pathForResource(*table, "nib");
+          fromInterfaceFile = path && !path->empty();
+        }
+      }
+      if (!fromInterfaceFile) {
+        auto development = languageCodeOrNothing(bundle ? bundle->developmentLocalization() : std::nullopt);
+        warnOnceAboutDevelopmentLanguage(development, base);
+        storeMissingEntryForLanguage(development && !development->empty() ? development : base, key, value);
+      }
+    }
+  }
+
+  if (absentOrEmpty(result)) result = orMainBundle(bundle)->localizedStringForKey(key, value, table);
+  if (result->empty() && !key.empty()) result = std::string(value && !value->empty() ? *value : key);
+  if (TLSettings::enableLogGetString()) logVerbose("getString called - key: '%@' value: '%@'", key, *result);
+  return tagged(*this, std::move(*result), key);
+}
+
+TLLocalizedString TLInternal::localizedStringForKey(std::string_view key, std::optional<std::string_view> value) {
+  return localizedStringForKey(key, value, std::nullopt, nullptr);
+}
+
+std::optional<std::string> TLInternal::formatString(std::optional<std::string_view> text,
+                                                    const std::map<std::string, std::string>* arguments) {
+  if (!text) return std::nullopt;
+  std::string result(*text);
+  if (!arguments) return result;
+  // Applied one after another: a replacement that holds another placeholder may be filled
+  // by a later pair. There is no escaping and no nesting.
+  for (const auto& [name, replacement] : *arguments) {
+    std::string placeholder = "%{" + name + "}";
+    for (std::size_t at = result.find(placeholder); at != std::string::npos;
+         at = result.find(placeholder, at + replacement.size())) {
+      result.replace(at, placeholder.size(), replacement);
+    }
+  }
+  return result;
+}
+
+TLLocalizedString TLInternal::localizedStringForKeyWithArguments(std::string_view key,
+                                                                 const std::map<std::string, std::string>* arguments,
+                                                                 std::optional<std::string_view> value) {
+  std::string cleanKey = removeAll(key, '\n');
+  auto db = database();
+  // A disabled engine answers the key itself, without applying the arguments.
+  if (!enabled() || !db || !db->initialized()) return {cleanKey, std::nullopt};
+  TLLocalizedString text = localizedStringForKey(cleanKey, value);
+  return tagged(*this, *formatString(text.text, arguments), cleanKey);
+}
+
+TLLocalizedString TLInternal::localizedStringForKeyWithArgumentsAndPluralRule(
+    std::string_view key, const std::map<std::string, std::string>* arguments, std::int64_t pluralRule,
+    std::optional<std::string_view> value) {
+  auto db = database();
+  if (!enabled() || !db || !db->initialized()) return {std::string(key), std::nullopt};
+  // A rule outside 0…5 has no word; the key then ends in "[(null)]", as it always has.
+  std::string variant = std::string(key) + "[" + std::string(pluralRuleWord(pluralRule).value_or("(null)")) + "]";
+  // The full look-up never comes back empty-handed, so a missing variant shows the default or
+  // the variant key itself; the plain key is deliberately not tried.
+  return localizedStringForKeyWithArguments(variant, arguments, value);
+}
+
+TLLanguageMap TLInternal::localizeMap(const TLLanguageMap& map) {
+  TLLanguageMap output;
+  bool collecting = collectMissingEnabled();
+  for (const auto& [language, defaults] : map) {
+    auto& texts = output[language];
+    for (const auto& [key, defaultText] : defaults) {
+      std::optional<std::string> text = localizedStringForKeyAndLanguage(key, language);
+      if (!text && collecting) {
+        storeMissingEntryForLanguage(language, key, defaultText);
+        text = std::string();
+      }
+      if (absentOrEmpty(text)) {
+        if (defaultText.empty()) continue;
+        text = defaultText;
+        if (collecting) storeMissingEntryForLanguage(language, key, defaultText);
+      }
+      texts[key] = std::move(*text);
+    }
+  }
+  return output;
+}
+
+std::map<std::string, std::string> TLInternal::localizedStringsForLanguage(std::string_view language) {
+  auto db = database();
+  return db ? db->stringsForLanguage(language) : std::map<std::string, std::string>{};
+}
+
+std::map<std::string, std::string> TLInternal::localizedStringsForCurrentLanguage() {
+  auto longTable = localizedStringsForLanguage(TLDeviceUtil::deviceLanguageLong());
+  auto shortTable = localizedStringsForLanguage(TLDeviceUtil::deviceLanguage());
+  auto base = getBaseLanguage();
+  auto merged = base ? localizedStringsForLanguage(*base) : std::map<std::string, std::string>{};
+  for (const auto* table : {&shortTable, &longTable}) {
+    for (const auto& [key, text] : *table) {
+      if (!text.empty()) merged[key] = text;
+    }
+  }
+  return merged;
+}
+
+bool TLInternal::entryExists(std::string_view key) {
+  auto db = database();
+  auto base = db ? db->baseLanguage() : std::nullopt;
+  return base && db->valueWithKey(key, *base).has_value();
+}
+
+bool TLInternal::collectMissingEnabled() const {
+  auto db = database();
+  return enabled() && db && db->collectMissingEnabled() && (isInDraftMode() || TLDeviceUtil::isDebuggerConnected());
+}
+
+}  // namespace tolvana

@@ -1,0 +1,138 @@
+#include <gtest/gtest.h>
+
+#include "core/TLInternal.h"
+#include "sync/TLDeviceUtil.h"
+#include "tests/support/AppFixture.h"
+
+namespace tolvana {
+namespace {
+
+using testing::AppFixture;
+using testing::StoreContents;
+
+// Stores: de-AT (long), de (short), en (base); the bundle's own table has "bundle.only".
+class StringLookup : public ::testing::Test {
+ protected:
+  void start() {
+    app.platform.locale->setPreferredLanguages({"de-AT"});
+    app.bundle.strings("en", "Localizable", {{"bundle.only", "From the bundle"}, {"hello", "Bundle hello"}});
+    app.bundle.resource("Main.storyboardc/Info.plist", "");
+    app.appLanguage("en", {{"hello", "Hello", ""}, {"base.only", "Base", ""}, {"empty.base", "", ""},
+                           {"items[one]", "%{n} item", ""}, {"items[other]", "%{n} items", ""}});
+    app.stores["de"] = StoreContents{{{"hello", "Hallo", "Hallo-Entwurf"}, {"short.only", "Kurz", ""}}, {{"main", 1}}};
+    app.stores["de-AT"] = StoreContents{{{"hello", "Servus", ""}, {"draft.empty", "Veröffentlicht", ""}}, {{"main", 1}}};
+    app.install();
+    engine = TLInternal::sharedInstance();
+  }
+  std::string lookup(std::string_view key, std::optional<std::string_view> value = std::nullopt,
+                     std::optional<std::string_view> table = std::nullopt) {
+    return engine->localizedStringForKey(key, value, table, nullptr).text;
+  }
+  AppFixture app;
+  std::shared_ptr<TLInternal> engine;
+};
+
+TEST_F(StringLookup, FallBackChain) {
+  start();
+  EXPECT_EQ(lookup("hello"), "Servus");             // long device language
+  EXPECT_EQ(lookup("short.only"), "Kurz");          // short device language
+  EXPECT_EQ(lookup("base.only"), "Base");           // base language
+  EXPECT_EQ(lookup("bundle.only"), "From the bundle");
+  EXPECT_EQ(lookup("empty.base", "Default"), "Default");
+  EXPECT_EQ(lookup("nowhere"), "nowhere");
+  EXPECT_EQ(engine->localizedStringForKey("hello", std::nullopt).key, std::nullopt);  // untagged outside draft mode
+}
+
+TEST_F(StringLookup, DraftAndShowIdModes) {
+  start();
+  engine->setInDraftMode(true);
+  EXPECT_EQ(lookup("short.only"), "Kurz");
+  EXPECT_EQ(lookup("draft.empty"), "Veröffentlicht");  // an empty draft shows the published value
+  app.platform.locale->setPreferredLanguages({"de"});
+  TLDeviceUtil::deviceLanguageLong(std::nullopt);
+  auto tagged = engine->localizedStringForKey("hello", std::nullopt);
+  EXPECT_EQ(tagged.text, "Hallo-Entwurf");
+  EXPECT_EQ(tagged.key, "hello");
+  engine->setInDraftMode(false);
+  engine->setInShowIdMode(true);
+  EXPECT_EQ(lookup("hello", "Default"), "hello");
+  EXPECT_TRUE(engine->missingCalls().empty());
+}
+
+TEST_F(StringLookup, MissesAreRecordedOnlyUnderTheirConditions) {
+  app.platform.device->setBeingTraced(true);  // misses are collected with a debugger attached
+  start();
+  lookup("nowhere");                              // no default: not recorded
+  lookup("nowhere", "");                          // empty default: not recorded
+  lookup("hello", "Hi");                          // present in the base language
+  lookup("Main.title", "Title", "Main");          // a storyboard table, collected by default
+  lookup("missing", "Missing text");
+  auto calls = engine->missingCalls();
+  ASSERT_EQ(calls.size(), 2u);
+  EXPECT_EQ(calls[0].language, "en");  // the main bundle's development language
+  EXPECT_EQ(calls[0].key, "Main.title");
+  EXPECT_EQ(calls[1].language, "en");  // no bundle, no table: the base language
+  EXPECT_EQ(calls[1].value, "Missing text");
+  EXPECT_EQ(app.platform.log->count("The Development Language(en) of your app is different to your Tolvana Base "
+                                    "Language(en). Your strings will be uploaded to en."),
+            1u);
+}
+
+TEST_F(StringLookup, StoryboardStringsAreSkippedWhenNotCollected) {
+  app.platform.device->setBeingTraced(true);
+  app.bundle.info("TolvanaCollectStoryBoardStrings", false);
+  start();
+  lookup("Main.title", "Title", "Main");
+  lookup("Other.title", "Title", "Other");
+  ASSERT_EQ(engine->missingCalls().size(), 1u);
+  EXPECT_EQ(engine->missingCalls()[0].key, "Other.title");
+}
+
+TEST_F(StringLookup, NoDebuggerAndNoDraftModeCollectsNothing) {
+  start();
+  EXPECT_FALSE(engine->collectMissingEnabled());
+  lookup("missing", "Missing text");
+  EXPECT_TRUE(engine->missingCalls().empty());
+}
+
+TEST_F(StringLookup, ArgumentsAndPlurals) {
+  start();
+  std::map<std::string, std::string> args{{"n", "3"}, {"name", "Ann"}};
+  EXPECT_EQ(TLInternal::formatString("Hello %{name}, %{name}! %{unknown}", &args), "Hello Ann, Ann! %{unknown}");
+  std::map<std::string, std::string> none;
+  EXPECT_EQ(TLInternal::formatString("Hi %{name}", &none), "Hi %{name}");
+  EXPECT_EQ(TLInternal::formatString(std::nullopt, &args), std::nullopt);
+
+  EXPECT_EQ(engine->localizedStringForKeyWithArgumentsAndPluralRule("items", &args, 5, std::nullopt).text, "3 items");
+  EXPECT_EQ(engine->localizedStringForKeyWithArgumentsAndPluralRule("items", &args, 2, std::nullopt).text, "items[two]");
+  EXPECT_EQ(engine->localizedStringForKeyWithArgumentsAndPluralRule("items", &args, 9, "fallback").text, "fallback");
+  EXPECT_EQ(engine->localizedStringForKeyWithArgumentsAndPluralRule("items", &args, 9, std::nullopt).text,
+            "items[(null)]");
+  EXPECT_EQ(engine->localizedStringForKeyWithArguments("hel\nlo", &args, std::nullopt).text, "Servus");
+
+  engine->setEnabled(false);
+  EXPECT_EQ(engine->localizedStringForKeyWithArguments("a\nb", &args, "Default").text, "ab");
+  EXPECT_EQ(engine->localizedStringForKeyWithArgumentsAndPluralRule("items", &args, 1, "Default").text, "items");
+  EXPECT_EQ(lookup("hello"), "Bundle hello");
+}
+
+TEST_F(StringLookup, TablesMapsAndExistence) {
+  app.platform.device->setBeingTraced(true);
+  start();
+  auto current = engine->localizedStringsForCurrentLanguage();
+  EXPECT_EQ(current["hello"], "Servus");
+  EXPECT_EQ(current["short.only"], "Kurz");
+  EXPECT_EQ(current["base.only"], "Base");
+
+  TLLanguageMap map{{"de", {{"hello", "Hi"}, {"unknown", "Default"}, {"unknown.empty", ""}}}, {"xx", {}}};
+  auto localized = engine->localizeMap(map);
+  EXPECT_EQ(localized["de"], (std::map<std::string, std::string>{{"hello", "Hallo"}, {"unknown", "Default"}}));
+  EXPECT_TRUE(localized.count("xx"));
+  EXPECT_EQ(engine->missingCalls().size(), 3u);  // "unknown" twice, "unknown.empty" once
+
+  EXPECT_TRUE(engine->entryExists("empty.base"));
+  EXPECT_FALSE(engine->entryExists("short.only"));
+}
+
+}  // namespace
+}  // namespace tolvana

@@ -1,0 +1,127 @@
+#include "platform/posix/CurlHttp.h"
+
+#include <curl/curl.h>
+
+#include <algorithm>
+#include <cctype>
+#include <mutex>
+
+namespace tolvana {
+
+namespace {
+
+std::string lowerCase(std::string text) {
+  std::transform(text.begin(), text.end(), text.begin(), [](unsigned char c) { return std::tolower(c); });
+  return text;
+}
+
+size_t collectBody(char* data, size_t size, size_t count, void* user) {
+  static_cast<std::string*>(user)->append(data, size * count);
+  return size * count;
+}
+
+size_t collectHeader(char* data, size_t size, size_t count, void* user) {
+  auto* headers = static_cast<std::map<std::string, std::string>*>(user);
+  std::string line(data, size * count);
+  // A new status line starts the headers of the next response (after a redirect or 100).
+  if (line.rfind("HTTP/", 0) == 0) headers->clear();
+  if (auto colon = line.find(':'); colon != std::string::npos) {
+    std::string value = line.substr(colon + 1);
+    value.erase(0, value.find_first_not_of(" \t"));
+    value.erase(value.find_last_not_of("\r\n \t") + 1);
+    (*headers)[lowerCase(line.substr(0, colon))] = value;
+  }
+  return size * count;
+}
+
+class CurlHttp final : public Http, public std::enable_shared_from_this<CurlHttp> {
+ public:
+  CurlHttp(std::shared_ptr<Dispatch> dispatch, CurlHttpOptions options)
+      : dispatch_(std::move(dispatch)), options_(std::move(options)) {
+    static std::once_flag once;
+    std::call_once(once, [] { curl_global_init(CURL_GLOBAL_DEFAULT); });
+  }
+
+  void send(HttpRequest request, std::function<void(HttpResponse)> completion) override {
+    auto session = dispatch_->makeSerialQueue("tolvana.http.session");
+    session->async([self = shared_from_this(), session, request = std::move(request), completion = std::move(completion)]() mutable {
+      HttpResponse response = self->perform(request);
+      if (completion) completion(std::move(response));
+    });
+  }
+
+ private:
+  HttpResponse perform(const HttpRequest& request) const {
+    HttpResponse response;
+    CURL* curl = curl_easy_init();
+    if (!curl) {
+      response.error = "could not create a transfer";
+      return response;
+    }
+    char errorBuffer[CURL_ERROR_SIZE] = {};
+    curl_slist* headers = nullptr;
+    for (const auto& [name, value] : request.headers) {
+      // curl sets this one itself, so that it also decodes what the server compressed.
+      if (lowerCase(name) == "accept-encoding") {
+        curl_easy_setopt(curl, CURLOPT_ACCEPT_ENCODING, value.c_str());
+        continue;
+      }
+      headers = curl_slist_append(headers, (name + ": " + value).c_str());
+    }
+    // Without this curl would send "Expect: 100-continue" for larger bodies and wait.
+    headers = curl_slist_append(headers, "Expect:");
+    curl_easy_setopt(curl, CURLOPT_URL, request.url.c_str());
+    curl_easy_setopt(curl, CURLOPT_HTTPHEADER, headers);
+    curl_easy_setopt(curl, CURLOPT_NOSIGNAL, 1L);
+    curl_easy_setopt(curl, CURLOPT_ERRORBUFFER, errorBuffer);
+    curl_easy_setopt(curl, CURLOPT_SSL_VERIFYPEER, 1L);
+    curl_easy_setopt(curl, CURLOPT_SSL_VERIFYHOST, 2L);
+    if (options_.extraCaFile) {
+      curl_easy_setopt(curl, CURLOPT_CAINFO, options_.extraCaFile->c_str());
+      curl_easy_setopt(curl, CURLOPT_CAPATH, "/etc/ssl/certs");
+    }
+    curl_easy_setopt(curl, CURLOPT_PROXY, options_.proxy ? options_.proxy->c_str() : "");
+    if (request.method == "GET") {
+      curl_easy_setopt(curl, CURLOPT_HTTPGET, 1L);
+    } else {
+      curl_easy_setopt(curl, CURLOPT_CUSTOMREQUEST, request.method.c_str());
+      curl_easy_setopt(curl, CURLOPT_POSTFIELDS, request.body.data());
+      curl_easy_setopt(curl, CURLOPT_POSTFIELDSIZE_LARGE, static_cast<curl_off_t>(request.body.size()));
+    }
+    auto millis = [](double seconds) { return static_cast<long>(std::clamp(seconds, 0.001, 2.0e6) * 1000); };
+    curl_easy_setopt(curl, CURLOPT_CONNECTTIMEOUT_MS, millis(request.requestTimeout));
+    curl_easy_setopt(curl, CURLOPT_TIMEOUT_MS, millis(request.resourceTimeout));
+    // The request time-out is an idle limit: a transfer that stalls that long fails.
+    curl_easy_setopt(curl, CURLOPT_LOW_SPEED_LIMIT, 1L);
+    curl_easy_setopt(curl, CURLOPT_LOW_SPEED_TIME, std::max(1L, millis(request.requestTimeout) / 1000));
+    curl_easy_setopt(curl, CURLOPT_WRITEFUNCTION, collectBody);
+    curl_easy_setopt(curl, CURLOPT_WRITEDATA, &response.body);
+    curl_easy_setopt(curl, CURLOPT_HEADERFUNCTION, collectHeader);
+    curl_easy_setopt(curl, CURLOPT_HEADERDATA, &response.headers);
+
+    CURLcode result = curl_easy_perform(curl);
+    if (result != CURLE_OK) {
+      response.error = std::string(curl_easy_strerror(result)) + (errorBuffer[0] ? std::string(": ") + errorBuffer : "");
+      response.status = 0;
+      response.body.clear();
+    } else {
+      long status = 0;
+      curl_easy_getinfo(curl, CURLINFO_RESPONSE_CODE, &status);
+      response.status = static_cast<int>(status);
+    }
+    curl_slist_free_all(headers);
+    curl_easy_cleanup(curl);
+    return response;
+  }
+
+  std::shared_ptr<Dispatch> dispatch_;
+  CurlHttpOptions options_;
+};
+
+}  // namespace
+
+std::shared_ptr<Http> makeCurlHttp(std::shared_ptr<Dispatch> dispatch, CurlHttpOptions options) {
+  return std::make_shared<CurlHttp>(std::move(dispatch), std::move(options));
+}
+
+}  // namespace tolvana
