@@ -102,7 +102,11 @@ bool ResponseParser::parseV2(std::string_view json) {
       if (value.get_number().get(number)) {
         app.versionWrongType = true;
       } else {
-        app.version = number.is_double() ? Value(number.get_double()) : Value(number.get_int64());
+        if (number.is_double()) {
+          app.version = Value(number.get_double());
+        } else {
+          app.version = Value(number.get_int64());
+        }
       }
     } else if (key == "baseLanguage") {
       app.baseLanguage = stringField(value);
