@@ -191,12 +191,12 @@ bool TLInternal::IsDraftModeEnabled() const {
 void TLInternal::setDraftModeEnabled(bool enabled) { draftModeEnabled = enabled; }
 
 std::shared_ptr<TLDatabase> TLInternal::database() const {
-  std::lock_guard lock(const_cast<std::recursive_mutex&>(mutex_));
+  std::lock_guard lock(mutex_);
   return database_;
 }
 
 std::vector<std::string> TLInternal::defaultLanguages() const {
-  std::lock_guard lock(const_cast<std::recursive_mutex&>(mutex_));
+  std::lock_guard lock(mutex_);
   return defaultLanguages_;
 }
 
@@ -206,13 +206,13 @@ void TLInternal::setDefaultLanguages(std::vector<std::string> languages) {
 }
 
 std::vector<std::string> TLInternal::defaultGroups() const {
-  std::lock_guard lock(const_cast<std::recursive_mutex&>(mutex_));
+  std::lock_guard lock(mutex_);
   return defaultGroups_;
 }
 
 bool TLInternal::isEnterpriseHost(std::string_view url) const {
   std::string host = hostOfUrl(url);
-  std::lock_guard lock(const_cast<std::recursive_mutex&>(mutex_));
+  std::lock_guard lock(mutex_);
   return std::any_of(customHostingEnterpriseHosts_.begin(), customHostingEnterpriseHosts_.end(),
                      [&](const std::string& suffix) { return host.ends_with(toLower(suffix)); });
 }
@@ -238,7 +238,7 @@ void TLInternal::setScreenshotInterface(std::weak_ptr<TolvanaScreenshotInterface
 }
 
 std::shared_ptr<TolvanaScreenshotInterface> TLInternal::screenshotInterface() const {
-  std::lock_guard lock(const_cast<std::recursive_mutex&>(mutex_));
+  std::lock_guard lock(mutex_);
   return screenshotInterface_.lock();
 }
 

@@ -127,7 +127,7 @@ class TLInternal : public std::enable_shared_from_this<TLInternal> {
   TLInternal();
   void start();
 
-  std::recursive_mutex mutex_;
+  mutable std::recursive_mutex mutex_;
   // Written during start-up and then only through their setters.
   std::atomic<bool> enabled_{false};
   std::atomic<bool> inDraftMode_{false};

@@ -1,5 +1,7 @@
 #include "store/TLDatabase.h"
 
+#include <pthread.h>
+
 #include <chrono>
 #include <filesystem>
 #include <fstream>

@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <atomic>
 #include <cctype>
+#include <memory>
+#include <vector>
 
 #include "core/TLSettings.h"
 #include "tolvana/platform/Platform.h"
@@ -16,7 +18,12 @@ constexpr std::string_view kLevelStrings[] = {"V", "D", "I", "W", "E", "A"};
 constexpr std::string_view kTagSeparator = "\xEF\xB9\x95 ";
 
 std::mutex tagMutex;
-std::string* cachedTag = nullptr;  // guarded by tagMutex; leaked on reset so references stay valid
+std::string* cachedTag = nullptr;  // guarded by tagMutex
+// Every tag ever read stays alive, so a reference handed out before a reset stays valid.
+std::vector<std::unique_ptr<std::string>>& allTags() {
+  static auto* tags = new std::vector<std::unique_ptr<std::string>>;
+  return *tags;
+}
 
 int thresholdFromSetting(const std::optional<Value>& setting) {
   if (!setting) return TLLog::kDefaultThreshold;
@@ -47,7 +54,8 @@ const std::string& TLLog::tag() {
   if (!cachedTag) {
     auto value = TLSettings::objectForInfoDictionaryKey("TLLogTag");
     // Any value becomes the tag; a non-string one by its text.
-    cachedTag = new std::string(value ? value->description() : std::string(kDefaultTag));
+    allTags().push_back(std::make_unique<std::string>(value ? value->description() : std::string(kDefaultTag)));
+    cachedTag = allTags().back().get();
   }
   return *cachedTag;
 }

@@ -15,7 +15,7 @@
 
 namespace tolvana {
 
-class FaultInjectingHttp final : public Http, public std::enable_shared_from_this<FaultInjectingHttp> {
+class FaultInjectingHttp final : public Http {
  public:
   struct Fault {
     enum class Kind { Refuse, Delay, Drop, Truncate, Status } kind;
