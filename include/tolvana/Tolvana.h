@@ -22,12 +22,14 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <map>
 #include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
 #include <type_traits>
+#include <vector>
 
 #include "tolvana/Export.h"
 #include "tolvana/TolvanaScreenshotInterface.h"
@@ -38,10 +40,21 @@ class TOLVANA_EXPORT Tolvana {
  public:
   Tolvana() = delete;
 
+  // Called once with true when the server answered and its answer was taken, else false.
+  // It runs on the main queue: the toolkit's event loop when an adapter drives one, else a
+  // thread of the library's own.
+  using CompletionHandler = std::function<void(bool)>;
   // Placeholder name → replacement text.
   using Arguments = std::map<std::string, std::string>;
   // Language → key → text (or, as input to localizeMap, key → default text).
   using LanguageMap = std::map<std::string, std::map<std::string, std::string>>;
+
+  // Asks the translation server for what is new in the default groups and languages (and
+  // uploads the strings collected as missing).
+  static void updateWithCompletionHandler(CompletionHandler completion);
+  // The same for the given groups and languages (empty lists mean the defaults).
+  static void updateGroups(const std::vector<std::string>& groups, const std::vector<std::string>& languages,
+                           CompletionHandler completion);
 
   // The text for the key in the current language; the key when nothing has one.
   static std::string localizedStringForKey(std::string_view key);

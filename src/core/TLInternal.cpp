@@ -256,19 +256,4 @@ std::optional<std::string> TLInternal::pluralRuleToString(std::int64_t rule) con
   return word ? std::optional<std::string>(*word) : std::nullopt;
 }
 
-bool TLInternal::storeMissingEntryForLanguage(std::optional<std::string_view> language,
-                                              std::optional<std::string_view> key,
-                                              std::optional<std::string_view> value) {
-  std::lock_guard engineLock(mutex_);
-  std::lock_guard lock(missingMutex_);
-  auto text = [](std::optional<std::string_view> s) { return s ? std::optional<std::string>(*s) : std::nullopt; };
-  missingCalls_.push_back({text(language), text(key), text(value)});
-  return false;
-}
-
-std::vector<TLInternal::MissingCall> TLInternal::missingCalls() const {
-  std::lock_guard lock(missingMutex_);
-  return missingCalls_;
-}
-
 }  // namespace tolvana

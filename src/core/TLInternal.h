@@ -23,6 +23,7 @@
 
 #include "store/TLDatabase.h"
 #include "tolvana/platform/Bundle.h"
+#include "tolvana/platform/Http.h"
 #include "tolvana/platform/UserDefaults.h"
 
 namespace tolvana {
@@ -114,18 +115,39 @@ class TLInternal : public std::enable_shared_from_this<TLInternal> {
   std::int64_t pluralRuleFromString(std::optional<std::string_view> word) const;
   std::optional<std::string> pluralRuleToString(std::int64_t rule) const;
 
-  // Missing strings: the checks and the collection come with the upload.
+  // Server synchronisation. The completion gets true when an answer was received and
+  // accepted; it runs on the main queue when asked, else on the request's own queue.
+  using UpdateCompletion = std::function<void(bool)>;
+  void updateGroups(std::optional<std::vector<std::string>> groups, std::optional<std::vector<std::string>> languages,
+                    bool completeOnMainQueue, UpdateCompletion completion);
+  void updateGroupsFromHost(std::optional<std::vector<std::string>> groups,
+                            std::optional<std::vector<std::string>> languages, const std::string& host,
+                            bool completeOnMainQueue, UpdateCompletion completion);
+  // HMAC-SHA256 of the message keyed with the API secret, in 64 lower-case hex digits.
+  std::string generateHmac(std::string_view message) const;
+  bool shouldSendMAU() const;
+  void writeLastMAU();
+  bool isFetchingLocalisationTexts() const { return isFetchingLocalisationTexts_; }
+
+  // Missing strings: recorded on a miss and uploaded with an update after a quiet period.
+  // The key may be the very same text as the value (the same characters in memory), which
+  // draws a warning for long keys.
   bool storeMissingEntryForLanguage(std::optional<std::string_view> language, std::optional<std::string_view> key,
                                     std::optional<std::string_view> value);
-  struct MissingCall {
-    std::optional<std::string> language, key, value;
-  };
-  // Every miss handed over so far, oldest first.
-  std::vector<MissingCall> missingCalls() const;
+  bool queueSendMissingEntrys();
+  TLLanguageMap missingEntries() const;
+  bool missingEntryUpdateQueued() const { return missingEntryUpdateQueued_; }
+
+  // The app's own string tables, reported as missing where the store lacks their keys.
+  void fillMissingStringsFromLocalStrings();
+  void fillMissingStringsFromLocalStringsAndBundle(const Bundle& bundle);
 
  private:
   TLInternal();
   void start();
+  void sendMissingEntries();
+  void handleUpdateAnswer(const HttpResponse& response, bool fullRequest, bool completeOnMainQueue,
+                          const UpdateCompletion& completion);
 
   mutable std::recursive_mutex mutex_;
   // Written during start-up and then only through their setters.
@@ -140,9 +162,11 @@ class TLInternal : public std::enable_shared_from_this<TLInternal> {
   std::vector<std::string> defaultGroups_;
   std::vector<std::string> customHostingEnterpriseHosts_;
   std::weak_ptr<TolvanaScreenshotInterface> screenshotInterface_;
-  // Guarded by missingMutex_, taken after mutex_.
+  std::atomic<bool> isFetchingLocalisationTexts_{false};
+  std::atomic<bool> missingEntryUpdateQueued_{false};
+  // Guarded by missingMutex_, always taken after mutex_.
   mutable std::mutex missingMutex_;
-  std::vector<MissingCall> missingCalls_;
+  TLLanguageMap missingEntries_;
 };
 
 }  // namespace tolvana

@@ -11,6 +11,15 @@ namespace {
 std::shared_ptr<TLInternal> engine() { return TLInternal::sharedInstance(); }
 }  // namespace
 
+void Tolvana::updateWithCompletionHandler(CompletionHandler completion) {
+  engine()->updateGroups(std::nullopt, std::nullopt, true, std::move(completion));
+}
+
+void Tolvana::updateGroups(const std::vector<std::string>& groups, const std::vector<std::string>& languages,
+                           CompletionHandler completion) {
+  engine()->updateGroups(groups, languages, true, std::move(completion));
+}
+
 std::string Tolvana::localizedStringForKey(std::string_view key) { return localizedStringForKey(key, std::nullopt); }
 
 std::string Tolvana::localizedStringForKey(std::string_view key, std::optional<std::string_view> defaultValue) {

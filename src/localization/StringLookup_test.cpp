@@ -56,7 +56,7 @@ TEST_F(StringLookup, DraftAndShowIdModes) {
   engine->setInDraftMode(false);
   engine->setInShowIdMode(true);
   EXPECT_EQ(lookup("hello", "Default"), "hello");
-  EXPECT_TRUE(engine->missingCalls().empty());
+  EXPECT_TRUE(engine->missingEntries().empty());
 }
 
 TEST_F(StringLookup, MissesAreRecordedOnlyUnderTheirConditions) {
@@ -67,12 +67,11 @@ TEST_F(StringLookup, MissesAreRecordedOnlyUnderTheirConditions) {
   lookup("hello", "Hi");                          // present in the base language
   lookup("Main.title", "Title", "Main");          // a storyboard table, collected by default
   lookup("missing", "Missing text");
-  auto calls = engine->missingCalls();
-  ASSERT_EQ(calls.size(), 2u);
-  EXPECT_EQ(calls[0].language, "en");  // the main bundle's development language
-  EXPECT_EQ(calls[0].key, "Main.title");
-  EXPECT_EQ(calls[1].language, "en");  // no bundle, no table: the base language
-  EXPECT_EQ(calls[1].value, "Missing text");
+  // A table look-up goes to the main bundle's development language, the others to the base
+  // language; both are en here.
+  EXPECT_EQ(engine->missingEntries(),
+            (TLLanguageMap{{"en", {{"Main.title", "Title"}, {"missing", "Missing text"}}}}));
+  EXPECT_TRUE(engine->missingEntryUpdateQueued());
   EXPECT_EQ(app.platform.log->count("The Development Language(en) of your app is different to your Tolvana Base "
                                     "Language(en). Your strings will be uploaded to en."),
             1u);
@@ -84,15 +83,14 @@ TEST_F(StringLookup, StoryboardStringsAreSkippedWhenNotCollected) {
   start();
   lookup("Main.title", "Title", "Main");
   lookup("Other.title", "Title", "Other");
-  ASSERT_EQ(engine->missingCalls().size(), 1u);
-  EXPECT_EQ(engine->missingCalls()[0].key, "Other.title");
+  EXPECT_EQ(engine->missingEntries(), (TLLanguageMap{{"en", {{"Other.title", "Title"}}}}));
 }
 
 TEST_F(StringLookup, NoDebuggerAndNoDraftModeCollectsNothing) {
   start();
   EXPECT_FALSE(engine->collectMissingEnabled());
   lookup("missing", "Missing text");
-  EXPECT_TRUE(engine->missingCalls().empty());
+  EXPECT_TRUE(engine->missingEntries().empty());
 }
 
 TEST_F(StringLookup, ArgumentsAndPlurals) {
@@ -128,7 +126,7 @@ TEST_F(StringLookup, TablesMapsAndExistence) {
   auto localized = engine->localizeMap(map);
   EXPECT_EQ(localized["de"], (std::map<std::string, std::string>{{"hello", "Hallo"}, {"unknown", "Default"}}));
   EXPECT_TRUE(localized.count("xx"));
-  EXPECT_EQ(engine->missingCalls().size(), 3u);  // "unknown" twice, "unknown.empty" once
+  EXPECT_EQ(engine->missingEntries(), (TLLanguageMap{{"de", {{"unknown", "Default"}, {"unknown.empty", ""}}}}));
 
   EXPECT_TRUE(engine->entryExists("empty.base"));
   EXPECT_FALSE(engine->entryExists("short.only"));

@@ -7,6 +7,7 @@
 
 #include "platform/PlatformLog.h"
 #include "platform/headless/RecordingUi.h"
+#include "platform/posix/CurlHttp.h"
 #include "platform/posix/DirectoryBundle.h"
 #include "platform/posix/IcuLocale.h"
 #include "platform/posix/PlistFileUserDefaults.h"
@@ -19,7 +20,7 @@ namespace tolvana {
 
 Platform::Platform(Ports ports) : ports_(std::move(ports)) {
   if (!ports_.bundles || !ports_.userDefaults || !ports_.locale || !ports_.device || !ports_.dispatch ||
-      !ports_.clock || !ports_.ui || !ports_.logSink) {
+      !ports_.clock || !ports_.ui || !ports_.logSink || !ports_.http) {
     // A half-built platform would crash later in some unrelated place; fail where the mistake is.
     std::abort();
   }
@@ -46,6 +47,7 @@ Platform::Ports makeLinuxPorts() {
   ports.clock = makeSystemClock();
   ports.ui = std::make_shared<RecordingUi>();
   ports.logSink = makeStderrLogSink();
+  ports.http = makeCurlHttp(ports.dispatch);
   return ports;
 }
 

@@ -1,5 +1,6 @@
 #include "tests/support/TestPlatform.h"
 
+#include "platform/posix/CurlHttp.h"
 #include "support/TLLog.h"
 
 namespace tolvana::testing {
@@ -7,10 +8,11 @@ namespace tolvana::testing {
 TestPlatform::TestPlatform() : TestPlatform(Value::Dictionary{{"CFBundleIdentifier", "io.tolvana.tests"}}) {}
 
 TestPlatform::TestPlatform(Value::Dictionary info)
-    : bundles(std::make_shared<MemoryBundles>(std::make_shared<MemoryBundle>("/app/Test.app", std::move(info)))) {}
+    : bundles(std::make_shared<MemoryBundles>(std::make_shared<MemoryBundle>("/app/Test.app", std::move(info)))),
+      http(makeCurlHttp(dispatch)) {}
 
 Platform::Ports TestPlatform::ports() const {
-  return Platform::Ports{bundles, defaults, locale, device, dispatch, clock, ui, log};
+  return Platform::Ports{bundles, defaults, locale, device, dispatch, clock, ui, log, http};
 }
 
 Platform& TestPlatform::install() {

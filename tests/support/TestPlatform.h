@@ -31,6 +31,8 @@ struct TestPlatform {
   std::shared_ptr<ManualDispatch> dispatch = std::make_shared<ManualDispatch>(clock);
   std::shared_ptr<RecordingUi> ui = std::make_shared<RecordingUi>();
   std::shared_ptr<LogCapture> log = std::make_shared<LogCapture>();
+  // Real requests over libcurl; a test that trusts its own server's certificate replaces it.
+  std::shared_ptr<Http> http;
 
   Platform::Ports ports() const;
   // Makes this platform current; returns it.

@@ -1,7 +1,7 @@
 // Platform: the one object through which the engine reaches the operating system.
 //
 // Like an Env, it aggregates small ports (bundles, user defaults, locale, device, dispatch,
-// clock, user interface, log sink). Platform::Current() starts as the Linux implementation;
+// clock, network, user interface, log sink). Platform::Current() starts as the Linux implementation;
 // an adapter or a test installs another, or the default with some ports replaced, before the
 // engine starts:
 //
@@ -21,6 +21,7 @@
 #include "tolvana/platform/Clock.h"
 #include "tolvana/platform/Device.h"
 #include "tolvana/platform/Dispatch.h"
+#include "tolvana/platform/Http.h"
 #include "tolvana/platform/Locale.h"
 #include "tolvana/platform/LogSink.h"
 #include "tolvana/platform/Ui.h"
@@ -39,6 +40,7 @@ class TOLVANA_EXPORT Platform final {
     std::shared_ptr<Clock> clock;
     std::shared_ptr<Ui> ui;
     std::shared_ptr<LogSink> logSink;
+    std::shared_ptr<Http> http;
   };
 
   // Every port must be set.
@@ -52,6 +54,7 @@ class TOLVANA_EXPORT Platform final {
   Clock& clock() const { return *ports_.clock; }
   Ui& ui() const { return *ports_.ui; }
   LogSink& logSink() const { return *ports_.logSink; }
+  Http& http() const { return *ports_.http; }
   const Ports& ports() const { return ports_; }
 
   // The Linux implementation of every port, created on first use and never destroyed.

@@ -32,12 +32,10 @@ void FaultInjectingHttp::send(HttpRequest request, std::function<void(HttpRespon
       faults_.pop_front();
     }
   }
-  auto forward = [inner = inner_](HttpRequest r, std::function<void(HttpResponse)> done) {
-    if (inner) {
-      inner->send(std::move(r), std::move(done));
-    } else {
-      done(HttpResponse{"no server behind the fault injector", 0, {}, {}});
-    }
+  auto forward = [inner = inner_, dispatch = dispatch_](HttpRequest r, std::function<void(HttpResponse)> done) {
+    if (inner) return inner->send(std::move(r), std::move(done));
+    auto session = dispatch->makeSerialQueue("tolvana.http.fault");
+    session->async([session, done] { done(HttpResponse{"no server behind the fault injector", 0, {}, {}}); });
   };
   if (!fault) return forward(std::move(request), std::move(completion));
 

@@ -1,0 +1,106 @@
+// Strings the app asked for but the store lacks: recorded with the app's own text and
+// uploaded with an update after a quiet period (part of TLInternal).
+#include <chrono>
+
+#include "core/TLInternal.h"
+#include "support/StringUtil.h"
+#include "support/TLLog.h"
+#include "sync/TLDeviceUtil.h"
+#include "tolvana/platform/Platform.h"
+
+namespace tolvana {
+
+namespace {
+
+constexpr std::size_t kMaximumKeyBytes = 997;
+constexpr std::size_t kLongKeyBytes = 21;
+// A new screen misses many strings at once; they go up together after this quiet period.
+constexpr std::chrono::seconds kQuietPeriod{10};
+
+// de-DE becomes de; de-AT, pt-BR and zh-Hans stay as given.
+std::string uploadLanguageCode(std::string_view language) {
+  if (!contains(language, "-")) return std::string(language);
+  LocaleComponents parts = Platform::Current().locale().componentsFromLocaleIdentifier(language);
+  std::string second = toLower(parts.region.empty() ? parts.script : parts.region);
+  return second == parts.language ? parts.language : std::string(language);
+}
+
+}  // namespace
+
+bool TLInternal::storeMissingEntryForLanguage(std::optional<std::string_view> language,
+                                              std::optional<std::string_view> key,
+                                              std::optional<std::string_view> value) {
+  // The cheap checks come first: a released app pays almost nothing per miss.
+  auto db = database();
+  if (!enabled() || !db || !db->initialized() || !key || !db->collectMissingEnabled()) return false;
+  if (!isInDraftMode() && !TLDeviceUtil::isDebuggerConnected()) return false;
+  if (key->size() > kMaximumKeyBytes) {
+    logError("You are using an ID that is to large to be uploaded to Tolvana since the maximum ID length is %ld Bytes "
+             "while yours is %ld. Please shorten the ID: %@",
+             static_cast<long>(kMaximumKeyBytes), static_cast<long>(key->size()), *key);
+    return false;
+  }
+  bool keyIsTheText = value && value->data() == key->data() && value->size() == key->size();
+  if (keyIsTheText && key->size() >= kLongKeyBytes) {
+    logWarning("Key %@ is the same as the source text and contains whitespace or is a longer string than recommended. "
+               "This can lead to localisation errors. Please consider using a shorter key for this text",
+               *key);
+  }
+  std::string id = removeAll(*key, '\n');
+  if (id.empty()) return false;
+  std::string code = uploadLanguageCode(language.value_or(""));
+  if (!db->isLanguageSupported(code)) return false;
+
+  std::lock_guard engineLock(mutex_);
+  {
+    std::lock_guard lock(missingMutex_);
+    auto& texts = missingEntries_[code];
+    if (auto existing = texts.find(id); existing != texts.end() && !existing->second.empty()) return false;
+    texts[id] = std::string(value.value_or(""));
+  }
+  queueSendMissingEntrys();
+  return true;
+}
+
+bool TLInternal::queueSendMissingEntrys() {
+  std::lock_guard lock(mutex_);
+  if (missingEntryUpdateQueued_) return false;
+  missingEntryUpdateQueued_ = true;
+  logVerbose("Queue send missing Translations.");
+  std::weak_ptr<TLInternal> weak = weak_from_this();
+  Platform::Current().dispatch().mainAfter(kQuietPeriod, [weak] {
+    if (auto engine = weak.lock()) engine->sendMissingEntries();
+  });
+  return true;
+}
+
+void TLInternal::sendMissingEntries() {
+  std::size_t languages;
+  {
+    std::lock_guard lock(missingMutex_);
+    languages = missingEntries_.size();
+  }
+  if (languages == 0) {
+    missingEntryUpdateQueued_ = false;
+    return;
+  }
+  logVerbose("Send missing Translations.");
+  std::weak_ptr<TLInternal> weak = weak_from_this();
+  updateGroups(std::nullopt, std::nullopt, true, [weak](bool success) {
+    auto engine = weak.lock();
+    if (!success || !engine) return;
+    std::lock_guard lock(engine->missingMutex_);
+    logInfo("Updated missing Translations.");
+    // Misses recorded while the request was in flight go too; they come back if they miss again.
+    engine->missingEntries_.clear();
+  });
+  // Misses that arrive during the upload schedule the next one.
+  missingEntryUpdateQueued_ = false;
+}
+
+TLLanguageMap TLInternal::missingEntries() const {
+  std::lock_guard lock(missingMutex_);
+  return missingEntries_;
+}
+
+}  // namespace tolvana
