@@ -26,12 +26,12 @@ void nameThisThread(const std::string& name) { ::pthread_setname_np(::pthread_se
 // What a serial queue's handle and its worker thread share. The worker holds it too, so a
 // handle dropped while tasks are pending (or by one of its own tasks) leaves nothing dangling.
 struct SerialState {
+  std::string label;  // constant after construction
   std::mutex mutex;
   std::condition_variable wake;
   std::deque<Task> tasks;  // guarded by mutex
   bool released = false;   // the handle is gone; guarded by mutex
   bool stopped = false;    // the dispatch is being destroyed; guarded by mutex
-  bool finished = false;   // the worker has left its loop; guarded by mutex
 };
 
 class ThreadSerialQueue final : public SerialQueue {
@@ -64,10 +64,7 @@ void runSerialQueue(const std::shared_ptr<SerialState>& state) {
       std::unique_lock lock(state->mutex);
       state->wake.wait(lock, [&] { return !state->tasks.empty() || state->released || state->stopped; });
       if (state->stopped) discarded.swap(state->tasks);
-      if (state->tasks.empty()) {
-        state->finished = true;
-        break;
-      }
+      if (state->tasks.empty()) break;
       task = std::move(state->tasks.front());
       state->tasks.pop_front();
     }
@@ -111,18 +108,24 @@ class ThreadDispatch final : public Dispatch {
     mainThread_.join();
     for (auto& thread : globalThreads_) thread.join();
 
-    std::list<SerialWorker> workers;
+    std::vector<std::thread> workers;
+    std::vector<std::shared_ptr<SerialState>> states;
     {
       std::lock_guard lock(workersMutex_);
       serialStopping_ = true;
-      workers.swap(workers_);
+      workers.swap(workerThreads_);
+      for (auto& weak : serialStates_) {
+        if (auto state = weak.lock()) states.push_back(std::move(state));
+      }
+      for (auto& state : pendingQueues_) states.push_back(state);
     }
-    for (auto& worker : workers) {
-      std::lock_guard lock(worker.state->mutex);
-      worker.state->stopped = true;
-      worker.state->wake.notify_one();
+    workersWake_.notify_all();
+    for (auto& state : states) {
+      std::lock_guard lock(state->mutex);
+      state->stopped = true;
+      state->wake.notify_one();
     }
-    for (auto& worker : workers) worker.thread.join();
+    for (auto& worker : workers) worker.join();
   }
 
   void mainAsync(Task task) override { enqueueMain(std::chrono::steady_clock::now(), std::move(task)); }
@@ -138,37 +141,28 @@ class ThreadDispatch final : public Dispatch {
     globalWake_.notify_one();
   }
 
+  // A queue is served by a pooled worker thread for as long as it lives; then the worker
+  // waits for the next queue. Workers end only with the dispatch, which joins them, so no
+  // thread is ever left finished and unjoined.
   std::shared_ptr<SerialQueue> makeSerialQueue(std::string label) override {
     auto state = std::make_shared<SerialState>();
-    std::vector<std::thread> finishedThreads;
-    {
-      std::lock_guard lock(workersMutex_);
-      if (serialStopping_) {
-        state->stopped = true;
-        return std::make_shared<ThreadSerialQueue>(state);
-      }
-      // Workers of dropped queues are joined here, the next time a queue is made, and at
-      // the latest when the dispatch is destroyed.
-      for (auto it = workers_.begin(); it != workers_.end();) {
-        bool finished;
-        {
-          std::lock_guard stateLock(it->state->mutex);
-          finished = it->state->finished;
-        }
-        if (finished) {
-          finishedThreads.push_back(std::move(it->thread));
-          it = workers_.erase(it);
-        } else {
-          ++it;
-        }
-      }
-      std::thread thread([state, label = std::move(label)] {
-        nameThisThread(label);
-        runSerialQueue(state);
-      });
-      workers_.push_back(SerialWorker{std::move(thread), state});
+    state->label = std::move(label);
+    std::lock_guard lock(workersMutex_);
+    if (serialStopping_) {
+      state->stopped = true;
+      return std::make_shared<ThreadSerialQueue>(state);
     }
-    for (auto& thread : finishedThreads) thread.join();
+    std::erase_if(serialStates_, [](const std::weak_ptr<SerialState>& weak) { return weak.expired(); });
+    serialStates_.push_back(state);
+    pendingQueues_.push_back(state);
+    if (idleWorkers_ == 0) {
+      workerThreads_.emplace_back([this] {
+        nameThisThread("tolvana-serial");
+        runSerialWorker();
+      });
+    } else {
+      workersWake_.notify_one();
+    }
     return std::make_shared<ThreadSerialQueue>(std::move(state));
   }
 
@@ -182,10 +176,22 @@ class ThreadDispatch final : public Dispatch {
     auto operator<=>(const MainKey&) const = default;
   };
 
-  struct SerialWorker {
-    std::thread thread;
-    std::shared_ptr<SerialState> state;
-  };
+  void runSerialWorker() {
+    std::unique_lock lock(workersMutex_);
+    for (;;) {
+      ++idleWorkers_;
+      workersWake_.wait(lock, [this] { return serialStopping_ || !pendingQueues_.empty(); });
+      --idleWorkers_;
+      if (serialStopping_) return;
+      std::shared_ptr<SerialState> state = std::move(pendingQueues_.front());
+      pendingQueues_.pop_front();
+      lock.unlock();
+      nameThisThread(state->label);
+      runSerialQueue(state);
+      state.reset();
+      lock.lock();
+    }
+  }
 
   void enqueueMain(std::chrono::steady_clock::time_point due, Task task) {
     std::lock_guard lock(mainMutex_);
@@ -247,8 +253,12 @@ class ThreadDispatch final : public Dispatch {
   bool globalStopping_ = false;   // guarded by globalMutex_
 
   std::mutex workersMutex_;
-  std::list<SerialWorker> workers_;  // guarded by workersMutex_
-  bool serialStopping_ = false;      // guarded by workersMutex_
+  std::condition_variable workersWake_;
+  std::vector<std::thread> workerThreads_;                    // guarded by workersMutex_
+  std::deque<std::shared_ptr<SerialState>> pendingQueues_;    // guarded by workersMutex_
+  std::vector<std::weak_ptr<SerialState>> serialStates_;      // guarded by workersMutex_
+  int idleWorkers_ = 0;                                       // guarded by workersMutex_
+  bool serialStopping_ = false;                               // guarded by workersMutex_
 };
 
 }  // namespace
