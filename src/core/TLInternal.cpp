@@ -106,6 +106,7 @@ void TLInternal::start() {
   if (!enabled_) return;
   logInfo("Version: %@", build::kSdkVersion);
   customHostingEnterpriseHosts_ = enterpriseHostsOfBuild();
+  platform.ui().installLookupHooks();
   logSettingsFound();
   logVerbose("Current Language: %@", TLDeviceUtil::deviceLanguageLong());
   logVerbose("Development Language: %@", platform.bundles().mainBundle()->developmentLocalization());
@@ -136,7 +137,10 @@ void TLInternal::start() {
     }
   }
   resetDefaultLanguages();
-  if (TLDeviceUtil::isUITestRunning()) logInfo("UI Tests are running.");
+  if (TLDeviceUtil::isUITestRunning()) {
+    logInfo("UI Tests are running.");
+    platform.dispatch().mainAsync([&platform] { platform.ui().addOverlay(true); });
+  }
   if (TLDeviceUtil::isInShowIdModeOnLaunch()) {
     logInfo("Show ID mode was set on app launch.");
     setInShowIdMode(true);
@@ -168,8 +172,9 @@ void TLInternal::setEnabled(bool enabled) {
 }
 
 void TLInternal::setInDraftMode(bool inDraftMode) {
-  if (inDraftMode_.exchange(inDraftMode) == inDraftMode) return;
-  // Leaving draft mode removes the overlay; there is none without the review tools.
+  if (inDraftMode_.exchange(inDraftMode) == inDraftMode || inDraftMode) return;
+  Platform& platform = Platform::Current();
+  platform.dispatch().mainAsync([&platform] { platform.ui().removeOverlay(); });
 }
 
 bool TLInternal::readDraftMode(const UserDefaults& defaults) {

@@ -123,6 +123,14 @@ TEST(TLInternalStart, LaunchArgumentsAndDraftModeFromDefaults) {
   EXPECT_TRUE(engine->isInDraftMode());
   EXPECT_TRUE(app.platform.log->contains("UI Tests are running."));
   EXPECT_TRUE(app.platform.log->contains("Show ID mode was set on app launch."));
+  app.platform.dispatch->drain();
+  EXPECT_EQ(app.platform.ui->calls(), (std::vector<std::string>{"installLookupHooks", "addOverlay(uiTests)"}));
+  engine->setInDraftMode(true);
+  engine->setInDraftMode(false);
+  engine->setInDraftMode(false);
+  app.platform.dispatch->drain();
+  EXPECT_EQ(app.platform.ui->calls().back(), "removeOverlay");
+  EXPECT_EQ(app.platform.ui->calls().size(), 3u);
   // The notice is decided before draft mode is read from the defaults, so it still shows.
   EXPECT_TRUE(app.platform.log->contains("Strings will NOT be uploaded"));
 }

@@ -28,6 +28,7 @@ constexpr double kDefaultResourceTimeout = 7 * 24 * 3600;
 
 std::atomic<bool> sessionTimeoutsApplied{false};
 std::atomic<bool> firstUpdateCompleted{false};
+std::atomic<bool> gesturesRegistered{false};
 
 bool listed(const std::vector<std::string>& list, std::string_view item) {
   return std::find(list.begin(), list.end(), item) != list.end();
@@ -273,6 +274,10 @@ void TLInternal::handleUpdateAnswer(const HttpResponse& response, bool fullReque
   if (!firstUpdateCompleted.exchange(true)) {
     logInfo("%@ initialized!", accepted ? "successfully" : "");
     if (db && db->collectMissingEnabled()) fillMissingStringsFromLocalStrings();
+  }
+  if (!TLDeviceUtil::isAppExtension() && !gesturesRegistered.exchange(true)) {
+    Platform& platform = Platform::Current();
+    platform.dispatch().mainAsync([&platform] { platform.ui().registerDraftModeGestures(); });
   }
 }
 

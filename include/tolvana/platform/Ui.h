@@ -1,7 +1,9 @@
-// Ui: the user-interface questions of the engine: alerts for now, windows later.
+// Ui: what the engine asks of the host's user interface: alerts, the review tools' overlay
+// and gestures, and the hooks that route the toolkit's own string look-ups to the engine.
 //
-// Thread contract: methods are called on the main queue only (Dispatch::mainAsync); an
-// implementation may rely on that. Action handlers are called on the main queue.
+// Thread contract: methods are called on the main queue only (Dispatch::mainAsync), except
+// installLookupHooks, which runs on the thread that starts the engine. Action handlers are
+// called on the main queue.
 #pragma once
 
 #include <functional>
@@ -36,6 +38,15 @@ class TOLVANA_EXPORT Ui {
   virtual ~Ui() = default;
   // Presents the alert on the top screen of the app.
   virtual void presentAlert(Alert alert) = 0;
+  // Routes the toolkit's string look-ups and labels through the engine; called at every
+  // engine start, so it must install once and ignore later calls.
+  virtual void installLookupHooks() = 0;
+  // Shows the review tools' overlay window (its UI-test variant when forUiTests is set), or
+  // removes it; removing an absent overlay does nothing.
+  virtual void addOverlay(bool forUiTests) = 0;
+  virtual void removeOverlay() = 0;
+  // Installs the hidden gestures of draft mode (a long two-finger press, two-finger swipes).
+  virtual void registerDraftModeGestures() = 0;
 };
 
 }  // namespace tolvana

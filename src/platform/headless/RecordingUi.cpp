@@ -12,4 +12,19 @@ std::vector<Alert> RecordingUi::alerts() const {
   return alerts_;
 }
 
+void RecordingUi::installLookupHooks() { record("installLookupHooks"); }
+void RecordingUi::addOverlay(bool forUiTests) { record(forUiTests ? "addOverlay(uiTests)" : "addOverlay"); }
+void RecordingUi::removeOverlay() { record("removeOverlay"); }
+void RecordingUi::registerDraftModeGestures() { record("registerDraftModeGestures"); }
+
+void RecordingUi::record(std::string call) {
+  std::lock_guard lock(mutex_);
+  calls_.push_back(std::move(call));
+}
+
+std::vector<std::string> RecordingUi::calls() const {
+  std::lock_guard lock(mutex_);
+  return calls_;
+}
+
 }  // namespace tolvana

@@ -4,6 +4,7 @@
 
 #include <memory>
 #include <mutex>
+#include <string>
 #include <vector>
 
 #include "tolvana/platform/Ui.h"
@@ -13,12 +14,21 @@ namespace tolvana {
 class RecordingUi final : public Ui {
  public:
   void presentAlert(Alert alert) override;
+  void installLookupHooks() override;
+  void addOverlay(bool forUiTests) override;
+  void removeOverlay() override;
+  void registerDraftModeGestures() override;
   // A copy of every alert presented so far, oldest first.
   std::vector<Alert> alerts() const;
+  // Every other request, in order: "installLookupHooks", "addOverlay", "addOverlay(uiTests)",
+  // "removeOverlay", "registerDraftModeGestures".
+  std::vector<std::string> calls() const;
 
  private:
   mutable std::mutex mutex_;
-  std::vector<Alert> alerts_;  // guarded by mutex_
+  std::vector<Alert> alerts_;        // guarded by mutex_
+  std::vector<std::string> calls_;  // guarded by mutex_
+  void record(std::string call);
 };
 
 }  // namespace tolvana
