@@ -3,6 +3,7 @@
 #include <curl/curl.h>
 
 #include <algorithm>
+#include <chrono>
 #include <cctype>
 #include <mutex>
 
@@ -32,6 +33,27 @@ size_t collectHeader(char* data, size_t size, size_t count, void* user) {
     (*headers)[lowerCase(line.substr(0, colon))] = value;
   }
   return size * count;
+}
+
+// The request time-out is an idle limit, as clients of the platform know it: a transfer
+// fails when neither a byte goes out nor one comes in for that long, waiting for the first
+// byte of the answer included (curl's own low-speed limit only counts once data flows).
+struct IdleWatch {
+  std::chrono::steady_clock::time_point lastActivity = std::chrono::steady_clock::now();
+  curl_off_t lastDown = 0, lastUp = 0;
+  std::chrono::milliseconds limit;
+};
+
+int checkIdle(void* user, curl_off_t, curl_off_t downloaded, curl_off_t, curl_off_t uploaded) {
+  auto* watch = static_cast<IdleWatch*>(user);
+  auto now = std::chrono::steady_clock::now();
+  if (downloaded != watch->lastDown || uploaded != watch->lastUp) {
+    watch->lastDown = downloaded;
+    watch->lastUp = uploaded;
+    watch->lastActivity = now;
+    return 0;
+  }
+  return now - watch->lastActivity > watch->limit ? 1 : 0;
 }
 
 class CurlHttp final : public Http, public std::enable_shared_from_this<CurlHttp> {
@@ -91,9 +113,10 @@ class CurlHttp final : public Http, public std::enable_shared_from_this<CurlHttp
     auto millis = [](double seconds) { return static_cast<long>(std::clamp(seconds, 0.001, 2.0e6) * 1000); };
     curl_easy_setopt(curl, CURLOPT_CONNECTTIMEOUT_MS, millis(request.requestTimeout));
     curl_easy_setopt(curl, CURLOPT_TIMEOUT_MS, millis(request.resourceTimeout));
-    // The request time-out is an idle limit: a transfer that stalls that long fails.
-    curl_easy_setopt(curl, CURLOPT_LOW_SPEED_LIMIT, 1L);
-    curl_easy_setopt(curl, CURLOPT_LOW_SPEED_TIME, std::max(1L, millis(request.requestTimeout) / 1000));
+    IdleWatch idle{.limit = std::chrono::milliseconds(millis(request.requestTimeout))};
+    curl_easy_setopt(curl, CURLOPT_NOPROGRESS, 0L);
+    curl_easy_setopt(curl, CURLOPT_XFERINFOFUNCTION, checkIdle);
+    curl_easy_setopt(curl, CURLOPT_XFERINFODATA, &idle);
     curl_easy_setopt(curl, CURLOPT_WRITEFUNCTION, collectBody);
     curl_easy_setopt(curl, CURLOPT_WRITEDATA, &response.body);
     curl_easy_setopt(curl, CURLOPT_HEADERFUNCTION, collectHeader);
@@ -101,7 +124,9 @@ class CurlHttp final : public Http, public std::enable_shared_from_this<CurlHttp
 
     CURLcode result = curl_easy_perform(curl);
     if (result != CURLE_OK) {
-      response.error = std::string(curl_easy_strerror(result)) + (errorBuffer[0] ? std::string(": ") + errorBuffer : "");
+      response.error = result == CURLE_ABORTED_BY_CALLBACK
+                           ? "the request timed out"
+                           : std::string(curl_easy_strerror(result)) + (errorBuffer[0] ? std::string(": ") + errorBuffer : "");
       response.status = 0;
       response.body.clear();
     } else {

@@ -1,0 +1,69 @@
+// The reference server's own endpoints for screenshots, screen tags and issues, which the
+// review tools will call, and its checks of signatures and time stamps.
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <future>
+
+#include "support/Hmac.h"
+#include "support/Json.h"
+#include "tests/support/ServerFixture.h"
+
+namespace tolvana {
+namespace {
+
+using testing::ServerFixture;
+
+HttpResponse send(ServerFixture& server, HttpRequest request) {
+  request.url = server.baseUrl() + request.url;
+  std::promise<HttpResponse> answer;
+  server.http()->send(request, [&](HttpResponse response) { answer.set_value(std::move(response)); });
+  return answer.get_future().get();
+}
+
+std::vector<std::pair<std::string, std::string>> signedHeaders(const std::string& text, const std::string& timestamp = "1700000000") {
+  return {{"timestamp", timestamp}, {"hmac", hmacSha256Hex("s3cr3t-key", timestamp + text + timestamp)}};
+}
+
+TEST(DevServer, ScreenshotUploadIssuesAndTags) {
+  ServerFixture server({});
+  std::string png = std::string("\x89PNG\r\n\x1a\n", 8) + std::string(300, '\0');
+  std::string body = R"({"screenTag":"Home","stringPositions":[]})";
+  std::string boundary = "***1700000001***";
+  std::string multipart = "--" + boundary + "\r\nContent-Disposition: form-data; name=\"file\"; filename=\"screenshot.png\"\r\n"
+                          "Content-Type: image/png\r\nContent-Length: " + std::to_string(png.size()) + "\r\n\r\n" + png +
+                          "\r\n--" + boundary + "\r\nContent-Disposition: form-data; name=\"stringBody\"\r\n\r\n" + body +
+                          "\r\n--" + boundary + "--\r\n";
+  HttpRequest upload{"POST", "/v3/mobile-apps/sdk/app1/uploadScreenshot", signedHeaders(body), multipart};
+  upload.headers.emplace_back("Content-Type", "multipart/form-data; boundary=" + boundary);
+  EXPECT_EQ(send(server, upload).status, 200);
+  auto shots = server.inspect("screenshots").asArray();
+  ASSERT_EQ(shots.size(), 1u);
+  EXPECT_EQ(*shots[0].find("bytes"), Value(static_cast<std::int64_t>(png.size())));
+  EXPECT_EQ(std::filesystem::file_size(shots[0].find("file")->asString()), png.size());
+
+  std::string issue = R"({"summary":"Typo","description":"on Home"})";
+  auto created = send(server, {"POST", "/v3/mobile-apps/sdk/app1/createJiraIssue", signedHeaders(issue), issue});
+  EXPECT_EQ(json::parse(created.body).value_or(Value()).find("tag")->asString(), "ISSUE-1");
+
+  auto tags = send(server, {"GET", "/v3/mobile-apps/sdk/app1/screenTag?params=%7B%7D", signedHeaders("{}"), ""});
+  EXPECT_EQ(json::parse(tags.body), Value(Value::Array{"Home", "Settings"}));
+}
+
+TEST(DevServer, RefusesBadSignaturesUnknownAppsAndFixedStampsOnPosts) {
+  ServerFixture server({.tls = false});
+  std::string body = R"({"requestedData":{}})";
+  EXPECT_EQ(send(server, {"POST", "/v4/mobile-apps/sdk/app1", signedHeaders(body), body}).status, 200);
+  EXPECT_EQ(send(server, {"POST", "/v4/mobile-apps/sdk/app1", signedHeaders(body, "213374411"), body}).status, 401);
+  EXPECT_EQ(send(server, {"POST", "/v4/mobile-apps/sdk/app1", signedHeaders("{}"), body}).status, 401);
+  EXPECT_EQ(send(server, {"POST", "/v4/mobile-apps/sdk/other", signedHeaders(body), body}).status, 404);
+  HttpRequest cacheable{"GET", "/v4/mobile-apps/sdk/app1?params=%7B%7D", signedHeaders("{}", "213374411"), ""};
+  cacheable.headers.emplace_back("Accept-Encoding", "gzip");
+  auto answer = send(server, cacheable);
+  EXPECT_EQ(answer.status, 200);
+  EXPECT_EQ(answer.headers["content-encoding"], "gzip");  // compressed on the wire, decoded by the client
+  EXPECT_EQ(json::parse(answer.body).value_or(Value()).find("__v")->asInteger(), 1);
+}
+
+}  // namespace
+}  // namespace tolvana

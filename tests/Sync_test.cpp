@@ -1,0 +1,173 @@
+// The update request, the missing-string upload and the string tables import against the
+// reference server over HTTPS.
+#include <gtest/gtest.h>
+
+#include "core/TLInternal.h"
+#include "platform/posix/CurlHttp.h"
+#include "support/Json.h"
+#include "tests/support/AppFixture.h"
+#include "tests/support/ServerFixture.h"
+
+namespace tolvana {
+namespace {
+
+using testing::AppFixture;
+using testing::ServerFixture;
+using testing::StoreContents;
+
+class Sync : public ::testing::Test {
+ protected:
+  void start() {
+    app.appLanguage("en", {{"hello", "Hello", ""}});
+    app.bundle.info("TolvanaHost", server.baseUrl()).info("TolvanaLogLevel", "v");
+    app.appFile["apiSecret"] = "s3cr3t-key";
+    app.platform.http = server.http();
+    app.install();
+    engine = TLInternal::sharedInstance();
+  }
+  // Runs an update to its completion on the main queue; nullopt when none came.
+  std::optional<bool> update(std::chrono::milliseconds limit = std::chrono::seconds(15)) {
+    std::optional<bool> result;
+    auto done = std::make_shared<std::atomic<int>>(-1);
+    engine->updateGroups(std::nullopt, std::nullopt, true, [done](bool ok) { *done = ok ? 1 : 0; });
+    if (app.platform.dispatch->runUntil([&] { return *done >= 0; }, limit)) result = *done == 1;
+    return result;
+  }
+  Value::Array requests() { return server.inspect("requests").asArray(); }
+
+  ServerFixture server{{}};
+  AppFixture app;
+  std::shared_ptr<TLInternal> engine;
+};
+
+std::string header(const Value& request, const char* name) {
+  const Value* value = request.find("headers") ? request.find("headers")->find(name) : nullptr;
+  return value && value->isString() ? value->asString() : "";
+}
+
+TEST_F(Sync, MonthlyReportThenCacheableRequests) {
+  start();
+  ASSERT_EQ(update(), true);
+  EXPECT_TRUE(app.platform.defaults->objectForKey("TolvanaLastMAU").has_value());
+  ASSERT_EQ(update(), true);
+  ASSERT_EQ(update(), true);
+  auto sent = requests();
+  ASSERT_EQ(sent.size(), 3u);
+  EXPECT_EQ(*sent[0].find("method"), Value("POST"));
+  auto body = json::parse(sent[0].find("body")->asString()).value_or(Value());
+  EXPECT_EQ(*body.find("deviceModel"), Value("iPhone10,3"));
+  EXPECT_EQ(header(sent[0], "Content-Length"), std::to_string(sent[0].find("body")->asString().size()));
+  EXPECT_NE(header(sent[0], "timestamp"), "213374411");
+
+  EXPECT_EQ(*sent[1].find("method"), Value("GET"));
+  EXPECT_EQ(header(sent[1], "timestamp"), "213374411");
+  EXPECT_EQ(header(sent[1], "deviceLanguage"), "en");
+  EXPECT_EQ(header(sent[1], "lastversion"), "1");
+  EXPECT_EQ(*sent[1].find("target"), *sent[2].find("target"));
+  EXPECT_EQ(header(sent[1], "hmac"), header(sent[2], "hmac"));
+  EXPECT_EQ(header(sent[1], "hmac").size(), 64u);
+  EXPECT_TRUE(app.platform.log->contains("successfully initialized!"));
+}
+
+TEST_F(Sync, NewTextsArriveAndUnchangedGroupsAreNotSentAgain) {
+  app.platform.locale->setPreferredLanguages({"de"});
+  app.stores["de"] = StoreContents{{{"hello", "Hallo", ""}}, {{"main", 1}}};
+  server.publish("de", "main", {{"hello", "Servus"}});  // version 1: not newer
+  server.publish("de", "main", {{"hello", "Grüß Gott"}});  // version 2
+  start();
+  EXPECT_EQ(engine->localizedStringForKey("hello", std::nullopt).text, "Hallo");
+  ASSERT_EQ(update(), true);
+  EXPECT_EQ(engine->localizedStringForKey("hello", std::nullopt).text, "Grüß Gott");
+  EXPECT_EQ(engine->database()->versionForGroup("main", "de"), 2);
+
+  ASSERT_EQ(update(), true);
+  auto sent = requests();
+  auto target = sent.back().find("target")->asString();
+  EXPECT_NE(target.find("%22de%22:%7B%22main%22:2%7D"), std::string::npos) << target;
+  EXPECT_FALSE(TLDatabase::isLanguageDeleted("de"));
+  EXPECT_EQ(engine->localizedStringForKey("hello", std::nullopt).text, "Grüß Gott");
+}
+
+TEST_F(Sync, ProxyDownFallsBackAndStillReportsFailure) {
+  app.bundle.info("TolvanaProxyHost", "https://127.0.0.1:1");
+  server.publish("en", "main", {{"stale", "Stale"}});
+  server.publish("en", "main", {{"fresh", "Fresh"}});  // version 2, newer than the app file's
+  start();
+  EXPECT_EQ(update(), false);
+  EXPECT_TRUE(app.platform.log->contains("Could not connect to proxy. Fallback to public api!"));
+  EXPECT_TRUE(app.platform.log->contains("Fallback request successful!"));
+  EXPECT_EQ(engine->database()->valueWithKey("fresh", "en"), "Fresh");
+}
+
+TEST_F(Sync, MissesGoUpInOneRequestAfterTheQuietPeriod) {
+  app.platform.device->setBeingTraced(true);
+  start();
+  for (int i = 0; i < 10; ++i) engine->localizedStringForKey("new" + std::to_string(i), "Text " + std::to_string(i));
+  app.platform.clock->advance(std::chrono::seconds(10));
+  ASSERT_TRUE(app.platform.dispatch->runUntil([&] { return app.platform.log->contains("Updated missing Translations."); }));
+  auto missing = server.inspect("missing").asArray();
+  ASSERT_EQ(missing.size(), 10u);
+  EXPECT_EQ(*missing[0].find("language"), Value("en"));
+  EXPECT_EQ(*missing[0].find("value"), Value("Text 0"));
+  EXPECT_EQ(requests().size(), 1u);
+  EXPECT_TRUE(engine->missingEntries().empty());
+}
+
+TEST_F(Sync, FaultsEndWithTheRightCompletionAndLoseNothing) {
+  app.platform.device->setBeingTraced(true);
+  app.bundle.info("TolvanaTimeoutIntervalForRequest", 1);
+  start();
+  engine->storeMissingEntryForLanguage("en", "kept", "Kept text");
+  struct Case {
+    const char* name;
+    Value::Dictionary fault;
+  } const cases[] = {
+      {"slow answer", {{"delayMs", 3000}}},  // first request: the configured time-outs apply
+      {"server error", {{"status", 500}}},
+      {"unauthorised", {{"status", 401}}},
+      {"empty body", {{"status", 200}, {"body", ""}}},
+      {"blank body", {{"status", 200}, {"body", " \n "}}},
+      {"truncated gzip", {{"truncateGzip", true}}},
+  };
+  for (const Case& c : cases) {
+    server.injectFault(c.fault);
+    EXPECT_EQ(update(), false) << c.name;
+    EXPECT_TRUE(app.platform.dispatch->runUntil([&] { return !engine->isFetchingLocalisationTexts(); })) << c.name;
+    EXPECT_EQ(engine->missingEntries()["en"]["kept"], "Kept text") << c.name;
+  }
+  // An answer that is no JSON object ends silently: no completion, still fetching.
+  server.injectFault({{"status", 200}, {"body", "OK"}});
+  EXPECT_EQ(update(std::chrono::milliseconds(1500)), std::nullopt);
+  EXPECT_TRUE(engine->isFetchingLocalisationTexts());
+  EXPECT_EQ(app.platform.log->count("initialized!"), 1u);
+
+  ASSERT_EQ(update(), true);
+  EXPECT_EQ(server.inspect("missing").asArray().size(), 1u);  // it went with the next request
+  server.stop();
+  EXPECT_EQ(update(), false);
+}
+
+TEST_F(Sync, WrongSecretIsRefused) {
+  start();
+  app.appFile["apiSecret"] = "another";
+  app.install();
+  engine = TLInternal::sharedInstance();
+  EXPECT_EQ(update(), false);
+  EXPECT_EQ(*requests().back().find("status"), Value(401));
+}
+
+TEST_F(Sync, FirstUpdateImportsTheBundleTables) {
+  app.platform.device->setBeingTraced(true);
+  app.bundle.strings("en", "Localizable", {{"from.bundle", "Bundle text"}});
+  start();
+  ASSERT_EQ(update(), true);
+  // The import and the gestures follow the completion.
+  ASSERT_TRUE(app.platform.dispatch->runUntil([&] { return app.platform.ui->calls().size() == 2; }));
+  EXPECT_EQ(app.platform.ui->calls().back(), "registerDraftModeGestures");
+  EXPECT_EQ(engine->missingEntries()["en"]["from.bundle"], "Bundle text");
+  app.platform.clock->advance(std::chrono::seconds(10));
+  ASSERT_TRUE(app.platform.dispatch->runUntil([&] { return server.inspect("missing").asArray().size() == 1; }));
+}
+
+}  // namespace
+}  // namespace tolvana

@@ -1,0 +1,89 @@
+#include "Project.h"
+
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+
+#include "support/Json.h"
+
+namespace fs = std::filesystem;
+
+namespace tolvana::devserver {
+
+namespace {
+
+std::optional<Value> readJson(const fs::path& path) {
+  std::ifstream in(path);
+  if (!in) return std::nullopt;
+  std::stringstream text;
+  text << in.rdbuf();
+  return json::parse(text.str());
+}
+
+bool writeJson(const fs::path& path, const Value& value, std::string* error) {
+  std::error_code ec;
+  fs::create_directories(path.parent_path(), ec);
+  fs::path temporary = path.string() + ".tmp";
+  {
+    std::ofstream out(temporary, std::ios::trunc);
+    out << json::serialize(value);
+    if (!out) {
+      *error = "cannot write " + temporary.string();
+      return false;
+    }
+  }
+  fs::rename(temporary, path, ec);
+  if (ec) *error = "cannot write " + path.string() + ": " + ec.message();
+  return !ec;
+}
+
+}  // namespace
+
+std::optional<ProjectSnapshot> Project::read(std::string* error) const {
+  std::lock_guard lock(mutex_);
+  auto settings = readJson(fs::path(directory_) / "project.json");
+  const Value* appId = settings ? settings->find("appId") : nullptr;
+  const Value* secret = settings ? settings->find("apiSecret") : nullptr;
+  if (!appId || !appId->isString() || !secret || !secret->isString()) {
+    *error = "project.json in " + directory_ + " is missing or lacks appId and apiSecret";
+    return std::nullopt;
+  }
+  ProjectSnapshot snapshot{appId->asString(), secret->asString(), *settings, {}};
+  std::error_code ec;
+  for (fs::directory_iterator language(fs::path(directory_) / "translations", ec), end; !ec && language != end;
+       language.increment(ec)) {
+    if (!language->is_directory()) continue;
+    for (fs::directory_iterator file(language->path(), ec), fileEnd; !ec && file != fileEnd; file.increment(ec)) {
+      if (file->path().extension() != ".json") continue;
+      auto content = readJson(file->path());
+      const Value* version = content ? content->find("version") : nullptr;
+      const Value* entries = content ? content->find("entries") : nullptr;
+      if (!version || !version->isInteger() || !entries || !entries->isDictionary()) continue;
+      snapshot.languages[language->path().filename()][file->path().stem()] =
+          ProjectGroup{version->asInteger(), entries->asDictionary()};
+    }
+  }
+  return snapshot;
+}
+
+bool Project::publish(const std::string& language, const std::string& group, const Value::Dictionary& entries,
+                      std::string* error) {
+  std::lock_guard lock(mutex_);
+  fs::path groupFile = fs::path(directory_) / "translations" / language / (group + ".json");
+  Value content = readJson(groupFile).value_or(Value::Dictionary{{"version", 0}, {"entries", Value::Dictionary{}}});
+  if (!content.isDictionary() || !content.find("entries") || !content.find("entries")->isDictionary()) {
+    content = Value::Dictionary{{"version", 0}, {"entries", Value::Dictionary{}}};
+  }
+  auto& fields = content.asDictionary();
+  for (const auto& [key, entry] : entries) fields["entries"].asDictionary()[key] = entry;
+  fields["version"] = fields["version"].numberAsInteger().value_or(0) + 1;
+  if (!writeJson(groupFile, content, error)) return false;
+
+  fs::path projectFile = fs::path(directory_) / "project.json";
+  Value settings = readJson(projectFile).value_or(Value::Dictionary{});
+  if (!settings.isDictionary()) settings = Value::Dictionary{};
+  settings.asDictionary()["version"] = settings.find("version") ? settings.find("version")->numberAsInteger().value_or(0) + 1 : 1;
+  return writeJson(projectFile, settings, error);
+}
+
+}  // namespace tolvana::devserver
