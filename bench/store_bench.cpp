@@ -1,0 +1,197 @@
+// Ingest of a large update answer (about 20 MB) into the stores, against raw SQLite inserts
+// of the same rows and against a DOM parse followed by the same inserts; and the manager's
+// own self-test of 375,000 entries, in both store modes.
+#include <nlohmann/json.hpp>
+#include <sqlite3.h>
+
+#include <string>
+#include <vector>
+
+#include "RatioReporter.h"
+#include "store/TLDatabase.h"
+#include "support/Format.h"
+#include "tests/support/AppFixture.h"
+#include "tests/support/TempDir.h"
+
+namespace tolvana::bench {
+namespace {
+
+struct Row {
+  std::string group, key, value, draft;
+};
+
+struct Answer {
+  std::vector<Row> rows;
+  std::string json;
+};
+
+// Two languages of 200 groups with 250 entries each: 100,000 rows in about 20 MB of JSON.
+const Answer& answer() {
+  static const Answer generated = [] {
+    Answer a;
+    std::string text;
+    nlohmann::json data;
+    for (const char* language : {"de", "fr"}) {
+      for (int g = 0; g < 200; ++g) {
+        std::string group = format("group_%d", g);
+        nlohmann::json entries;
+        for (int i = 0; i < 250; ++i) {
+          std::string key = format("screen_%d.label_%d", g, i);
+          std::string value = format("%@ text %d of group %d, long enough to look like a real sentence", language, i, g);
+          std::string draft = format("%@ draft %d of group %d, changed by a translator last week", language, i, g);
+          entries[key] = {{"v", value}, {"d", draft}};
+          if (std::string(language) == "de") a.rows.push_back({group, key, value, draft});
+        }
+        data[language][group] = {{"version", 1}, {"entries", entries}};
+      }
+    }
+    a.json = nlohmann::json{{"__v", 2}, {"baseLanguage", "en"}, {"data", data}}.dump();
+    return a;
+  }();
+  return generated;
+}
+
+std::int64_t totalRows() { return static_cast<std::int64_t>(answer().rows.size()) * 2; }
+
+// The same writes the stores make, straight through SQLite: one transaction per group.
+void rawInserts(const std::string& path, int languages) {
+  for (int l = 0; l < languages; ++l) {
+    sqlite3* db = nullptr;
+    sqlite3_open((path + std::to_string(l)).c_str(), &db);
+    sqlite3_exec(db,
+                 "PRAGMA synchronous = OFF;"
+                 "CREATE TABLE IF NOT EXISTS entries (key TEXT PRIMARY KEY, value TEXT, draft TEXT);"
+                 "CREATE TABLE IF NOT EXISTS groups (name TEXT PRIMARY KEY, version INTEGER);",
+                 nullptr, nullptr, nullptr);
+    const auto& rows = answer().rows;
+    for (std::size_t start = 0; start < rows.size(); start += 250) {
+      sqlite3_exec(db, "BEGIN", nullptr, nullptr, nullptr);
+      sqlite3_stmt* group = nullptr;
+      sqlite3_stmt* entry = nullptr;
+      sqlite3_prepare_v2(db, "INSERT OR REPLACE INTO GROUPS (name, version) VALUES (?, ?)", -1, &group, nullptr);
+      sqlite3_prepare_v2(db, "INSERT OR REPLACE INTO ENTRIES (key, value, draft) VALUES (?, ?, ?)", -1, &entry, nullptr);
+      sqlite3_bind_text(group, 1, rows[start].group.c_str(), -1, SQLITE_STATIC);
+      sqlite3_bind_int(group, 2, 1);
+      sqlite3_step(group);
+      for (std::size_t i = start; i < start + 250; ++i) {
+        sqlite3_bind_text(entry, 1, rows[i].key.data(), static_cast<int>(rows[i].key.size()), SQLITE_STATIC);
+        sqlite3_bind_text(entry, 2, rows[i].value.data(), static_cast<int>(rows[i].value.size()), SQLITE_STATIC);
+        sqlite3_bind_text(entry, 3, rows[i].draft.data(), static_cast<int>(rows[i].draft.size()), SQLITE_STATIC);
+        sqlite3_step(entry);
+        sqlite3_reset(entry);
+      }
+      sqlite3_finalize(group);
+      sqlite3_finalize(entry);
+      sqlite3_exec(db, "COMMIT", nullptr, nullptr, nullptr);
+    }
+    sqlite3_close(db);
+  }
+}
+
+void Ingest_baselineRawInserts(benchmark::State& state) {
+  answer();
+  for (auto _ : state) {
+    state.PauseTiming();
+    testing::TempDir dir;
+    state.ResumeTiming();
+    rawInserts(dir.file("raw"), 2);
+  }
+  state.SetItemsProcessed(state.iterations() * totalRows());
+}
+
+void ingest(benchmark::State& state, bool keepOpen) {
+  answer();
+  for (auto _ : state) {
+    state.PauseTiming();
+    testing::AppFixture app;
+    app.bundle.info("TolvanaKeepDatabaseOpen", keepOpen);
+    app.install();
+    auto db = TLDatabase::create();
+    state.ResumeTiming();
+    if (!db->parseResponseV2Json(answer().json)) state.SkipWithError("answer refused");
+  }
+  state.SetItemsProcessed(state.iterations() * totalRows());
+  state.counters["answer_MB"] = static_cast<double>(answer().json.size()) / 1e6;
+}
+
+void Ingest_streamingParser(benchmark::State& state) { ingest(state, false); }
+void Ingest_streamingParserKeepOpen(benchmark::State& state) { ingest(state, true); }
+
+void Ingest_domThenRawInserts(benchmark::State& state) {
+  answer();
+  for (auto _ : state) {
+    state.PauseTiming();
+    testing::TempDir dir;
+    state.ResumeTiming();
+    auto parsed = nlohmann::json::parse(answer().json);
+    benchmark::DoNotOptimize(parsed);
+    rawInserts(dir.file("raw"), 2);
+  }
+  state.SetItemsProcessed(state.iterations() * totalRows());
+}
+
+void manager(benchmark::State& state, bool keepOpen) {
+  for (auto _ : state) {
+    state.PauseTiming();
+    testing::AppFixture app;
+    app.bundle.info("TolvanaKeepDatabaseOpen", keepOpen);
+    app.install();
+    auto db = TLDatabase::create();
+    state.ResumeTiming();
+    state.counters["seconds"] = db->benchmark();
+  }
+  state.SetItemsProcessed(state.iterations() * 375000);
+}
+
+void Manager_selfTest(benchmark::State& state) { manager(state, false); }
+void Manager_selfTestKeepOpen(benchmark::State& state) { manager(state, true); }
+
+// The self-test's rows, 375,000 of them with 700-byte texts, straight through SQLite.
+void Manager_baselineRawInserts(benchmark::State& state) {
+  std::string lorem(334, 'x');
+  for (auto _ : state) {
+    state.PauseTiming();
+    testing::TempDir dir;
+    state.ResumeTiming();
+    for (int l = 0; l < 3; ++l) {
+      sqlite3* db = nullptr;
+      sqlite3_open(dir.file(std::to_string(l)).c_str(), &db);
+      sqlite3_exec(db,
+                   "PRAGMA synchronous = OFF;"
+                   "CREATE TABLE entries (key TEXT PRIMARY KEY, value TEXT, draft TEXT);",
+                   nullptr, nullptr, nullptr);
+      sqlite3_stmt* entry = nullptr;
+      sqlite3_prepare_v2(db, "INSERT OR REPLACE INTO ENTRIES (key, value, draft) VALUES (?, ?, ?)", -1, &entry, nullptr);
+      for (int g = 0; g < 250; ++g) {
+        sqlite3_exec(db, "BEGIN", nullptr, nullptr, nullptr);
+        for (int i = 0; i < 500; ++i) {
+          std::string key = format("key_g:%d_i:%d", g, i);
+          std::string value = format("en_%d_%d  - value - %@", g, i, lorem);
+          std::string draft = format("en_%d_%d  - draft - %@", g, i, lorem);
+          sqlite3_bind_text(entry, 1, key.c_str(), -1, SQLITE_STATIC);
+          sqlite3_bind_text(entry, 2, value.c_str(), -1, SQLITE_STATIC);
+          sqlite3_bind_text(entry, 3, draft.c_str(), -1, SQLITE_STATIC);
+          sqlite3_step(entry);
+          sqlite3_reset(entry);
+        }
+        sqlite3_exec(db, "COMMIT", nullptr, nullptr, nullptr);
+      }
+      sqlite3_finalize(entry);
+      sqlite3_close(db);
+    }
+  }
+  state.SetItemsProcessed(state.iterations() * 375000);
+}
+
+BENCHMARK(Ingest_baselineRawInserts)->Unit(benchmark::kMillisecond)->Iterations(3);
+BENCHMARK(Ingest_streamingParser)->Unit(benchmark::kMillisecond)->Iterations(3);
+BENCHMARK(Ingest_streamingParserKeepOpen)->Unit(benchmark::kMillisecond)->Iterations(3);
+BENCHMARK(Ingest_domThenRawInserts)->Unit(benchmark::kMillisecond)->Iterations(3);
+BENCHMARK(Manager_baselineRawInserts)->Unit(benchmark::kMillisecond)->Iterations(1);
+BENCHMARK(Manager_selfTest)->Unit(benchmark::kMillisecond)->Iterations(1);
+BENCHMARK(Manager_selfTestKeepOpen)->Unit(benchmark::kMillisecond)->Iterations(1);
+
+}  // namespace
+}  // namespace tolvana::bench
+
+int main(int argc, char** argv) { return tolvana::bench::runWithRatios(argc, argv); }
