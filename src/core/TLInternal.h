@@ -31,10 +31,13 @@ namespace tolvana {
 class TolvanaScreenshotInterface;
 
 // A look-up result; key is set when the text must carry the key that produced it (draft
-// mode and UI tests), so the review tools can tie a shown text back to its key.
+// mode and UI tests), so the review tools can tie a shown text back to its key. source says
+// which step of the chain answered, for tools that explain a look-up: "language <code>",
+// "bundle table", "default" or "key" (empty where the engine is off and the bundle answers).
 struct TLLocalizedString {
   std::string text;
   std::optional<std::string> key;
+  std::string source;
 };
 
 // Language → key → text (or default value).

@@ -52,11 +52,16 @@ TLLocalizedString TLInternal::localizedStringForKey(std::string_view key, std::o
   std::optional<std::string> base = db->baseLanguage();
 
   std::optional<std::string> result = localizedStringForKeyAndLanguage(key, deviceLong);
-  if (absentOrEmpty(result) && deviceShort != deviceLong) result = localizedStringForKeyAndLanguage(key, deviceShort);
+  std::string source = "language " + deviceLong;
+  if (absentOrEmpty(result) && deviceShort != deviceLong) {
+    result = localizedStringForKeyAndLanguage(key, deviceShort);
+    source = "language " + deviceShort;
+  }
   std::optional<std::optional<std::string>> baseValue;
   if (absentOrEmpty(result) && base) {
     result = localizedStringForKeyAndLanguage(key, *base);
     baseValue = result;
+    source = "language " + *base;
   }
 
   // A miss is recorded only in the base language (or the bundle's development language),
@@ -81,10 +86,17 @@ TLLocalizedString TLInternal::localizedStringForKey(std::string_view key, std::o
     }
   }
 
-  if (absentOrEmpty(result)) result = orMainBundle(bundle)->localizedStringForKey(key, value, table);
-  if (result->empty() && !key.empty()) result = std::string(value && !value->empty() ? *value : key);
+  if (absentOrEmpty(result)) {
+    result = orMainBundle(bundle)->localizedStringForKey(key, value, table);
+    if (result->empty() && !key.empty()) result = std::string(value && !value->empty() ? *value : key);
+    // The bundle falls back to the value, then the key, by itself; an answer equal to either
+    // is taken as that fall-back.
+    source = value && !value->empty() && *result == *value ? "default" : *result == key ? "key" : "bundle table";
+  }
   if (TLSettings::enableLogGetString()) logVerbose("getString called - key: '%@' value: '%@'", key, *result);
-  return tagged(*this, std::move(*result), key);
+  TLLocalizedString answer = tagged(*this, std::move(*result), key);
+  answer.source = std::move(source);
+  return answer;
 }
 
 TLLocalizedString TLInternal::localizedStringForKey(std::string_view key, std::optional<std::string_view> value) {
@@ -116,7 +128,9 @@ TLLocalizedString TLInternal::localizedStringForKeyWithArguments(std::string_vie
   // A disabled engine answers the key itself, without applying the arguments.
   if (!enabled() || !db || !db->initialized()) return {cleanKey, std::nullopt};
   TLLocalizedString text = localizedStringForKey(cleanKey, value);
-  return tagged(*this, *formatString(text.text, arguments), cleanKey);
+  TLLocalizedString formatted = tagged(*this, *formatString(text.text, arguments), cleanKey);
+  formatted.source = std::move(text.source);
+  return formatted;
 }
 
 TLLocalizedString TLInternal::localizedStringForKeyWithArgumentsAndPluralRule(

@@ -10,6 +10,7 @@
 #include "platform/posix/CurlHttp.h"
 #include "platform/posix/DirectoryBundle.h"
 #include "platform/posix/IcuLocale.h"
+#include "platform/posix/LinuxPorts.h"
 #include "platform/posix/PlistFileUserDefaults.h"
 #include "platform/posix/PosixDevice.h"
 #include "platform/posix/StderrLogSink.h"
@@ -28,28 +29,50 @@ Platform::Platform(Ports ports) : ports_(std::move(ports)) {
 
 namespace {
 
+class PreferredLanguagesOverride final : public Locale {
+ public:
+  PreferredLanguagesOverride(std::shared_ptr<Locale> inner, std::vector<std::string> languages)
+      : inner_(std::move(inner)), languages_(std::move(languages)) {}
+  std::vector<std::string> preferredLanguages() const override { return languages_; }
+  std::optional<std::string> currentRegion() const override { return inner_->currentRegion(); }
+  LocaleComponents componentsFromLocaleIdentifier(std::string_view identifier) const override {
+    return inner_->componentsFromLocaleIdentifier(identifier);
+  }
+
+ private:
+  std::shared_ptr<Locale> inner_;
+  std::vector<std::string> languages_;
+};
+
+}  // namespace
+
 // The Linux ports depend on each other only through late-bound functions: the bundles need
 // the preferred languages, which need the user defaults, whose domain is the main bundle's
 // identifier.
-Platform::Ports makeLinuxPorts() {
+Platform::Ports makeLinuxPorts(const LinuxPortOptions& options) {
   Platform::Ports ports;
-  std::string mainPath = defaultMainBundlePath();
+  std::string mainPath = options.mainBundlePath.value_or(defaultMainBundlePath());
   auto locale = std::make_shared<std::shared_ptr<Locale>>();
   ports.bundles = makeDirectoryBundles(mainPath, [locale] {
     return *locale ? (*locale)->preferredLanguages() : std::vector<std::string>{};
   });
   std::string domain = ports.bundles->mainBundle()->bundleIdentifier().value_or("tolvana.unidentified-app");
-  ports.userDefaults = makePlistFileUserDefaults(defaultUserDefaultsPath(domain));
+  ports.userDefaults = makePlistFileUserDefaults(options.userDefaultsFile.value_or(defaultUserDefaultsPath(domain)));
   *locale = makeIcuLocale(ports.userDefaults);
+  if (options.preferredLanguages) {
+    *locale = std::make_shared<PreferredLanguagesOverride>(*locale, *options.preferredLanguages);
+  }
   ports.locale = *locale;
-  ports.device = makePosixDevice();
+  ports.device = makePosixDevice(options.dataDirectory);
   ports.dispatch = makeThreadDispatch();
   ports.clock = makeSystemClock();
   ports.ui = std::make_shared<RecordingUi>();
   ports.logSink = makeStderrLogSink();
-  ports.http = makeCurlHttp(ports.dispatch);
+  ports.http = makeCurlHttp(ports.dispatch, CurlHttpOptions{.extraCaFile = options.extraCaFile, .proxy = {}});
   return ports;
 }
+
+namespace {
 
 std::atomic<Platform*> current{nullptr};
 

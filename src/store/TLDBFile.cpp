@@ -95,4 +95,13 @@ std::optional<TLLanguageEntry> TLDBFile::entryForKey(std::string_view key) {
 
 std::optional<std::vector<TLLanguageEntry>> TLDBFile::entryList() { return std::nullopt; }
 
+std::optional<std::map<std::string, std::int64_t>> TLDBFile::groupList() {
+  if (!database_) return std::nullopt;
+  std::map<std::string, std::int64_t> groups;
+  for (const auto& [name, row] : *database_) {
+    if (name.starts_with(kGroupPrefix)) groups[name.substr(kGroupPrefix.size())] = getGroupVersion(name.substr(kGroupPrefix.size()));
+  }
+  return groups;
+}
+
 }  // namespace tolvana

@@ -31,6 +31,7 @@ class TLDBFile final : public TLDBProtocol {
   std::optional<TLLanguageEntry> entryForKey(std::string_view key) override;
   // Always nullopt.
   std::optional<std::vector<TLLanguageEntry>> entryList() override;
+  std::optional<std::map<std::string, std::int64_t>> groupList() override;
   void beginWriteTransaction() override {}
   void commitWriteTransaction() override {}
   // Reloads from the file; the flag is ignored.

@@ -10,6 +10,7 @@
 #pragma once
 
 #include <cstdint>
+#include <map>
 #include <optional>
 #include <string_view>
 #include <vector>
@@ -32,6 +33,8 @@ class TLDBProtocol {
   virtual std::optional<TLLanguageEntry> entryForKey(std::string_view key) = 0;
   // Every entry; nullopt where the store cannot list.
   virtual std::optional<std::vector<TLLanguageEntry>> entryList() = 0;
+  // Every group with its version; nullopt when the store cannot be read.
+  virtual std::optional<std::map<std::string, std::int64_t>> groupList() = 0;
   virtual void beginWriteTransaction() = 0;
   virtual void commitWriteTransaction() = 0;
   virtual void open(bool readOnly) = 0;

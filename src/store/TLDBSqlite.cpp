@@ -208,6 +208,20 @@ std::optional<std::vector<TLLanguageEntry>> TLDBSqlite::entryList() {
   return entries;
 }
 
+std::optional<std::map<std::string, std::int64_t>> TLDBSqlite::groupList() {
+  if (!openForRead(kNotOpenRead)) return std::nullopt;
+  std::optional<std::map<std::string, std::int64_t>> groups;
+  {
+    ReadStatement select(database_, "SELECT name,version FROM groups");
+    if (select) {
+      groups.emplace();
+      while (select.stepRow()) (*groups)[columnText(select.get(), 0)] = sqlite3_column_int64(select.get(), 1);
+    }
+  }
+  closeAfterRead();
+  return groups;
+}
+
 void TLDBSqlite::finalizeInsertStatements() {
   sqlite3_finalize(insertEntryStatement_);
   sqlite3_finalize(insertGroupStatement_);

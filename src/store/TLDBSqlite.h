@@ -39,6 +39,7 @@ class TLDBSqlite final : public TLDBProtocol {
   std::optional<std::string> entryValueForKey(std::string_view key) override;
   std::optional<TLLanguageEntry> entryForKey(std::string_view key) override;
   std::optional<std::vector<TLLanguageEntry>> entryList() override;
+  std::optional<std::map<std::string, std::int64_t>> groupList() override;
   void beginWriteTransaction() override;
   void commitWriteTransaction() override;
   void open(bool readOnly) override;

@@ -1,7 +1,6 @@
 #include "tests/support/ArchiveBuilder.h"
 
 #include <sqlite3.h>
-#include <zlib.h>
 
 #include <cstdio>
 #include <cstring>
@@ -10,45 +9,18 @@
 #include <sstream>
 #include <stdexcept>
 
+#include "store/ArchiveWriter.h"
+
 namespace tolvana::testing {
 
 namespace {
 
 constexpr std::size_t kBlock = 512;
 
-void put(std::string& block, std::size_t offset, std::string_view field, std::size_t width) {
-  block.replace(offset, std::min(field.size(), width), field.substr(0, width));
-}
-
-std::string octal(std::uint64_t value, int digits) {
-  char text[32];
-  std::snprintf(text, sizeof text, "%0*llo", digits, static_cast<unsigned long long>(value));
-  return text;
-}
-
 std::string padded(std::string_view data) {
   std::string out(data);
   out.resize((data.size() + kBlock - 1) / kBlock * kBlock, '\0');
   return out;
-}
-
-// Headers carry a correct checksum, so the archives are also valid for other tar readers.
-std::string makeHeader(char type, std::string_view name, std::string_view sizeField) {
-  std::string block(kBlock, '\0');
-  put(block, 0, name, 100);
-  put(block, 100, "0000644", 8);
-  put(block, 108, "0000000", 8);
-  put(block, 116, "0000000", 8);
-  put(block, 124, sizeField, 12);
-  put(block, 136, "00000000000", 12);
-  block[156] = type;
-  put(block, 257, std::string_view("ustar\0" "00", 8), 8);
-  put(block, 148, "        ", 8);
-  unsigned sum = 0;
-  for (unsigned char c : block) sum += c;
-  put(block, 148, octal(sum, 6), 6);
-  block[154] = '\0';
-  return block;
 }
 
 void check(bool ok, const char* what) {
@@ -58,7 +30,7 @@ void check(bool ok, const char* what) {
 }  // namespace
 
 std::string ArchiveBuilder::header(char type, std::string_view name, std::uint64_t size) {
-  return makeHeader(type, name, octal(size, 11));
+  return ArchiveWriter::header(type, name, ArchiveWriter::octalSize(size));
 }
 
 ArchiveBuilder& ArchiveBuilder::member(char type, std::string_view name, std::string_view data) {
@@ -82,7 +54,7 @@ ArchiveBuilder& ArchiveBuilder::store(std::string_view appId, std::string_view l
 
 ArchiveBuilder& ArchiveBuilder::memberWithSizeField(char type, std::string_view name, std::string_view sizeField,
                                                     std::string_view data) {
-  bytes_ += makeHeader(type, name, sizeField);
+  bytes_ += ArchiveWriter::header(type, name, sizeField);
   bytes_ += data;
   return *this;
 }
@@ -104,18 +76,9 @@ void ArchiveBuilder::writeTo(const std::string& path, std::optional<std::size_t>
 }
 
 std::string gzip(std::string_view data) {
-  z_stream stream{};
-  check(deflateInit2(&stream, Z_BEST_SPEED, Z_DEFLATED, 31, 8, Z_DEFAULT_STRATEGY) == Z_OK, "deflateInit2");
-  std::string out(deflateBound(&stream, static_cast<uLong>(data.size())) + 32, '\0');
-  stream.next_in = reinterpret_cast<Bytef*>(const_cast<char*>(data.data()));
-  stream.avail_in = static_cast<uInt>(data.size());
-  stream.next_out = reinterpret_cast<Bytef*>(out.data());
-  stream.avail_out = static_cast<uInt>(out.size());
-  int result = deflate(&stream, Z_FINISH);
-  out.resize(stream.total_out);
-  deflateEnd(&stream);
-  check(result == Z_STREAM_END, "deflate");
-  return out;
+  auto compressed = gzipCompress(data, 1);
+  check(compressed.has_value(), "gzip");
+  return *compressed;
 }
 
 std::string sqliteStore(const StoreContents& contents) {

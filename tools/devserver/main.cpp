@@ -1,12 +1,9 @@
 // tolvana-devserver: the reference translation server as a program.
 //
 //   tolvana-devserver --project DIR [--port N] [--tls] [--write-ca FILE]
-#include <signal.h>
-
 #include <CLI/CLI.hpp>
-#include <cstdio>
 
-#include "DevServer.h"
+#include "ServeUntilStopped.h"
 
 int main(int argc, char** argv) {
   tolvana::devserver::DevServerOptions options;
@@ -27,23 +24,5 @@ int main(int argc, char** argv) {
   if (!writeCa.empty()) options.writeCaFile = writeCa;
   if (!store.empty()) options.storeFile = store;
 
-  // Block the stop signals before the server's threads start, so only sigwait sees them.
-  sigset_t stopSignals;
-  sigemptyset(&stopSignals);
-  sigaddset(&stopSignals, SIGINT);
-  sigaddset(&stopSignals, SIGTERM);
-  pthread_sigmask(SIG_BLOCK, &stopSignals, nullptr);
-
-  tolvana::devserver::DevServer server(options);
-  std::string error;
-  if (!server.start(&error)) {
-    std::fprintf(stderr, "tolvana-devserver: %s\n", error.c_str());
-    return 1;
-  }
-  std::printf("listening on %s\n", server.baseUrl().c_str());
-  std::fflush(stdout);
-  int signal = 0;
-  sigwait(&stopSignals, &signal);
-  server.stop();
-  return 0;
+  return tolvana::devserver::serveUntilStopped(options, "tolvana-devserver");
 }

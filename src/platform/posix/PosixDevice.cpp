@@ -60,6 +60,8 @@ std::optional<std::string> nonEmptyVariable(const char* name) {
 
 class PosixDevice final : public Device {
  public:
+  explicit PosixDevice(std::optional<std::string> dataDirectory) : dataDirectory_(std::move(dataDirectory)) {}
+
   // The kernel's copy of argv, so no host has to hand its arguments to the library.
   std::vector<std::string> launchArguments() const override {
     std::ifstream in("/proc/self/cmdline", std::ios::binary);
@@ -81,6 +83,7 @@ class PosixDevice final : public Device {
   }
 
   std::optional<std::string> dataDirectory() const override {
+    if (dataDirectory_) return dataDirectory_;
     // A relative XDG directory is to be ignored, since it would move with the working directory.
     if (auto data = nonEmptyVariable("XDG_DATA_HOME"); data && data->front() == '/') return data;
     if (auto home = nonEmptyVariable("HOME")) return *home + "/.local/share";
@@ -146,10 +149,13 @@ class PosixDevice final : public Device {
 
  private:
   mutable std::mutex vendorMutex_;
+  std::optional<std::string> dataDirectory_;
 };
 
 }  // namespace
 
-std::shared_ptr<Device> makePosixDevice() { return std::make_shared<PosixDevice>(); }
+std::shared_ptr<Device> makePosixDevice(std::optional<std::string> dataDirectory) {
+  return std::make_shared<PosixDevice>(std::move(dataDirectory));
+}
 
 }  // namespace tolvana

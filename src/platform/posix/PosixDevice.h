@@ -2,11 +2,15 @@
 #pragma once
 
 #include <memory>
+#include <optional>
+#include <string>
 
 #include "tolvana/platform/Device.h"
 
 namespace tolvana {
 
-std::shared_ptr<Device> makePosixDevice();
+// dataDirectory, when given, replaces the XDG data directory (a tool working on another
+// app's data).
+std::shared_ptr<Device> makePosixDevice(std::optional<std::string> dataDirectory = std::nullopt);
 
 }  // namespace tolvana

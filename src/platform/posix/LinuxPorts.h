@@ -1,0 +1,26 @@
+// The Linux implementation of every port, wired together. Platform::Default() uses it with
+// the process's own bundle and files; a tool that works on another app's bundle, defaults or
+// data passes them here.
+#pragma once
+
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "tolvana/platform/Platform.h"
+
+namespace tolvana {
+
+struct LinuxPortOptions {
+  std::optional<std::string> mainBundlePath;    // default: defaultMainBundlePath()
+  std::optional<std::string> userDefaultsFile;  // default: the XDG file of the bundle's domain
+  std::optional<std::string> dataDirectory;     // default: the XDG data directory
+  std::optional<std::string> extraCaFile;       // certificate authorities to trust besides the system's
+  // Replaces the preferred languages of the defaults and the environment, for the engine and
+  // the bundles' own look-up alike.
+  std::optional<std::vector<std::string>> preferredLanguages;
+};
+
+Platform::Ports makeLinuxPorts(const LinuxPortOptions& options = {});
+
+}  // namespace tolvana

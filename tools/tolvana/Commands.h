@@ -1,0 +1,19 @@
+// The commands of the tool. Each adds its subcommand to the app; its callback prints the
+// result on standard output and throws CommandError or UsageError to fail.
+#pragma once
+
+#include <CLI/CLI.hpp>
+
+#include "Session.h"
+
+namespace tolvana::cli {
+
+void addSettingsCommand(CLI::App& app, Session& session);
+void addArchiveCommands(CLI::App& app, Session& session);  // pack, unpack
+void addLookupCommands(CLI::App& app, Session& session);   // lookup, plural
+void addLanguageCommands(CLI::App& app, Session& session);  // languages, set-language
+void addUpdateCommand(CLI::App& app, Session& session);
+void addStoreCommand(CLI::App& app, Session& session);
+void addServeCommand(CLI::App& app, Session& session);
+
+}  // namespace tolvana::cli

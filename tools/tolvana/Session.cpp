@@ -1,0 +1,146 @@
+#include "Session.h"
+
+#include <cstdio>
+#include <filesystem>
+#include <mutex>
+
+#include "platform/posix/DirectoryBundle.h"
+#include "platform/posix/LinuxPorts.h"
+#include "tolvana/platform/Platform.h"
+
+namespace tolvana::cli {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+// Keeps the engine's lines; echoes them when asked.
+class CapturingLogSink final : public LogSink {
+ public:
+  explicit CapturingLogSink(bool echo) : echo_(echo) {}
+  void writeLine(std::string_view line) override {
+    std::lock_guard lock(mutex_);
+    // Lines read "<level letter>/<tag>\uFE55 <text>"; errors are the ones a failure explains.
+    if (line.starts_with("E/")) {
+      auto separator = line.find("\xEF\xB9\x95 ");
+      lastError_ = std::string(separator == std::string_view::npos ? line : line.substr(separator + 4));
+    }
+    if (echo_) std::fprintf(stderr, "%.*s\n", static_cast<int>(line.size()), line.data());
+  }
+  std::optional<std::string> lastError() const {
+    std::lock_guard lock(mutex_);
+    return lastError_;
+  }
+
+ private:
+  bool echo_;
+  mutable std::mutex mutex_;
+  std::optional<std::string> lastError_;
+};
+
+// Alerts have no window to go to: they are shown as lines on standard error.
+class StderrUi final : public Ui {
+ public:
+  void presentAlert(Alert alert) override {
+    std::fprintf(stderr, "alert: %s — %s\n", alert.title.c_str(), alert.message.c_str());
+  }
+  void installLookupHooks() override {}
+  void addOverlay(bool) override {}
+  void removeOverlay() override {}
+  void registerDraftModeGestures() override {}
+};
+
+// Describes each exchange on standard output before handing it on.
+class TracingHttp final : public Http {
+ public:
+  explicit TracingHttp(std::shared_ptr<Http> inner) : inner_(std::move(inner)) {}
+  void send(HttpRequest request, std::function<void(HttpResponse)> completion) override {
+    std::printf("> %s %s\n", request.method.c_str(), request.url.c_str());
+    for (const auto& [name, value] : request.headers) std::printf(">   %s: %s\n", name.c_str(), value.c_str());
+    if (!request.body.empty()) std::printf(">   (%zu bytes of body)\n", request.body.size());
+    std::fflush(stdout);
+    inner_->send(std::move(request), [completion = std::move(completion)](HttpResponse response) {
+      if (response.error) {
+        std::printf("< no answer: %s\n", response.error->c_str());
+      } else {
+        std::printf("< %d, %zu bytes\n", response.status, response.body.size());
+      }
+      std::fflush(stdout);
+      completion(std::move(response));
+    });
+  }
+
+ private:
+  std::shared_ptr<Http> inner_;
+};
+
+std::string absolute(const std::string& path) { return fs::absolute(path).lexically_normal().string(); }
+
+}  // namespace
+
+struct Session::Impl {
+  std::shared_ptr<CapturingLogSink> log;
+  std::optional<Platform::Ports> ports;
+  bool installed = false;
+};
+
+Session::Session(SessionOptions options) : options_(std::move(options)), impl_(std::make_unique<Impl>()) {}
+Session::~Session() = default;
+
+void Session::requireApp() {
+  if (impl_->ports) return;
+  LinuxPortOptions portOptions;
+  std::string bundle = options_.bundle.empty() ? defaultMainBundlePath() : absolute(options_.bundle);
+  if (!fs::is_regular_file(fs::path(bundle) / "Info.plist")) {
+    throw CommandError("no app bundle at " + bundle + " (it has no Info.plist)");
+  }
+  portOptions.mainBundlePath = bundle;
+  if (!options_.defaults.empty()) portOptions.userDefaultsFile = absolute(options_.defaults);
+  if (!options_.dataDir.empty()) portOptions.dataDirectory = absolute(options_.dataDir);
+  if (!options_.caFile.empty()) {
+    if (!fs::is_regular_file(options_.caFile)) throw CommandError("no certificate file " + options_.caFile);
+    portOptions.extraCaFile = absolute(options_.caFile);
+  }
+  if (options_.language) portOptions.preferredLanguages = std::vector<std::string>{*options_.language};
+  Platform::Ports ports = makeLinuxPorts(portOptions);
+  impl_->log = std::make_shared<CapturingLogSink>(options_.echoLog);
+  ports.logSink = impl_->log;
+  ports.ui = std::make_shared<StderrUi>();
+  impl_->ports = std::move(ports);
+}
+
+void Session::traceHttp() {
+  requireApp();
+  impl_->ports->http = std::make_shared<TracingHttp>(impl_->ports->http);
+}
+
+void Session::install() {
+  requireApp();
+  if (impl_->installed) return;
+  Platform::Install(std::make_shared<Platform>(*impl_->ports));
+  impl_->installed = true;
+}
+
+std::shared_ptr<TLInternal> Session::engine() {
+  install();
+  return TLInternal::sharedInstance();
+}
+
+std::shared_ptr<TLDatabase> Session::initializedDatabase() {
+  auto db = engine()->database();
+  if (!db || !db->initialized()) {
+    throw CommandError(withEngineError("the app is not initialised (does its bundle ship a settings archive?)"));
+  }
+  return db;
+}
+
+std::optional<std::string> Session::lastEngineError() const {
+  return impl_->log ? impl_->log->lastError() : std::nullopt;
+}
+
+std::string Session::withEngineError(const std::string& message) const {
+  auto error = lastEngineError();
+  return error ? message + ": " + *error : message;
+}
+
+}  // namespace tolvana::cli

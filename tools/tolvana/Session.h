@@ -1,0 +1,69 @@
+// Session: what one run of the command-line tool works on — the app bundle, its data
+// directory and defaults, the platform built for them and the engine started on it — and
+// the two ways a command fails.
+//
+// The platform is built on first use, so commands that need no app (pack, plural, serve) run
+// without one. Engine log lines are kept; they are echoed to standard error with --log, and
+// the last error line explains a failed operation.
+#pragma once
+
+#include <memory>
+#include <optional>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "core/TLInternal.h"
+
+namespace tolvana::cli {
+
+// A failed operation: exit status 1.
+struct CommandError : std::runtime_error {
+  using std::runtime_error::runtime_error;
+};
+// Bad usage: exit status 2.
+struct UsageError : std::runtime_error {
+  using std::runtime_error::runtime_error;
+};
+
+struct SessionOptions {
+  std::string bundle;    // empty: the platform's main-bundle rules
+  std::string dataDir;   // empty: the platform's data directory
+  std::string defaults;  // empty: the app's defaults file
+  std::string caFile;    // further certificate authorities for HTTPS
+  bool echoLog = false;
+  std::optional<std::string> language;  // replaces the preferred languages for this run
+};
+
+class Session {
+ public:
+  explicit Session(SessionOptions options);
+  ~Session();
+
+  SessionOptions& options() { return options_; }
+  // Builds and installs the platform for the app; throws CommandError when there is no app
+  // bundle where one is expected.
+  void requireApp();
+  // Installs the app's platform without starting the engine (nothing is unpacked or written).
+  void install();
+  // The started engine of the app.
+  std::shared_ptr<TLInternal> engine();
+  // The started engine's store manager, which must be initialised (the bundle ships a
+  // settings archive).
+  std::shared_ptr<TLDatabase> initializedDatabase();
+  // Wraps the network port so that each request and answer is described on standard output;
+  // call before engine().
+  void traceHttp();
+
+  // The text of the last error the engine logged during this run, if any.
+  std::optional<std::string> lastEngineError() const;
+  // message, followed by the engine's last error when there is one.
+  std::string withEngineError(const std::string& message) const;
+
+ private:
+  struct Impl;
+  SessionOptions options_;
+  std::unique_ptr<Impl> impl_;
+};
+
+}  // namespace tolvana::cli

@@ -1,0 +1,65 @@
+// tolvana update: one update request against the app's configured host, as the host app
+// makes it, and what it changed in the local stores.
+#include <condition_variable>
+#include <cstdio>
+#include <mutex>
+
+#include "Commands.h"
+#include "core/TLSettings.h"
+#include "support/StringUtil.h"
+
+namespace tolvana::cli {
+
+namespace {
+
+struct UpdateArguments {
+  std::string groups, languages;
+  bool verbose = false;
+  int timeoutSeconds = 120;
+};
+
+std::optional<std::vector<std::string>> listOption(const std::string& text) {
+  if (text.empty()) return std::nullopt;
+  return split(text, ',');
+}
+
+void update(Session& session, const UpdateArguments& args) {
+  if (args.verbose) session.traceHttp();
+  auto db = session.initializedDatabase();
+  auto engine = session.engine();
+  std::printf("updating from %s ...\n", TLSettings::hostWithAppId(db->appId()).c_str());
+  std::fflush(stdout);
+
+  std::mutex mutex;
+  std::condition_variable done;
+  std::optional<bool> outcome;
+  engine->updateGroups(listOption(args.groups), listOption(args.languages), false, [&](bool success) {
+    std::lock_guard lock(mutex);
+    outcome = success;
+    done.notify_all();
+  });
+  std::unique_lock lock(mutex);
+  if (!done.wait_for(lock, std::chrono::seconds(args.timeoutSeconds), [&] { return outcome.has_value(); })) {
+    throw CommandError("no answer within " + std::to_string(args.timeoutSeconds) + " s");
+  }
+  if (!*outcome) throw CommandError(session.withEngineError("update failed"));
+  std::string languages;
+  for (const auto& language : db->availableLanguages()) {
+    languages += (languages.empty() ? "" : ", ") + language + " " + std::to_string(db->stringsForLanguage(language).size());
+  }
+  std::printf("updated: strings per language: %s\n", languages.empty() ? "(none)" : languages.c_str());
+}
+
+}  // namespace
+
+void addUpdateCommand(CLI::App& app, Session& session) {
+  auto args = std::make_shared<UpdateArguments>();
+  auto* command = app.add_subcommand("update", "Fetch new texts from the app's translation host");
+  command->add_option("--groups", args->groups, "Groups to ask for, comma-separated (default: the app's)");
+  command->add_option("--languages", args->languages, "Languages to ask for, comma-separated (default: the app's)");
+  command->add_option("--timeout", args->timeoutSeconds, "Seconds to wait for the outcome")->capture_default_str();
+  command->add_flag("--verbose", args->verbose, "Show each request (method, URL, headers) and the answer's size");
+  command->callback([&session, args] { update(session, *args); });
+}
+
+}  // namespace tolvana::cli
