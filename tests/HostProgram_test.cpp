@@ -1,19 +1,11 @@
 // A real host process, linked against the shared library, gets its texts with no set-up.
 #include <gtest/gtest.h>
-#include <spawn.h>
-#include <sys/wait.h>
-#include <unistd.h>
-
-#include <array>
-#include <fstream>
-#include <sstream>
 
 #include "support/Json.h"
 #include "tests/support/ArchiveBuilder.h"
 #include "tests/support/FixtureBundle.h"
+#include "tests/support/Subprocess.h"
 #include "tests/support/TempDir.h"
-
-extern char** environ;
 
 namespace tolvana {
 namespace {
@@ -22,29 +14,9 @@ using namespace testing;
 
 // Runs the host with the environment given, returns its standard output.
 std::string runHost(const std::vector<std::string>& arguments, const std::vector<std::string>& environment) {
-  int pipeFds[2];
-  EXPECT_EQ(::pipe(pipeFds), 0);
-  posix_spawn_file_actions_t actions;
-  posix_spawn_file_actions_init(&actions);
-  posix_spawn_file_actions_adddup2(&actions, pipeFds[1], STDOUT_FILENO);
-  posix_spawn_file_actions_addclose(&actions, pipeFds[0]);
-  std::vector<char*> argv, envp;
-  for (const auto& a : arguments) argv.push_back(const_cast<char*>(a.c_str()));
-  argv.push_back(nullptr);
-  for (const auto& e : environment) envp.push_back(const_cast<char*>(e.c_str()));
-  envp.push_back(nullptr);
-  pid_t pid = 0;
-  EXPECT_EQ(posix_spawn(&pid, argv[0], &actions, nullptr, argv.data(), envp.data()), 0);
-  ::close(pipeFds[1]);
-  std::string output;
-  std::array<char, 4096> buffer;
-  for (ssize_t n; (n = ::read(pipeFds[0], buffer.data(), buffer.size())) > 0;) output.append(buffer.data(), n);
-  ::close(pipeFds[0]);
-  int status = 0;
-  ::waitpid(pid, &status, 0);
-  posix_spawn_file_actions_destroy(&actions);
-  EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0);
-  return output;
+  ProcessResult result = runProcess(arguments, environment);
+  EXPECT_EQ(result.exitCode, 0) << result.err;
+  return result.out;
 }
 
 TEST(HostProgram, GetsTheDeviceLanguageTextWithNoOtherCall) {

@@ -90,7 +90,8 @@ struct PackArguments {
   std::vector<std::string> stores, strings;
 };
 
-void pack(const PackArguments& args) {
+void pack(Session& session, const PackArguments& args) {
+  session.installWithoutApp();
   std::vector<LanguageFile> stores;
   for (const auto& option : args.stores) stores.push_back(parseLanguageFile("--store", option));
   std::map<std::string, std::vector<std::string>> groupFiles;  // language → its translation files
@@ -137,8 +138,7 @@ void pack(const PackArguments& args) {
 
 void unpack(Session& session, const std::string& archive, const std::string& destination) {
   if (!std::filesystem::is_regular_file(archive)) throw CommandError("no archive at " + archive);
-  // The unpacker logs through the platform; a plain Linux one will do when no app is given.
-  if (!session.options().bundle.empty()) session.install();
+  session.installWithoutApp();
   std::error_code ec;
   std::filesystem::create_directories(destination, ec);
   if (ec) throw CommandError("cannot create " + destination + ": " + ec.message());
@@ -161,7 +161,7 @@ void addArchiveCommands(CLI::App& app, Session& session) {
   packCommand->add_option("--strings", args->strings,
                           "A translation file LANG=GROUP.json to build LANG's prepared store from (repeatable)");
   packCommand->add_option("-o,--output", args->output, "The archive to write")->required();
-  packCommand->callback([args] { pack(*args); });
+  packCommand->callback([&session, args] { pack(session, *args); });
 
   auto paths = std::make_shared<std::pair<std::string, std::string>>();
   auto* unpackCommand = app.add_subcommand("unpack", "Unpack a settings archive into a directory");

@@ -103,10 +103,23 @@ void Session::requireApp() {
   }
   if (options_.language) portOptions.preferredLanguages = std::vector<std::string>{*options_.language};
   Platform::Ports ports = makeLinuxPorts(portOptions);
+  capture(ports);
+  impl_->ports = std::move(ports);
+}
+
+void Session::capture(Platform::Ports& ports) {
   impl_->log = std::make_shared<CapturingLogSink>(options_.echoLog);
   ports.logSink = impl_->log;
   ports.ui = std::make_shared<StderrUi>();
-  impl_->ports = std::move(ports);
+}
+
+void Session::installWithoutApp() {
+  if (!options_.bundle.empty()) return install();
+  if (impl_->installed) return;
+  Platform::Ports ports = makeLinuxPorts();
+  capture(ports);
+  Platform::Install(std::make_shared<Platform>(std::move(ports)));
+  impl_->installed = true;
 }
 
 void Session::traceHttp() {

@@ -14,6 +14,7 @@
 #include <vector>
 
 #include "core/TLInternal.h"
+#include "tolvana/platform/Platform.h"
 
 namespace tolvana::cli {
 
@@ -46,6 +47,9 @@ class Session {
   void requireApp();
   // Installs the app's platform without starting the engine (nothing is unpacked or written).
   void install();
+  // For commands that need no app: installs the app's platform when --bundle names one, else
+  // the plain Linux one; either way the engine's log lines are captured.
+  void installWithoutApp();
   // The started engine of the app.
   std::shared_ptr<TLInternal> engine();
   // The started engine's store manager, which must be initialised (the bundle ships a
@@ -62,6 +66,8 @@ class Session {
 
  private:
   struct Impl;
+  void capture(Platform::Ports& ports);
+
   SessionOptions options_;
   std::unique_ptr<Impl> impl_;
 };

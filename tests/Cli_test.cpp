@@ -1,0 +1,178 @@
+// The command-line tool as a developer runs it: against an app bundle on disk, its own data
+// directory and defaults, and the reference server.
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <fstream>
+
+#include "tests/support/ArchiveBuilder.h"
+#include "tests/support/FixtureBundle.h"
+#include "tests/support/ServerFixture.h"
+#include "tests/support/Subprocess.h"
+#include "tests/support/TempDir.h"
+
+namespace tolvana {
+namespace {
+
+using namespace testing;
+
+void writeFile(const std::string& path, const std::string& text) { std::ofstream(path, std::ios::binary) << text; }
+
+int lineCount(const std::string& text) { return static_cast<int>(std::count(text.begin(), text.end(), '\n')); }
+
+class Cli : public ::testing::Test {
+ protected:
+  // A sample app: English bundle table, prepared stores for en and de built by `pack`.
+  void SetUp() override {
+    FixtureBundle bundle(dir.file("Sample.app"));
+    bundle.info("CFBundleIdentifier", "org.example.cli").info("CFBundleDevelopmentRegion", "en");
+    bundle.info("TolvanaHost", host).info("TolvanaTimeoutIntervalForRequest", 5);
+    bundle.strings("de", "Localizable", {{"only.bundle", "Nur im Bundle"}});
+    bundle.write();
+    writeFile(dir.file("app.json"), R"({"_id":"app1","apiSecret":"s3cr3t-key","__v":1,"baseLanguage":"en",
+                                        "collectMissingEnabled":true,"draftModeEnabled":true})");
+    writeFile(dir.file("en.json"), R"({"version":1,"entries":{"title":{"v":"Welcome"},
+                                       "items[one]":{"v":"%{n} item"},"items[other]":{"v":"%{n} items"}}})");
+    writeFile(dir.file("main.json"), R"({"version":1,"entries":{"title":{"v":"Willkommen","d":"Hallo"}}})");
+    auto packed = tolvana({"pack", "--app-file", dir.file("app.json"), "--strings", "en=" + dir.file("en.json"),
+                           "--strings", "de=" + dir.file("main.json"), "-o",
+                           dir.file("Sample.app/tolvana_settings.tolvana")});
+    ASSERT_EQ(packed.exitCode, 0) << packed.err;
+  }
+
+  ProcessResult tolvana(std::vector<std::string> arguments) {
+    arguments.insert(arguments.begin(), TOLVANA_CLI_BINARY);
+    return runProcess(arguments, {"HOME=" + dir.path(), "LANG=en_US.UTF-8"});
+  }
+  // A command on the sample app.
+  ProcessResult app(std::vector<std::string> arguments) {
+    arguments.insert(arguments.begin(), {"--bundle", dir.file("Sample.app"), "--data-dir", dir.file("data"),
+                                         "--defaults", dir.file("defaults.plist")});
+    if (!ca.empty()) arguments.insert(arguments.begin(), {"--ca", ca});
+    return tolvana(arguments);
+  }
+
+  TempDir dir;
+  std::string host = "https://127.0.0.1:9";  // nothing listens on the discard port
+  std::string ca;
+};
+
+TEST_F(Cli, BadUsageAndMissingAppsFailWithOneLineAndTheirExitCode) {
+  struct Case {
+    std::vector<std::string> arguments;
+    int exitCode;
+    std::string message;
+  };
+  std::vector<Case> cases = {
+      {{}, 2, "A subcommand is required"},
+      {{"lookup"}, 2, "KEY is required"},
+      {{"lookup", "k", "--plural", "one", "--quantity", "2"}, 2, "excludes"},
+      {{"plural", "--language", "x1", "3"}, 2, "'x1' is no language code"},
+      {{"pack", "--app-file", "a.json", "--store", "de", "-o", "x"}, 2, "--store wants LANG=FILE"},
+      {{"--bundle", "/no/such.app", "settings"}, 1, "no app bundle at /no/such.app"},
+      {{"pack", "--app-file", "/no/app.json", "-o", "x"}, 1, "cannot read app file /no/app.json"},
+      {{"unpack", "/no/archive", "out"}, 1, "no archive at /no/archive"},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.message);
+    auto result = tolvana(c.arguments);
+    EXPECT_EQ(result.exitCode, c.exitCode);
+    EXPECT_EQ(lineCount(result.err), 1) << result.err;
+    EXPECT_NE(result.err.find("tolvana: "), std::string::npos);
+    EXPECT_NE(result.err.find(c.message), std::string::npos) << result.err;
+  }
+}
+
+TEST_F(Cli, PackedArchivesUnpackAndCorruptOnesFailCleanly) {
+  auto unpacked = tolvana({"unpack", dir.file("Sample.app/tolvana_settings.tolvana"), dir.file("out")});
+  ASSERT_EQ(unpacked.exitCode, 0) << unpacked.err;
+  EXPECT_TRUE(std::filesystem::is_regular_file(dir.file("out/app.tolvana")));
+  auto store = readWholeFile(dir.file("out/app1/de.sqlite"));
+  ASSERT_TRUE(store);
+  EXPECT_TRUE(store->starts_with("SQLite format 3"));
+
+  ArchiveBuilder escaping;
+  escaping.file("../outside.txt", "x").endBlocks();
+  escaping.writeTo(dir.file("escaping.tolvana"));
+  ArchiveBuilder truncated;
+  truncated.file("app.tolvana", std::string(3000, 'a')).endBlocks();
+  truncated.writeTo(dir.file("truncated.tolvana"), 1200);
+  for (const char* archive : {"escaping.tolvana", "truncated.tolvana"}) {
+    SCOPED_TRACE(archive);
+    auto result = tolvana({"unpack", dir.file(archive), dir.file("bad")});
+    EXPECT_EQ(result.exitCode, 1);
+    EXPECT_EQ(lineCount(result.err), 1) << result.err;
+    EXPECT_NE(result.err.find("cannot unpack"), std::string::npos) << result.err;
+  }
+  EXPECT_FALSE(std::filesystem::exists(dir.file("outside.txt")));
+}
+
+TEST_F(Cli, LookupAnswersAsTheHostWouldAndSaysWhichSourceAnswered) {
+  struct Case {
+    std::vector<std::string> arguments;
+    std::string out;
+  };
+  std::vector<Case> cases = {
+      {{"lookup", "title", "--language", "de-AT", "--json"},
+       R"({"key":"title","source":"language de","text":"Willkommen"})"},
+      {{"lookup", "title", "--language", "de", "--draft"}, "Hallo"},
+      {{"lookup", "title", "--language", "de", "--show-ids"}, "title"},
+      {{"lookup", "only.bundle", "--language", "de", "--json"},
+       R"({"key":"only.bundle","source":"bundle table","text":"Nur im Bundle"})"},
+      {{"lookup", "nowhere", "--default", "Fallback", "--json"},
+       R"({"key":"nowhere","source":"default","text":"Fallback"})"},
+      {{"lookup", "items", "--quantity", "3", "--arg", "n=3"}, "3 items"},
+      {{"lookup", "items", "--plural", "one", "--arg", "n=1"}, "1 item"},
+      {{"plural", "--language", "ru", "3"}, "few"},
+      {{"plural", "--language", "pl-PL", "5"}, "many"},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.out);
+    auto result = app(c.arguments);
+    EXPECT_EQ(result.exitCode, 0) << result.err;
+    EXPECT_EQ(result.out, c.out + "\n");
+  }
+}
+
+TEST_F(Cli, SetLanguagePersistsInTheAppDefaultsAndRefusesUnknownLanguages) {
+  EXPECT_EQ(app({"set-language", "de"}).exitCode, 0);
+  EXPECT_EQ(app({"lookup", "title"}).out, "Willkommen\n");
+  EXPECT_NE(app({"languages"}).out.find("available languages      de, en"), std::string::npos);
+
+  auto refused = app({"set-language", "xx"});
+  EXPECT_EQ(refused.exitCode, 1);
+  EXPECT_NE(refused.err.find("language xx is not one of the app's (de, en)"), std::string::npos) << refused.err;
+  EXPECT_EQ(app({"set-language"}).exitCode, 2);
+
+  EXPECT_EQ(app({"set-language", "--reset"}).exitCode, 0);
+  EXPECT_EQ(app({"lookup", "title"}).out, "Welcome\n");
+}
+
+TEST_F(Cli, UpdateBringsNewGroupsFromTheServerAndFailsCleanlyWithoutOne) {
+  auto unreachable = app({"update"});
+  EXPECT_EQ(unreachable.exitCode, 1);
+  EXPECT_EQ(lineCount(unreachable.err), 1) << unreachable.err;
+  EXPECT_NE(unreachable.err.find("tolvana: update failed"), std::string::npos) << unreachable.err;
+
+  ServerFixture server({});
+  // The app ships version 1 of "main"; the second publication is newer.
+  server.publish("de", "main", {{"title", "Willkommen"}});
+  server.publish("de", "main", {{"title", "Willkommen zurück"}});
+  server.publish("de", "extra", {{"bonus", "Zugabe"}});
+  host = server.baseUrl();
+  ca = server.caFile();
+  SetUp();  // the Info.plist names the running server now
+  auto updated = app({"update", "--groups", "main,extra", "--languages", "de", "--verbose"});
+  ASSERT_EQ(updated.exitCode, 0) << updated.err;
+  EXPECT_NE(updated.out.find("> POST " + server.baseUrl() + "/v4/mobile-apps/sdk/app1"), std::string::npos);
+  EXPECT_NE(updated.out.find("< 200"), std::string::npos) << updated.out;
+
+  auto store = app({"store", "--language", "de"});
+  EXPECT_NE(store.out.find("groups: extra v1, main v2"), std::string::npos) << store.out;
+  // Outside draft mode the answer has no drafts, so the shipped draft goes with the old text.
+  EXPECT_NE(store.out.find("title = \"Willkommen zurück\"\n"), std::string::npos) << store.out;
+  EXPECT_EQ(app({"lookup", "bonus", "--language", "de"}).out, "Zugabe\n");
+}
+
+}  // namespace
+}  // namespace tolvana
