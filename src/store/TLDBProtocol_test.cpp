@@ -86,6 +86,7 @@ TYPED_TEST(TLDBContract, LaterWritesReplaceEarlierOnes) {
   EXPECT_EQ(store->entryForKey("k"), (TLLanguageEntry{"k", "new", ""}));
   EXPECT_EQ(store->getGroupVersion("main"), 2);
   EXPECT_EQ(store->getGroupVersion("extra"), 7);
+  EXPECT_EQ(store->groupList(), (std::map<std::string, std::int64_t>{{"extra", 7}, {"main", 2}}));
 }
 
 }  // namespace
