@@ -120,10 +120,16 @@ class ThreadDispatch final : public Dispatch {
       for (auto& state : pendingQueues_) states.push_back(state);
     }
     workersWake_.notify_all();
+    // A queue no worker has picked up yet would otherwise keep its tasks, and whatever they
+    // capture, alive for as long as its handle lives.
     for (auto& state : states) {
-      std::lock_guard lock(state->mutex);
-      state->stopped = true;
-      state->wake.notify_one();
+      std::deque<Task> discarded;
+      {
+        std::lock_guard lock(state->mutex);
+        state->stopped = true;
+        discarded.swap(state->tasks);
+        state->wake.notify_one();
+      }
     }
     for (auto& worker : workers) worker.join();
   }
