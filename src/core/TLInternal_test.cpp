@@ -66,6 +66,7 @@ TEST(TLInternalStart, SwitchedOffEngineStopsAtOnceAndStartsAgainWhenSwitchedOn) 
   EXPECT_FALSE(off->enabled());
   EXPECT_EQ(off->database(), nullptr);
   EXPECT_TRUE(app.platform.log->lines().empty());
+  // A disabled engine answers from the bundle's own tables.
   EXPECT_EQ(off->localizedStringForKey("k", "fallback").text, "fallback");
   off->setEnabled(true);
   auto on = TLInternal::sharedInstance();
