@@ -58,16 +58,21 @@ TEST(TLInternalStart, LogsInTheFixedOrder) {
   EXPECT_TRUE(app.platform.ui->alerts().empty());
 }
 
-TEST(TLInternalStart, SwitchedOffEngineStopsAtOnce) {
+TEST(TLInternalStart, SwitchedOffEngineStopsAtOnceAndStartsAgainWhenSwitchedOn) {
   AppFixture app;
   app.platform.defaults->setObject("TolvanaEnabled", false);
   app.install();
-  auto engine = TLInternal::sharedInstance();
-  EXPECT_FALSE(engine->enabled());
-  EXPECT_EQ(engine->database(), nullptr);
+  auto off = TLInternal::sharedInstance();
+  EXPECT_FALSE(off->enabled());
+  EXPECT_EQ(off->database(), nullptr);
   EXPECT_TRUE(app.platform.log->lines().empty());
   // A disabled engine answers from the bundle's own tables.
-  EXPECT_EQ(engine->localizedStringForKey("k", "fallback").text, "fallback");
+  EXPECT_EQ(off->localizedStringForKey("k", "fallback").text, "fallback");
+  off->setEnabled(true);
+  auto on = TLInternal::sharedInstance();
+  EXPECT_NE(on, off);
+  EXPECT_TRUE(on->enabled());
+  EXPECT_NE(on->database(), nullptr);
 }
 
 TEST(TLInternalStart, MissingArchiveAlertsOncePerProcess) {
@@ -99,18 +104,6 @@ TEST(TLInternalSwitch, OnlyAChangeIsPersisted) {
   EXPECT_TRUE(app.platform.log->contains("Tolvana is now disabled!"));
   EXPECT_EQ(app.platform.defaults->objectForKey("TolvanaEnabled"), Value(false));
   EXPECT_FALSE(TLInternal::readTolvanaEnabled(*app.platform.defaults));
-}
-
-TEST(TLInternalSwitch, SwitchingOnWithoutStoreStartsAgain) {
-  AppFixture app;
-  app.platform.defaults->setObject("TolvanaEnabled", false);
-  app.install();
-  auto off = TLInternal::sharedInstance();
-  off->setEnabled(true);
-  auto on = TLInternal::sharedInstance();
-  EXPECT_NE(on, off);
-  EXPECT_TRUE(on->enabled());
-  EXPECT_NE(on->database(), nullptr);
 }
 
 TEST(TLInternalStart, LaunchArgumentsAndDraftModeFromDefaults) {

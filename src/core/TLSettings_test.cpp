@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <map>
+
 #include "tests/support/TestPlatform.h"
 #include "tolvana/BuildConfig.h"
 
@@ -10,49 +12,39 @@ namespace {
 
 using testing::TestPlatform;
 
-struct TypedCase {
-  const char* name;
-  const char* key;
-  Value stored;
-  Value expected;  // the accessor's answer
-};
-
-Value read(const char* key) {
-  std::string k = key;
-  if (k == "TolvanaKeepDatabaseOpen") return TLSettings::keepDatabaseOpen();
-  if (k == "TolvanaEnableAutostart") return TLSettings::autostartEnabled();
-  if (k == "TolvanaTimeoutIntervalForRequest") return TLSettings::timeoutIntervalForRequest();
-  if (k == "TolvanaTimeoutIntervalForResource") return TLSettings::timeoutIntervalForResource();
-  if (k == "TolvanaSettingsFilename") return TLSettings::settingsFileName();
-  if (k == "TolvanaLogLevel") return TLSettings::logLevel();
-  if (k == "TolvanaDraftModeEnabled") return TLSettings::draftModeEnabled();
-  ADD_FAILURE() << "no accessor for " << key;
-  return {};
+TEST(TLSettings, WrongKindYieldsTheDefault) {
+  const std::map<std::string, Value (*)()> read = {
+      {"TolvanaKeepDatabaseOpen", [] { return Value(TLSettings::keepDatabaseOpen()); }},
+      {"TolvanaEnableAutostart", [] { return Value(TLSettings::autostartEnabled()); }},
+      {"TolvanaTimeoutIntervalForRequest", [] { return Value(TLSettings::timeoutIntervalForRequest()); }},
+      {"TolvanaTimeoutIntervalForResource", [] { return Value(TLSettings::timeoutIntervalForResource()); }},
+      {"TolvanaSettingsFilename", [] { return Value(TLSettings::settingsFileName()); }},
+      {"TolvanaLogLevel", [] { return Value(TLSettings::logLevel()); }},
+      {"TolvanaDraftModeEnabled", [] { return Value(TLSettings::draftModeEnabled()); }},
+  };
+  const struct {
+    const char* key;
+    Value stored, expected;
+  } cases[] = {
+      {"TolvanaKeepDatabaseOpen", 1, false},
+      {"TolvanaKeepDatabaseOpen", true, true},
+      {"TolvanaKeepDatabaseOpen", "YES", false},
+      {"TolvanaEnableAutostart", false, false},
+      {"TolvanaTimeoutIntervalForRequest", "10", 4.0},
+      {"TolvanaTimeoutIntervalForRequest", 10, 10.0},
+      {"TolvanaTimeoutIntervalForResource", true, 1.0},
+      {"TolvanaTimeoutIntervalForResource", 2.5, 2.5},
+      {"TolvanaSettingsFilename", 3, "tolvana_settings.tolvana"},
+      {"TolvanaLogLevel", "w", "w"},
+      {"TolvanaDraftModeEnabled", Value::Array{}, true},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(std::string(c.key) + " = " + c.stored.description());
+    TestPlatform platform({{c.key, c.stored}});
+    platform.install();
+    EXPECT_EQ(read.at(c.key)(), c.expected);
+  }
 }
-
-class TLSettingsTyped : public ::testing::TestWithParam<TypedCase> {};
-
-TEST_P(TLSettingsTyped, WrongKindYieldsTheDefault) {
-  TestPlatform platform({{GetParam().key, GetParam().stored}});
-  platform.install();
-  EXPECT_EQ(read(GetParam().key), GetParam().expected);
-}
-
-INSTANTIATE_TEST_SUITE_P(
-    Keys, TLSettingsTyped,
-    ::testing::Values(
-        TypedCase{"keepOpenInteger", "TolvanaKeepDatabaseOpen", Value(1), Value(false)},
-        TypedCase{"keepOpenBoolean", "TolvanaKeepDatabaseOpen", Value(true), Value(true)},
-        TypedCase{"keepOpenStringYes", "TolvanaKeepDatabaseOpen", Value("YES"), Value(false)},
-        TypedCase{"autostartOff", "TolvanaEnableAutostart", Value(false), Value(false)},
-        TypedCase{"timeoutString", "TolvanaTimeoutIntervalForRequest", Value("10"), Value(4.0)},
-        TypedCase{"timeoutInteger", "TolvanaTimeoutIntervalForRequest", Value(10), Value(10.0)},
-        TypedCase{"timeoutBoolean", "TolvanaTimeoutIntervalForResource", Value(true), Value(1.0)},
-        TypedCase{"timeoutReal", "TolvanaTimeoutIntervalForResource", Value(2.5), Value(2.5)},
-        TypedCase{"fileNameNumber", "TolvanaSettingsFilename", Value(3), Value("tolvana_settings.tolvana")},
-        TypedCase{"logLevelString", "TolvanaLogLevel", Value("w"), Value("w")},
-        TypedCase{"draftDefaultOn", "TolvanaDraftModeEnabled", Value(Value::Array{}), Value(true)}),
-    [](const auto& info) { return std::string(info.param.name); });
 
 TEST(TLSettings, DefaultsWithoutAnyKey) {
   TestPlatform platform;

@@ -9,46 +9,41 @@ namespace {
 
 using testing::AppFixture;
 
-struct DeviceCase {
-  const char* preferred;
-  const char* osVersion;
-  std::optional<std::string> region;
-  const char* longForm;
-  const char* shortForm;
-  const char* locale;
-};
-
-class DeviceLanguages : public ::testing::TestWithParam<DeviceCase> {};
-
-TEST_P(DeviceLanguages, ThreeForms) {
-  testing::TestPlatform platform;
-  platform.locale->setPreferredLanguages({GetParam().preferred});
-  platform.locale->setCurrentRegion(GetParam().region);
-  platform.device->setSystemVersion(GetParam().osVersion);
-  platform.install();
-  TLDeviceUtil::deviceLanguage(std::nullopt);
-  TLDeviceUtil::deviceLanguageLong(std::nullopt);
-  EXPECT_EQ(TLDeviceUtil::deviceLanguageLong(), GetParam().longForm);
-  EXPECT_EQ(TLDeviceUtil::deviceLanguage(), GetParam().shortForm);
-  EXPECT_EQ(TLDeviceUtil::deviceLocale(), GetParam().locale);
-  // Cached: a changed preference is not seen until the caches are cleared.
-  platform.locale->setPreferredLanguages({"ja"});
-  EXPECT_EQ(TLDeviceUtil::deviceLanguageLong(), GetParam().longForm);
-  EXPECT_EQ(TLDeviceUtil::deviceLocale(), "ja");
+TEST(DeviceLanguages, LongShortAndLocaleForms) {
+  const struct {
+    const char *preferred, *osVersion;
+    std::optional<std::string> region;
+    const char *longForm, *shortForm, *locale;
+  } cases[] = {
+      {"zh-Hans-CN", "17.0", "CN", "zh-Hans", "zh", "zh-Hans-CN"},
+      {"zh-Hant-TW", "17.0", "TW", "zh-Hant", "zh", "zh-Hant-TW"},
+      {"sr-Latn-RS", "17.0", "RS", "sr-Latn", "sr", "sr-Latn-RS"},
+      {"sr-Cyrl-RS", "17.0", "RS", "sr-Cyrl-RS", "sr", "sr-Cyrl-RS"},
+      {"fil", "17.0", "PH", "fil", "tl", "tl"},
+      {"fil-PH", "17.0", "PH", "fil-PH", "tl", "fil-PH"},
+      {"fil", "8.4", "PH", "tl-PH", "tl", "tl"},
+      {"en", "8.4", "US", "en-US", "en", "en"},
+      {"en", "8.4", std::nullopt, "en", "en", "en"},
+      {"en", "9.0", "US", "en", "en", "en"},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(std::string(c.preferred) + " on " + c.osVersion);
+    testing::TestPlatform platform;
+    platform.locale->setPreferredLanguages({c.preferred});
+    platform.locale->setCurrentRegion(c.region);
+    platform.device->setSystemVersion(c.osVersion);
+    platform.install();
+    TLDeviceUtil::deviceLanguage(std::nullopt);
+    TLDeviceUtil::deviceLanguageLong(std::nullopt);
+    EXPECT_EQ(TLDeviceUtil::deviceLanguageLong(), c.longForm);
+    EXPECT_EQ(TLDeviceUtil::deviceLanguage(), c.shortForm);
+    EXPECT_EQ(TLDeviceUtil::deviceLocale(), c.locale);
+    // Cached: a changed preference is not seen until the caches are cleared.
+    platform.locale->setPreferredLanguages({"ja"});
+    EXPECT_EQ(TLDeviceUtil::deviceLanguageLong(), c.longForm);
+    EXPECT_EQ(TLDeviceUtil::deviceLocale(), "ja");
+  }
 }
-
-INSTANTIATE_TEST_SUITE_P(
-    Cases, DeviceLanguages,
-    ::testing::Values(DeviceCase{"zh-Hans-CN", "17.0", "CN", "zh-Hans", "zh", "zh-Hans-CN"},
-                      DeviceCase{"zh-Hant-TW", "17.0", "TW", "zh-Hant", "zh", "zh-Hant-TW"},
-                      DeviceCase{"sr-Latn-RS", "17.0", "RS", "sr-Latn", "sr", "sr-Latn-RS"},
-                      DeviceCase{"sr-Cyrl-RS", "17.0", "RS", "sr-Cyrl-RS", "sr", "sr-Cyrl-RS"},
-                      DeviceCase{"fil", "17.0", "PH", "fil", "tl", "tl"},
-                      DeviceCase{"fil-PH", "17.0", "PH", "fil-PH", "tl", "fil-PH"},
-                      DeviceCase{"fil", "8.4", "PH", "tl-PH", "tl", "tl"},
-                      DeviceCase{"en", "8.4", "US", "en-US", "en", "en"},
-                      DeviceCase{"en", "8.4", std::nullopt, "en", "en", "en"},
-                      DeviceCase{"en", "9.0", "US", "en", "en", "en"}));
 
 class LanguageSelection : public ::testing::Test {
  protected:

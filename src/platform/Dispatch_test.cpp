@@ -8,24 +8,12 @@
 #include "platform/fake/SimulatedClock.h"
 #include "platform/posix/SystemClock.h"
 #include "platform/posix/ThreadDispatch.h"
+#include "tests/support/LogCapture.h"
 
 namespace tolvana {
 namespace {
 
 using namespace std::chrono_literals;
-
-struct Recorder {
-  void add(std::string entry) {
-    std::lock_guard lock(mutex);
-    entries.push_back(std::move(entry));
-  }
-  std::vector<std::string> snapshot() {
-    std::lock_guard lock(mutex);
-    return entries;
-  }
-  std::mutex mutex;
-  std::vector<std::string> entries;
-};
 
 struct ThreadHarness {
   static constexpr bool kManual = false;
@@ -49,7 +37,7 @@ struct ManualHarness {
 
 template <class Harness>
 struct DispatchContract : ::testing::Test {
-  Recorder recorder;  // outlives the dispatch, whose threads may still hold tasks
+  testing::LogCapture recorder;  // outlives the dispatch, whose threads may still hold tasks
   Harness h;
 };
 using Implementations = ::testing::Types<ThreadHarness, ManualHarness>;
@@ -59,21 +47,21 @@ TYPED_TEST(DispatchContract, MainQueueRunsInOrderOnTheMainThreadOnly) {
   auto& d = *this->h.dispatch;
   std::vector<std::string> expected;
   for (int i = 0; i < 50; ++i) {
-    d.mainAsync([&, i] { this->recorder.add(std::to_string(i) + (d.isMainThread() ? "" : " off main")); });
+    d.mainAsync([&, i] { this->recorder.writeLine(std::to_string(i) + (d.isMainThread() ? "" : " off main")); });
     expected.push_back(std::to_string(i));
   }
   std::atomic<int> offMain{0};
   d.globalAsync([&] { offMain += !d.isMainThread(); });
   d.makeSerialQueue("contract")->async([&] { offMain += !d.isMainThread(); });
-  ASSERT_TRUE(this->h.waitFor([&] { return this->recorder.snapshot().size() == 50 && offMain == 2; }));
-  EXPECT_EQ(this->recorder.snapshot(), expected);
+  ASSERT_TRUE(this->h.waitFor([&] { return this->recorder.lines().size() == 50 && offMain == 2; }));
+  EXPECT_EQ(this->recorder.lines(), expected);
 }
 
 TYPED_TEST(DispatchContract, DelayedTasksRunByDueTimeAndNeverEarly) {
   auto& clock = *this->h.clock;
   auto start = clock.monotonicNow();
   auto task = [&](const char* name, std::chrono::milliseconds delay) {
-    return [&, name, delay] { this->recorder.add(clock.monotonicNow() - start >= delay ? name : "early"); };
+    return [&, name, delay] { this->recorder.writeLine(clock.monotonicNow() - start >= delay ? name : "early"); };
   };
   this->h.dispatch->mainAfter(60ms, task("60", 60ms));
   this->h.dispatch->mainAfter(20ms, task("20a", 20ms));
@@ -81,12 +69,12 @@ TYPED_TEST(DispatchContract, DelayedTasksRunByDueTimeAndNeverEarly) {
   this->h.dispatch->mainAsync(task("now", 0ms));
   if constexpr (TypeParam::kManual) {
     this->h.manual->drain();
-    EXPECT_EQ(this->recorder.snapshot(), std::vector<std::string>{"now"});
+    EXPECT_EQ(this->recorder.lines(), std::vector<std::string>{"now"});
     EXPECT_EQ(this->h.manual->pendingCount(), 3u);
   }
   this->h.advance(60ms);
-  ASSERT_TRUE(this->h.waitFor([&] { return this->recorder.snapshot().size() == 4; }));
-  EXPECT_EQ(this->recorder.snapshot(), (std::vector<std::string>{"now", "20a", "20b", "60"}));
+  ASSERT_TRUE(this->h.waitFor([&] { return this->recorder.lines().size() == 4; }));
+  EXPECT_EQ(this->recorder.lines(), (std::vector<std::string>{"now", "20a", "20b", "60"}));
 }
 
 // Tasks hold the queue itself and the test drops its reference while they are pending: the
@@ -97,15 +85,15 @@ TYPED_TEST(DispatchContract, SerialQueueKeepsOrderAfterItsLastHandleIsDropped) {
   std::vector<std::string> expected;
   for (int i = 0; i < 100; ++i) {
     queue->async([this, queue, i] {
-      this->recorder.add(std::to_string(i));
-      if (i == 99) queue->async([this] { this->recorder.add("queued by a task"); });
+      this->recorder.writeLine(std::to_string(i));
+      if (i == 99) queue->async([this] { this->recorder.writeLine("queued by a task"); });
     });
     expected.push_back(std::to_string(i));
   }
   expected.push_back("queued by a task");
   queue.reset();
-  ASSERT_TRUE(this->h.waitFor([&] { return this->recorder.snapshot().size() == 101 && watch.expired(); }));
-  EXPECT_EQ(this->recorder.snapshot(), expected);
+  ASSERT_TRUE(this->h.waitFor([&] { return this->recorder.lines().size() == 101 && watch.expired(); }));
+  EXPECT_EQ(this->recorder.lines(), expected);
 }
 
 TYPED_TEST(DispatchContract, GlobalQueueRunsTasksConcurrently) {

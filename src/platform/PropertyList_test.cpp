@@ -13,23 +13,13 @@ namespace {
 using testing::TempDir;
 
 Value everyKind(double date) {
+  // "one" must stay an Integer rather than turn into a Boolean, and "wholeReal" a Real.
   return Value::Dictionary{
-      {"bool", true},
-      {"false", false},
-      {"one", 1},  // must stay an Integer, not turn into a Boolean
-      {"negative", -7},
-      {"max", std::numeric_limits<std::int64_t>::max()},
-      {"min", std::numeric_limits<std::int64_t>::min()},
-      {"real", 3.25},
-      {"fraction", 0.1},
-      {"tiny", 1e-300},
-      {"wholeReal", 2.0},  // must stay a Real
-      {"string", "Grüße <&> \"🙂\""},
-      {"empty", ""},
-      {"data", Value::Data{0, 1, 0xFF, '<'}},
-      {"noData", Value::Data{}},
-      {"date", Value::Date{date}},
-      {"array", Value::Array{1, "two", Value::Array{}, Value::Dictionary{}}},
+      {"bool", true}, {"false", false}, {"one", 1}, {"negative", -7},
+      {"max", std::numeric_limits<std::int64_t>::max()}, {"min", std::numeric_limits<std::int64_t>::min()},
+      {"real", 3.25}, {"fraction", 0.1}, {"tiny", 1e-300}, {"wholeReal", 2.0},
+      {"string", "Grüße <&> \"🙂\""}, {"empty", ""}, {"data", Value::Data{0, 1, 0xFF, '<'}}, {"noData", Value::Data{}},
+      {"date", Value::Date{date}}, {"array", Value::Array{1, "two", Value::Array{}, Value::Dictionary{}}},
       {"nested", Value::Dictionary{{"deeper", Value::Dictionary{{"x", 1.5}}}}},
   };
 }

@@ -35,27 +35,23 @@ TEST_F(TLDBFileTest, WritesReachTheFileOnlyThroughSave) {
   EXPECT_EQ(TLDBFile::initWithPath(path)->entryValueForKey("k"), "v");
 }
 
-TEST_F(TLDBFileTest, FileKeepsPrefixedRowsWithoutAbsentParts) {
+TEST_F(TLDBFileTest, FileKeepsPrefixedRowsWithoutAbsentPartsAndOffersNoListing) {
   auto store = TLDBFile::initWithPath(path);
   store->createOrUpdateEntry("k", "v", std::nullopt);
   store->createOrUpdateEntry("e", "", "d");
+  store->createOrUpdateEntry("a", std::nullopt, "d");
   store->createOrUpdateGroup("main", 12);
+  EXPECT_EQ(store->entryList(), std::nullopt);
+  EXPECT_EQ(store->entryValueForKey("a"), std::nullopt);
+  EXPECT_EQ(store->entryValueForKey("e"), "");
   store->save();
   Value expected = Value::Dictionary{
       {"ENTRY\xEF\xB9\x95k", Value::Dictionary{{"value", "v"}}},
       {"ENTRY\xEF\xB9\x95" "e", Value::Dictionary{{"value", ""}, {"draft", "d"}}},
+      {"ENTRY\xEF\xB9\x95" "a", Value::Dictionary{{"draft", "d"}}},
       {"GROUP\xEF\xB9\x95main", Value::Dictionary{{"name", "main"}, {"version", 12}}},
   };
   EXPECT_EQ(plist::readFile(path), expected);
-}
-
-TEST_F(TLDBFileTest, OffersNoListingAndTellsAbsentValuesFromEmptyOnes) {
-  auto store = TLDBFile::initWithPath(path);
-  store->createOrUpdateEntry("absent", std::nullopt, "d");
-  store->createOrUpdateEntry("empty", "", std::nullopt);
-  EXPECT_EQ(store->entryList(), std::nullopt);
-  EXPECT_EQ(store->entryValueForKey("absent"), std::nullopt);
-  EXPECT_EQ(store->entryValueForKey("empty"), "");
 }
 
 TEST_F(TLDBFileTest, UnreadableFileStartsAnEmptyStore) {

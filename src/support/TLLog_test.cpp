@@ -9,44 +9,29 @@ namespace {
 
 using testing::TestPlatform;
 
-void logAllLevels() {
-  for (int level = 0; level <= 5; ++level) TLLog::sharedInstance().log(TLLog::tag(), level, "level %d", level);
+TEST(TLLog, ShowsLevelsAtOrAboveTheThreshold) {
+  const struct {
+    std::optional<Value> setting;
+    const char* shown;
+  } cases[] = {
+      {std::nullopt, "IWEA"}, {"w", "WEA"},          {"W", "WEA"},     {"v", "VDIWEA"},
+      {"warn", "IWEA"},       {"error", "IWEA"},     {0, "VDIWEA"},    {9, ""},
+      {-3, "VDIWEA"},         {4.7, "EA"},           {true, "DIWEA"},  {Value::Array{}, "IWEA"},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.setting ? c.setting->description() : "(absent)");
+    Value::Dictionary info;
+    if (c.setting) info["TolvanaLogLevel"] = *c.setting;
+    TestPlatform platform(info);
+    platform.install();
+    for (int level = 0; level <= 5; ++level) TLLog::sharedInstance().log(TLLog::tag(), level, "level %d", level);
+    std::string shown;
+    for (const auto& line : platform.log->lines()) shown += line.substr(0, 1);
+    EXPECT_EQ(shown, c.shown);
+  }
 }
 
-std::string levelsShown(const testing::LogCapture& log) {
-  std::string shown;
-  for (const auto& line : log.lines()) shown += line.substr(0, 1);
-  return shown;
-}
-
-struct ThresholdCase {
-  const char* name;
-  std::optional<Value> setting;
-  const char* shown;
-};
-
-class TLLogThreshold : public ::testing::TestWithParam<ThresholdCase> {};
-
-TEST_P(TLLogThreshold, ShowsLevelsAtOrAboveTheThreshold) {
-  Value::Dictionary info;
-  if (GetParam().setting) info["TolvanaLogLevel"] = *GetParam().setting;
-  TestPlatform platform(info);
-  platform.install();
-  logAllLevels();
-  EXPECT_EQ(levelsShown(*platform.log), GetParam().shown);
-}
-
-INSTANTIATE_TEST_SUITE_P(
-    Settings, TLLogThreshold,
-    ::testing::Values(ThresholdCase{"absent", std::nullopt, "IWEA"}, ThresholdCase{"lowerW", Value("w"), "WEA"},
-                      ThresholdCase{"upperW", Value("W"), "WEA"}, ThresholdCase{"verbose", Value("v"), "VDIWEA"},
-                      ThresholdCase{"wordWarn", Value("warn"), "IWEA"}, ThresholdCase{"wordError", Value("error"), "IWEA"},
-                      ThresholdCase{"numberZero", Value(0), "VDIWEA"}, ThresholdCase{"numberNine", Value(9), ""},
-                      ThresholdCase{"negative", Value(-3), "VDIWEA"}, ThresholdCase{"real", Value(4.7), "EA"},
-                      ThresholdCase{"booleanIsOne", Value(true), "DIWEA"}, ThresholdCase{"array", Value(Value::Array{}), "IWEA"}),
-    [](const auto& info) { return std::string(info.param.name); });
-
-TEST(TLLog, LineFormatSplitsOnLineFeedsOnly) {
+TEST(TLLog, LineFormatSplitsOnLineFeedsOnlyAndKnowsSixLevels) {
   TestPlatform platform;
   platform.install();
   logError("first\nsecond\r\nthird\n");
@@ -58,6 +43,8 @@ TEST(TLLog, LineFormatSplitsOnLineFeedsOnly) {
   platform.log->clear();
   logWarning("");
   EXPECT_EQ(platform.log->lines(), std::vector<std::string>{"W/Tolvana\xEF\xB9\x95 "});
+  EXPECT_EQ(TLLog::levelAsString(6), std::nullopt);
+  EXPECT_EQ(TLLog::levelAsString(-1), std::nullopt);
 }
 
 TEST(TLLog, CustomTagReadsItsOwnThresholdKey) {
@@ -81,13 +68,6 @@ TEST(TLLog, ThresholdIsCachedUntilReset) {
   EXPECT_EQ(TLLog::sharedInstance().levelForTag("Tolvana"), 0);
   TLLog::sharedInstance().setLevelForTag("Other", 5);
   EXPECT_EQ(TLLog::sharedInstance().levelForTag("Other"), 5);
-}
-
-TEST(TLLog, LevelStrings) {
-  EXPECT_EQ(TLLog::levelAsString(0), "V");
-  EXPECT_EQ(TLLog::levelAsString(5), "A");
-  EXPECT_EQ(TLLog::levelAsString(6), std::nullopt);
-  EXPECT_EQ(TLLog::levelAsString(-1), std::nullopt);
 }
 
 }  // namespace

@@ -40,7 +40,7 @@ class ResponseParserTest : public ::testing::Test {
   std::shared_ptr<TLDatabase> db;
 };
 
-TEST_F(ResponseParserTest, EmptyAndVersionlessAnswers) {
+TEST_F(ResponseParserTest, EmptyVersionlessAndDatalessAnswers) {
   EXPECT_TRUE(parse("{}"));
   EXPECT_TRUE(app.platform.log->contains("Empty Response"));
   EXPECT_FALSE(TLDatabase::isLanguageDeleted("de"));
@@ -52,6 +52,11 @@ TEST_F(ResponseParserTest, EmptyAndVersionlessAnswers) {
   EXPECT_TRUE(app.platform.log->contains("Missing Baselanguage."));
   EXPECT_FALSE(parse("[1,2]"));
   EXPECT_FALSE(parse("{\"__v\": 3, \"data\": {\"de\""));
+
+  // A versioned answer without data means the project has no languages left.
+  EXPECT_TRUE(parse(R"({"__v":2,"baseLanguage":"en"})"));
+  EXPECT_TRUE(TLDatabase::isLanguageDeleted("de"));
+  EXPECT_TRUE(TLDatabase::isLanguageDeleted("en"));
 }
 
 TEST_F(ResponseParserTest, OnlyNewerGroupsAreWrittenOneTransactionEach) {
@@ -107,12 +112,6 @@ TEST_F(ResponseParserTest, HostileTypesAreSkippedAndNoTransactionStaysOpen) {
   ASSERT_EQ(sqlite3_open(app.storePath("de").c_str(), &other), SQLITE_OK);
   EXPECT_EQ(sqlite3_exec(other, "BEGIN IMMEDIATE; COMMIT;", nullptr, nullptr, nullptr), SQLITE_OK);
   sqlite3_close(other);
-}
-
-TEST_F(ResponseParserTest, AnswerWithoutDataMarksEveryStoredLanguageDeleted) {
-  EXPECT_TRUE(parse(R"({"__v":2,"baseLanguage":"en"})"));
-  EXPECT_TRUE(TLDatabase::isLanguageDeleted("de"));
-  EXPECT_TRUE(TLDatabase::isLanguageDeleted("en"));
 }
 
 TEST(ResponseParserV1, EmptyLanguagesCreateNoStore) {

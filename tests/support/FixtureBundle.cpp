@@ -14,11 +14,7 @@ std::string quotedText(std::string_view text) {
   std::string out = "\"";
   for (char c : text) {
     if (c == '"' || c == '\\') out += '\\';
-    if (c == '\n') {
-      out += "\\n";
-      continue;
-    }
-    out += c;
+    out += c == '\n' ? std::string("\\n") : std::string(1, c);
   }
   return out + "\"";
 }
@@ -45,6 +41,9 @@ std::string toUtf16(std::string_view utf8, bool bigEndian) {
   }
   return out;
 }
+
+// The language folder a table lives in; tables without a language sit at the top.
+std::string lproj(const std::string& language) { return language.empty() ? "" : language + ".lproj/"; }
 
 std::string asString(const std::vector<std::uint8_t>& bytes) { return std::string(bytes.begin(), bytes.end()); }
 
@@ -93,14 +92,13 @@ std::string FixtureBundle::encodeStrings(const Entries& entries, StringsEncoding
 
 FixtureBundle& FixtureBundle::strings(const std::string& language, const std::string& table, const Entries& entries,
                                       StringsEncoding encoding) {
-  std::string folder = language.empty() ? "" : language + ".lproj/";
-  return resource(folder + table + ".strings", encodeStrings(entries, encoding));
+  return resource(lproj(language) + table + ".strings", encodeStrings(entries, encoding));
 }
 
 FixtureBundle& FixtureBundle::stringsdict(const std::string& language, const std::string& table,
                                           Value::Dictionary entries) {
-  std::string folder = language.empty() ? "" : language + ".lproj/";
-  return resource(folder + table + ".stringsdict", asString(plist::serialize(Value(std::move(entries)), plist::Format::Xml)));
+  return resource(lproj(language) + table + ".stringsdict",
+                  asString(plist::serialize(Value(std::move(entries)), plist::Format::Xml)));
 }
 
 FixtureBundle& FixtureBundle::resource(const std::string& relativePath, std::string bytes) {
