@@ -100,6 +100,7 @@ TEST_F(TLDatabaseTest, ArchiveNamesAndTheFlutterFallBack) {
 
 TEST_F(TLDatabaseTest, NextStartRemovesMarkedStoresAndKeepsTheOthers) {
   shipThreeLanguages();
+  app.bundle.info("TolvanaLogLevel", "v");
   app.install();
   auto db = TLDatabase::create();
   ASSERT_NE(db, nullptr);
@@ -118,6 +119,7 @@ TEST_F(TLDatabaseTest, NextStartRemovesMarkedStoresAndKeepsTheOthers) {
   auto second = TLDatabase::create();
   ASSERT_NE(second, nullptr);
   EXPECT_FALSE(fs::exists(app.storePath("fr")));
+  EXPECT_TRUE(app.platform.log->contains("File lang fr is marked for  deletion, removing it now"));
   EXPECT_FALSE(second->isLanguageSupported("fr"));
   EXPECT_EQ(second->valueWithKey("hello", "de"), "Servus");  // kept stores are not unpacked over
 
