@@ -5,6 +5,7 @@
 #include <filesystem>
 #include <fstream>
 
+#include "support/Files.h"
 #include "tests/support/ArchiveBuilder.h"
 #include "tests/support/FixtureBundle.h"
 #include "tests/support/ServerFixture.h"

@@ -1,18 +1,14 @@
 #include "platform/PropertyList.h"
 
-#include <fcntl.h>
 #include <plist/plist.h>
-#include <sys/stat.h>
-#include <unistd.h>
 
 #include <algorithm>
-#include <cerrno>
 #include <cmath>
 #include <cstdlib>
-#include <cstring>
-#include <filesystem>
 #include <limits>
 #include <memory>
+
+#include "support/Files.h"
 
 namespace tolvana::plist {
 
@@ -161,17 +157,6 @@ plist_t toNode(const Value& value) {
   return nullptr;
 }
 
-bool writeAll(int fd, const std::vector<std::uint8_t>& bytes) {
-  std::size_t done = 0;
-  while (done < bytes.size()) {
-    ssize_t n = ::write(fd, bytes.data() + done, bytes.size() - done);
-    if (n < 0 && errno == EINTR) continue;
-    if (n <= 0) return false;
-    done += static_cast<std::size_t>(n);
-  }
-  return true;
-}
-
 }  // namespace
 
 std::optional<Value> parse(const std::vector<std::uint8_t>& bytes, std::string* error) {
@@ -220,26 +205,9 @@ std::vector<std::uint8_t> serialize(const Value& value, Format format) {
 }
 
 std::optional<Value> readFile(const std::string& path, std::string* error) {
-  int fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
-  if (fd < 0) {
-    setError(error, path + ": " + std::strerror(errno));
-    return std::nullopt;
-  }
-  std::vector<std::uint8_t> bytes;
-  std::uint8_t chunk[16384];
-  for (;;) {
-    ssize_t n = ::read(fd, chunk, sizeof chunk);
-    if (n < 0 && errno == EINTR) continue;
-    if (n < 0) {
-      int saved = errno;
-      ::close(fd);
-      setError(error, path + ": " + std::strerror(saved));
-      return std::nullopt;
-    }
-    if (n == 0) break;
-    bytes.insert(bytes.end(), chunk, chunk + n);
-  }
-  ::close(fd);
+  auto text = readWholeFile(path, error);
+  if (!text) return std::nullopt;
+  std::vector<std::uint8_t> bytes(text->begin(), text->end());
   std::string reason;
   auto value = parse(bytes, &reason);
   if (!value) setError(error, path + ": " + reason);
@@ -252,49 +220,8 @@ bool writeFileAtomically(const std::string& path, const Value& value, Format for
     setError(error, path + ": a null value has no property-list form");
     return false;
   }
-  std::filesystem::path target(path);
-  std::filesystem::path directory = target.parent_path();
-  if (directory.empty()) directory = ".";
-  std::error_code ec;
-  std::filesystem::create_directories(directory, ec);
-  if (ec) {
-    setError(error, directory.string() + ": " + ec.message());
-    return false;
-  }
-
-  std::string temp = (directory / ("." + target.filename().string() + ".XXXXXX")).string();
-  int fd = ::mkstemp(temp.data());
-  if (fd < 0) {
-    setError(error, path + ": cannot create a temporary file: " + std::strerror(errno));
-    return false;
-  }
-  // mkstemp makes the file private; keep the mode of the file being replaced, else the
-  // usual mode of a settings file.
-  struct stat existing {};
-  ::fchmod(fd, ::stat(path.c_str(), &existing) == 0 ? (existing.st_mode & 07777) : 0644);
-
-  bool ok = writeAll(fd, bytes) && ::fsync(fd) == 0;
-  int saved = errno;
-  if (::close(fd) != 0 && ok) {
-    ok = false;
-    saved = errno;
-  }
-  if (ok && ::rename(temp.c_str(), path.c_str()) != 0) {
-    ok = false;
-    saved = errno;
-  }
-  if (!ok) {
-    ::unlink(temp.c_str());
-    setError(error, path + ": " + std::strerror(saved));
-    return false;
-  }
-  // The rename is durable only once the directory entry itself is on disk.
-  int dirFd = ::open(directory.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-  if (dirFd >= 0) {
-    ::fsync(dirFd);
-    ::close(dirFd);
-  }
-  return true;
+  return replaceFileAtomically(path, std::string_view(reinterpret_cast<const char*>(bytes.data()), bytes.size()),
+                               error);
 }
 
 }  // namespace tolvana::plist

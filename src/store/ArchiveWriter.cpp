@@ -5,9 +5,9 @@
 #include <algorithm>
 #include <cstdio>
 #include <filesystem>
-#include <fstream>
 
 #include "store/TLArchive.h"
+#include "support/Files.h"
 
 namespace tolvana {
 
@@ -91,22 +91,7 @@ bool ArchiveWriter::addDirectory(std::string_view name, std::string* error) {
 std::string ArchiveWriter::finishedBytes() const { return bytes_ + std::string(2 * TLArchive::kBlockSize, '\0'); }
 
 bool ArchiveWriter::writeTo(const std::string& path, std::string* error) const {
-  std::string temporary = path + ".partial";
-  {
-    std::ofstream out(temporary, std::ios::binary | std::ios::trunc);
-    std::string bytes = finishedBytes();
-    out.write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
-    if (!out.flush()) {
-      fail(error, "cannot write " + path);
-      std::error_code ignored;
-      std::filesystem::remove(temporary, ignored);
-      return false;
-    }
-  }
-  std::error_code failure;
-  std::filesystem::rename(temporary, path, failure);
-  if (failure) fail(error, "cannot write " + path + ": " + failure.message());
-  return !failure;
+  return replaceFileAtomically(path, finishedBytes(), error);
 }
 
 std::optional<std::string> gzipCompress(std::string_view data, int level) {

@@ -15,6 +15,7 @@
 #include <vector>
 
 #include "store/TLDatabase.h"
+#include "support/Files.h"
 #include "support/TLLog.h"
 #include "sync/TLDeviceUtil.h"
 #include "tolvana/platform/Platform.h"
@@ -101,16 +102,6 @@ std::string languageOfMember(std::string_view name) {
 
 std::string describe(std::string_view what, std::string_view path, int error) {
   return std::string(what) + " " + std::string(path) + ": " + std::strerror(error);
-}
-
-bool writeAll(int fd, std::span<const char> data) {
-  while (!data.empty()) {
-    ssize_t written = ::write(fd, data.data(), data.size());
-    if (written < 0 && errno == EINTR) continue;
-    if (written <= 0) return false;
-    data = data.subspan(static_cast<std::size_t>(written));
-  }
-  return true;
 }
 
 bool writeEmptyFileAtomically(const std::string& path, std::string* error) {

@@ -11,6 +11,7 @@
 
 #include "store/TLDBSqlite.h"
 #include "store/TLDatabase.h"
+#include "support/Files.h"
 #include "support/TLLog.h"
 #include "sync/TLDeviceUtil.h"
 #include "tests/support/ArchiveBuilder.h"
@@ -22,7 +23,6 @@ namespace {
 
 namespace fs = std::filesystem;
 using testing::ArchiveBuilder;
-using testing::readWholeFile;
 using testing::TempDir;
 using testing::TestPlatform;
 

@@ -4,14 +4,13 @@
 
 #include <chrono>
 #include <filesystem>
-#include <fstream>
-#include <sstream>
 
 #include "core/TLSettings.h"
 #include "platform/PropertyList.h"
 #include "store/TLArchive.h"
 #include "store/TLDBFile.h"
 #include "store/TLDBSqlite.h"
+#include "support/Files.h"
 #include "support/Json.h"
 #include "support/StringUtil.h"
 #include "support/TLLog.h"
@@ -80,15 +79,6 @@ std::optional<std::string> locateArchive(const std::string& archiveName) {
   return path;
 }
 
-std::optional<std::string> readTextFile(const std::string& path) {
-  std::ifstream in(path, std::ios::binary);
-  if (!in) return std::nullopt;
-  std::ostringstream text;
-  text << in.rdbuf();
-  if (in.bad()) return std::nullopt;
-  return text.str();
-}
-
 std::vector<std::string> storeLanguagesIn(const std::string& directory) {
   std::vector<std::string> languages;
   std::error_code ec;
@@ -135,7 +125,7 @@ std::shared_ptr<TLDatabase> TLDatabase::create() {
     logError("App settings file missing or outdated! Please download the settings file for your app from the dashboard.");
     return nullptr;
   }
-  auto text = readTextFile(appFile);
+  auto text = readWholeFile(appFile);
   if (!text) {
     logInfo("Missing Tolvana Settings File: %@", archiveName);
     return nullptr;

@@ -6,7 +6,6 @@
 #include <cstring>
 #include <fstream>
 #include <memory>
-#include <sstream>
 #include <stdexcept>
 
 #include "store/ArchiveWriter.h"
@@ -121,14 +120,6 @@ std::string sqliteStore(const StoreContents& contents) {
   std::string bytes(reinterpret_cast<const char*>(image), static_cast<std::size_t>(size));
   sqlite3_free(image);
   return bytes;
-}
-
-std::optional<std::string> readWholeFile(const std::string& path) {
-  std::ifstream in(path, std::ios::binary);
-  if (!in) return std::nullopt;
-  std::ostringstream text;
-  text << in.rdbuf();
-  return std::move(text).str();
 }
 
 }  // namespace tolvana::testing

@@ -58,7 +58,5 @@ class ArchiveBuilder {
 std::string gzip(std::string_view data);
 // The bytes of an SQLite file with the store's two tables and the contents.
 std::string sqliteStore(const StoreContents& contents);
-// The whole file, or nullopt when it cannot be read.
-std::optional<std::string> readWholeFile(const std::string& path);
 
 }  // namespace tolvana::testing

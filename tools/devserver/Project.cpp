@@ -1,9 +1,8 @@
 #include "Project.h"
 
 #include <filesystem>
-#include <fstream>
-#include <sstream>
 
+#include "support/Files.h"
 #include "support/Json.h"
 
 namespace fs = std::filesystem;
@@ -13,28 +12,13 @@ namespace tolvana::devserver {
 namespace {
 
 std::optional<Value> readJson(const fs::path& path) {
-  std::ifstream in(path);
-  if (!in) return std::nullopt;
-  std::stringstream text;
-  text << in.rdbuf();
-  return json::parse(text.str());
+  auto text = readWholeFile(path.string());
+  if (!text) return std::nullopt;
+  return json::parse(*text);
 }
 
 bool writeJson(const fs::path& path, const Value& value, std::string* error) {
-  std::error_code ec;
-  fs::create_directories(path.parent_path(), ec);
-  fs::path temporary = path.string() + ".tmp";
-  {
-    std::ofstream out(temporary, std::ios::trunc);
-    out << json::serialize(value);
-    if (!out) {
-      *error = "cannot write " + temporary.string();
-      return false;
-    }
-  }
-  fs::rename(temporary, path, ec);
-  if (ec) *error = "cannot write " + path.string() + ": " + ec.message();
-  return !ec;
+  return replaceFileAtomically(path.string(), json::serialize(value), error);
 }
 
 }  // namespace

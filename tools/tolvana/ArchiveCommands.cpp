@@ -9,25 +9,22 @@
 // at every start, and strings in it would overwrite what updates brought.
 #include <cstdio>
 #include <filesystem>
-#include <fstream>
 #include <nlohmann/json.hpp>
-#include <sstream>
 
 #include "Commands.h"
 #include "store/ArchiveWriter.h"
 #include "store/TLArchive.h"
 #include "store/TLDBSqlite.h"
+#include "support/Files.h"
 
 namespace tolvana::cli {
 
 namespace {
 
 std::string readFile(const std::string& path, const char* what) {
-  std::ifstream in(path, std::ios::binary);
-  if (!in) throw CommandError(std::string("cannot read ") + what + " " + path);
-  std::ostringstream text;
-  text << in.rdbuf();
-  return std::move(text).str();
+  auto bytes = readWholeFile(path);
+  if (!bytes) throw CommandError(std::string("cannot read ") + what + " " + path);
+  return std::move(*bytes);
 }
 
 // Fails early on what would make the app refuse the archive at start.

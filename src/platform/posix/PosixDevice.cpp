@@ -6,10 +6,11 @@
 
 #include <algorithm>
 #include <cstdlib>
-#include <filesystem>
 #include <mutex>
 #include <fstream>
 #include <iterator>
+
+#include "support/Files.h"
 
 namespace tolvana {
 
@@ -115,16 +116,7 @@ class PosixDevice final : public Device {
     std::lock_guard lock(vendorMutex_);
     if (auto stored = readFirstLine(path); stored && stored->size() == 36) return stored;
     std::string identifier = randomUuid();
-    std::error_code ec;
-    std::filesystem::create_directories(std::filesystem::path(path).parent_path(), ec);
-    std::string temporary = path + ".tmp";
-    {
-      std::ofstream out(temporary, std::ios::trunc);
-      out << identifier << '\n';
-      if (!out) return std::nullopt;
-    }
-    std::filesystem::rename(temporary, path, ec);
-    if (ec) return std::nullopt;
+    if (!replaceFileAtomically(path, identifier + '\n')) return std::nullopt;
     return identifier;
   }
   // The integrity test: nothing was injected into the process through the dynamic loader,
