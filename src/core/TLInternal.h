@@ -30,14 +30,17 @@ namespace tolvana {
 
 class TolvanaScreenshotInterface;
 
+// Which step of the look-up chain answered, for tools that explain a look-up.
+enum class TLLookupSource { engineOff, language, bundleTable, defaultValue, key };
+
 // A look-up result; key is set when the text must carry the key that produced it (draft
-// mode and UI tests), so the review tools can tie a shown text back to its key. source says
-// which step of the chain answered, for tools that explain a look-up: "language <code>",
-// "bundle table", "default" or "key" (empty where the engine is off and the bundle answers).
+// mode and UI tests), so the review tools can tie a shown text back to its key.
+// sourceLanguage is the store's language when a store answered.
 struct TLLocalizedString {
   std::string text;
   std::optional<std::string> key;
-  std::string source;
+  TLLookupSource source = TLLookupSource::engineOff;
+  std::string sourceLanguage;
 };
 
 // Language → key → text (or default value).

@@ -17,7 +17,7 @@ bool absentOrEmpty(const std::optional<std::string>& text) { return !text || tex
 bool tagsResults(const TLInternal& engine) { return engine.isInDraftMode() || TLDeviceUtil::isUITestRunning(); }
 
 TLLocalizedString tagged(const TLInternal& engine, std::string text, std::string_view key) {
-  TLLocalizedString result{std::move(text), std::nullopt};
+  TLLocalizedString result{std::move(text), std::nullopt, TLLookupSource::engineOff, {}};
   if (tagsResults(engine)) result.key = std::string(key);
   return result;
 }
@@ -52,16 +52,16 @@ TLLocalizedString TLInternal::localizedStringForKey(std::string_view key, std::o
   std::optional<std::string> base = db->baseLanguage();
 
   std::optional<std::string> result = localizedStringForKeyAndLanguage(key, deviceLong);
-  std::string source = "language " + deviceLong;
+  const std::string* answeredIn = &deviceLong;
   if (absentOrEmpty(result) && deviceShort != deviceLong) {
     result = localizedStringForKeyAndLanguage(key, deviceShort);
-    source = "language " + deviceShort;
+    answeredIn = &deviceShort;
   }
   std::optional<std::optional<std::string>> baseValue;
   if (absentOrEmpty(result) && base) {
     result = localizedStringForKeyAndLanguage(key, *base);
     baseValue = result;
-    source = "language " + *base;
+    answeredIn = &*base;
   }
 
   // A miss is recorded only in the base language (or the bundle's development language),
@@ -86,16 +86,20 @@ TLLocalizedString TLInternal::localizedStringForKey(std::string_view key, std::o
     }
   }
 
+  TLLookupSource source = TLLookupSource::language;
   if (absentOrEmpty(result)) {
     result = orMainBundle(bundle)->localizedStringForKey(key, value, table);
     if (result->empty() && !key.empty()) result = std::string(value && !value->empty() ? *value : key);
     // The bundle falls back to the value, then the key, by itself; an answer equal to either
     // is taken as that fall-back.
-    source = value && !value->empty() && *result == *value ? "default" : *result == key ? "key" : "bundle table";
+    source = value && !value->empty() && *result == *value ? TLLookupSource::defaultValue
+             : *result == key                              ? TLLookupSource::key
+                                                           : TLLookupSource::bundleTable;
   }
   if (TLSettings::enableLogGetString()) logVerbose("getString called - key: '%@' value: '%@'", key, *result);
   TLLocalizedString answer = tagged(*this, std::move(*result), key);
-  answer.source = std::move(source);
+  answer.source = source;
+  if (source == TLLookupSource::language) answer.sourceLanguage = *answeredIn;
   return answer;
 }
 
@@ -126,10 +130,11 @@ TLLocalizedString TLInternal::localizedStringForKeyWithArguments(std::string_vie
   std::string cleanKey = removeAll(key, '\n');
   auto db = database();
   // A disabled engine answers the key itself, without applying the arguments.
-  if (!enabled() || !db || !db->initialized()) return {cleanKey, std::nullopt};
+  if (!enabled() || !db || !db->initialized()) return {cleanKey, std::nullopt, TLLookupSource::engineOff, {}};
   TLLocalizedString text = localizedStringForKey(cleanKey, value);
   TLLocalizedString formatted = tagged(*this, *formatString(text.text, arguments), cleanKey);
-  formatted.source = std::move(text.source);
+  formatted.source = text.source;
+  formatted.sourceLanguage = std::move(text.sourceLanguage);
   return formatted;
 }
 
@@ -137,7 +142,7 @@ TLLocalizedString TLInternal::localizedStringForKeyWithArgumentsAndPluralRule(
     std::string_view key, const std::map<std::string, std::string>* arguments, std::int64_t pluralRule,
     std::optional<std::string_view> value) {
   auto db = database();
-  if (!enabled() || !db || !db->initialized()) return {std::string(key), std::nullopt};
+  if (!enabled() || !db || !db->initialized()) return {std::string(key), std::nullopt, TLLookupSource::engineOff, {}};
   // A rule outside 0…5 has no word; the key then ends in "[(null)]", as it always has.
   std::string variant = std::string(key) + "[" + std::string(pluralRuleWord(pluralRule).value_or("(null)")) + "]";
   // The full look-up never comes back empty-handed, so a missing variant shows the default or

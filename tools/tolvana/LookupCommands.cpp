@@ -31,6 +31,17 @@ std::map<std::string, std::string> parseArguments(const std::vector<std::string>
   return arguments;
 }
 
+std::string describe(const TLLocalizedString& result) {
+  switch (result.source) {
+    case TLLookupSource::engineOff: return "bundle (engine off)";
+    case TLLookupSource::language: return "language " + result.sourceLanguage;
+    case TLLookupSource::bundleTable: return "bundle table";
+    case TLLookupSource::defaultValue: return "default";
+    case TLLookupSource::key: return "key";
+  }
+  return "";
+}
+
 // A host keeps running while the quiet period passes and the misses go up; this process has
 // to wait for it.
 void waitForMissingUpload(Session& session, TLInternal& engine) {
@@ -82,7 +93,7 @@ void lookup(Session& session, const LookupArguments& args) {
   }
 
   if (args.json) {
-    nlohmann::json out{{"text", result.text}, {"key", args.key}, {"source", result.source.empty() ? "bundle (engine off)" : result.source}};
+    nlohmann::json out{{"text", result.text}, {"key", args.key}, {"source", describe(result)}};
     if (rule) out["plural"] = std::string(pluralRuleWord(*rule).value_or(""));
     if (result.key) out["taggedKey"] = *result.key;
     std::printf("%s\n", out.dump().c_str());
