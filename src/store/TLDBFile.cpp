@@ -99,7 +99,9 @@ std::optional<std::map<std::string, std::int64_t>> TLDBFile::groupList() {
   if (!database_) return std::nullopt;
   std::map<std::string, std::int64_t> groups;
   for (const auto& [name, row] : *database_) {
-    if (name.starts_with(kGroupPrefix)) groups[name.substr(kGroupPrefix.size())] = getGroupVersion(name.substr(kGroupPrefix.size()));
+    if (!name.starts_with(kGroupPrefix)) continue;
+    std::string group = name.substr(kGroupPrefix.size());
+    groups[group] = getGroupVersion(group);
   }
   return groups;
 }

@@ -11,6 +11,16 @@ namespace tolvana {
 
 // Splits at every separator; an empty text gives one empty element.
 std::vector<std::string> split(std::string_view text, char separator);
+// The items with separator between each two.
+template <class Strings>
+std::string join(const Strings& items, std::string_view separator) {
+  std::string out;
+  for (const auto& item : items) {
+    if (!out.empty()) out += separator;
+    out += item;
+  }
+  return out;
+}
 // Without leading and trailing blanks and tabs (and other Unicode space separators).
 std::string trimWhitespace(std::string_view text);
 // Without leading and trailing white space and line ends.

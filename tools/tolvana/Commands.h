@@ -5,8 +5,15 @@
 #include <CLI/CLI.hpp>
 
 #include "Session.h"
+#include "support/StringUtil.h"
 
 namespace tolvana::cli {
+
+// "a, b, c", or "(none)" for no items.
+inline std::string listOrNone(const auto& items) {
+  std::string text = join(items, ", ");
+  return text.empty() ? "(none)" : text;
+}
 
 void addSettingsCommand(CLI::App& app, Session& session);
 void addArchiveCommands(CLI::App& app, Session& session);  // pack, unpack

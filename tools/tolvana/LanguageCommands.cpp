@@ -9,22 +9,16 @@ namespace tolvana::cli {
 
 namespace {
 
-std::string joined(const auto& items) {
-  std::string out;
-  for (const auto& item : items) out += (out.empty() ? "" : ", ") + item;
-  return out.empty() ? "(none)" : out;
-}
-
 void languages(Session& session) {
   auto engine = session.engine();
   auto db = engine->database();
   std::printf("device language (long)   %s\n", TLDeviceUtil::deviceLanguageLong().c_str());
   std::printf("device language (short)  %s\n", TLDeviceUtil::deviceLanguage().c_str());
   std::printf("device locale            %s\n", TLDeviceUtil::deviceLocale().c_str());
-  std::printf("default languages        %s\n", joined(engine->defaultLanguages()).c_str());
+  std::printf("default languages        %s\n", listOrNone(engine->defaultLanguages()).c_str());
   std::printf("base language            %s\n", engine->getBaseLanguage().value_or("(none)").c_str());
   std::printf("available languages      %s\n",
-              db && db->initialized() ? joined(db->availableLanguages()).c_str() : "(app not initialised)");
+              db && db->initialized() ? listOrNone(db->availableLanguages()).c_str() : "(app not initialised)");
 }
 
 void setLanguage(Session& session, const std::optional<std::string>& language) {
@@ -33,7 +27,7 @@ void setLanguage(Session& session, const std::optional<std::string>& language) {
     auto db = engine->database();
     if (!db || !db->initialized()) throw CommandError(session.withEngineError("the app is not initialised"));
     throw CommandError("language " + language.value_or("") + " is not one of the app's (" +
-                       joined(db->availableLanguages()) + ")");
+                       listOrNone(db->availableLanguages()) + ")");
   }
   if (language) {
     std::printf("app language set to %s (device language now %s)\n", language->c_str(),

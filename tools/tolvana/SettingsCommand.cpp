@@ -18,11 +18,7 @@ struct Setting {
 
 std::string yesNo(bool b) { return b ? "true" : "false"; }
 
-std::string joined(const auto& items) {
-  std::string out;
-  for (const auto& item : items) out += (out.empty() ? "" : ", ") + item;
-  return "[" + out + "]";
-}
+std::string bracketed(const auto& items) { return "[" + join(items, ", ") + "]"; }
 
 std::string number(double n) { return Value(n).description(); }
 
@@ -36,13 +32,13 @@ const Setting kSettings[] = {
     {"TolvanaProxyHost", Kind::String, [] { return TLSettings::proxyHost(); }},
     {"TolvanaTimeoutIntervalForRequest", Kind::Number, [] { return number(TLSettings::timeoutIntervalForRequest()); }},
     {"TolvanaTimeoutIntervalForResource", Kind::Number, [] { return number(TLSettings::timeoutIntervalForResource()); }},
-    {"TolvanaUpdateGroups", Kind::String, [] { return joined(TLSettings::updateGroups()); }},
-    {"TolvanaUpdateLanguages", Kind::String, [] { return joined(TLSettings::updateLanguages()); }},
+    {"TolvanaUpdateGroups", Kind::String, [] { return bracketed(TLSettings::updateGroups()); }},
+    {"TolvanaUpdateLanguages", Kind::String, [] { return bracketed(TLSettings::updateLanguages()); }},
     {"TolvanaTranslateWebViews", Kind::Boolean, [] { return yesNo(TLSettings::translateWebViews()); }},
     {"TolvanaEnableJSConsoleLog", Kind::Boolean, [] { return yesNo(TLSettings::enableJSConsoleLog()); }},
     {"TolvanaTranslateWebViewSubPages", Kind::Boolean, [] { return yesNo(TLSettings::translateWebViewSubPages()); }},
-    {"TolvanaAdditionalFrameworks", Kind::String, [] { return joined(TLSettings::additionalFrameworks()); }},
-    {"TolvanaAdditionalStringFiles", Kind::String, [] { return joined(TLSettings::additionalStringFiles()); }},
+    {"TolvanaAdditionalFrameworks", Kind::String, [] { return bracketed(TLSettings::additionalFrameworks()); }},
+    {"TolvanaAdditionalStringFiles", Kind::String, [] { return bracketed(TLSettings::additionalStringFiles()); }},
     {"TolvanaCollectStoryBoardStrings", Kind::Boolean, [] { return yesNo(TLSettings::collectStoryBoardStrings()); }},
     {"TolvanaDraftModeEnabled", Kind::Boolean, [] { return yesNo(TLSettings::draftModeEnabled()); }},
     {"TolvanaLogGetString", Kind::Boolean, [] { return yesNo(TLSettings::enableLogGetString()); }},

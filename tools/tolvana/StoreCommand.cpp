@@ -15,14 +15,13 @@ struct StoreArguments {
 void printLanguage(TLDatabase& db, const std::string& language, const std::optional<std::string>& key) {
   auto store = db.databaseForLanguage(language, false);
   if (!store) throw CommandError("no store for language " + language);
-  auto groups = store->groupList();
-  std::string versions;
-  for (const auto& [name, version] : groups.value_or(std::map<std::string, std::int64_t>{})) {
-    versions += (versions.empty() ? "" : ", ") + name + " v" + std::to_string(version);
+  std::vector<std::string> versions;
+  for (const auto& [name, version] : store->groupList().value_or(std::map<std::string, std::int64_t>{})) {
+    versions.push_back(name + " v" + std::to_string(version));
   }
   auto entries = store->entryList();
   std::printf("%s: %zu entries; groups: %s\n", language.c_str(), entries ? entries->size() : 0,
-              versions.empty() ? "(none)" : versions.c_str());
+              listOrNone(versions).c_str());
   if (!entries) return;
   for (const auto& entry : *entries) {
     if (key && entry.key != *key) continue;

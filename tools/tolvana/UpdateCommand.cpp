@@ -43,11 +43,11 @@ void update(Session& session, const UpdateArguments& args) {
     throw CommandError("no answer within " + std::to_string(args.timeoutSeconds) + " s");
   }
   if (!*outcome) throw CommandError(session.withEngineError("update failed"));
-  std::string languages;
+  std::vector<std::string> counts;
   for (const auto& language : db->availableLanguages()) {
-    languages += (languages.empty() ? "" : ", ") + language + " " + std::to_string(db->stringsForLanguage(language).size());
+    counts.push_back(language + " " + std::to_string(db->stringsForLanguage(language).size()));
   }
-  std::printf("updated: strings per language: %s\n", languages.empty() ? "(none)" : languages.c_str());
+  std::printf("updated: strings per language: %s\n", listOrNone(counts).c_str());
 }
 
 }  // namespace
