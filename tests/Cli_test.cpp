@@ -175,5 +175,18 @@ TEST_F(Cli, UpdateBringsNewGroupsFromTheServerAndFailsCleanlyWithoutOne) {
   EXPECT_EQ(app({"lookup", "bonus", "--language", "de"}).out, "Zugabe\n");
 }
 
+TEST_F(Cli, AnUpdateInOneLanguageKeepsTheOthersOfTheProject) {
+  ServerFixture server({});
+  server.publish("en", "main", {{"title", "Welcome"}});
+  server.publish("de", "main", {{"title", "Willkommen"}});
+  host = server.baseUrl();
+  ca = server.caFile();
+  SetUp();
+  ASSERT_EQ(app({"update", "--languages", "en"}).exitCode, 0);
+  auto switched = app({"set-language", "de"});
+  EXPECT_EQ(switched.exitCode, 0) << switched.err;
+  EXPECT_EQ(app({"lookup", "title"}).out, "Willkommen\n");
+}
+
 }  // namespace
 }  // namespace tolvana

@@ -162,30 +162,28 @@ struct DevServer::Impl {
     bool drafts = body->find("returnDraft") && body->find("returnDraft")->boolValue();
     const Value* requested = body->find("requestedData");
     Value::Dictionary data;
-    if (requested && requested->isDictionary()) {
-      for (const auto& [language, versions] : requested->asDictionary()) {
-        auto projectLanguage = snapshot->languages.find(language);
-        if (projectLanguage == snapshot->languages.end()) continue;
-        // Every requested project language is listed, empty when nothing is newer: a client
-        // marks languages missing from the answer as deleted.
-        Value::Dictionary groups;
-        if (versions.isDictionary()) {
-          for (const auto& [group, version] : versions.asDictionary()) {
-            auto content = projectLanguage->second.find(group);
-            if (content == projectLanguage->second.end()) continue;
-            if (content->second.version <= version.numberAsInteger().value_or(-1)) continue;
-            Value::Dictionary entries;
-            for (const auto& [key, entry] : content->second.entries) {
-              Value::Dictionary sent;
-              if (const Value* v = entry.find("v")) sent["v"] = *v;
-              if (const Value* d = entry.find("d"); d && drafts) sent["d"] = *d;
-              entries[key] = sent;
-            }
-            groups[group] = Value::Dictionary{{"version", content->second.version}, {"entries", entries}};
+    // Every language of the project is listed, requested or not, and empty when nothing is
+    // newer: a client marks each language missing from the answer as deleted, so an answer
+    // that named only the requested ones would wipe the app's other shipped languages.
+    for (const auto& [language, projectGroups] : snapshot->languages) {
+      Value::Dictionary groups;
+      const Value* versions = requested && requested->isDictionary() ? requested->find(language) : nullptr;
+      if (versions && versions->isDictionary()) {
+        for (const auto& [group, version] : versions->asDictionary()) {
+          auto content = projectGroups.find(group);
+          if (content == projectGroups.end()) continue;
+          if (content->second.version <= version.numberAsInteger().value_or(-1)) continue;
+          Value::Dictionary entries;
+          for (const auto& [key, entry] : content->second.entries) {
+            Value::Dictionary sent;
+            if (const Value* v = entry.find("v")) sent["v"] = *v;
+            if (const Value* d = entry.find("d"); d && drafts) sent["d"] = *d;
+            entries[key] = sent;
           }
+          groups[group] = Value::Dictionary{{"version", content->second.version}, {"entries", entries}};
         }
-        data[language] = groups;
       }
+      data[language] = groups;
     }
     const Value& settings = snapshot->settings;
     auto setting = [&](const char* key, Value fallback) {
