@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <functional>
+
 #include "core/TLInternal.h"
 #include "tests/support/AppFixture.h"
 
@@ -43,6 +45,41 @@ TEST(Tolvana, LookupsThroughTheFacade) {
   EXPECT_FALSE(draftModeEnabled);
   Tolvana::setDraftModeEnabled(true);
   EXPECT_TRUE(draftModeEnabled);
+}
+
+// Whether the engine runs or not (no archive, a corrupt one), every look-up form falls back
+// alike: the bundle's table, then the default with its arguments filled in, then the key.
+TEST(Tolvana, EveryLookupFormKeepsItsFallbacksWithTheEngineOff) {
+  using Args = Tolvana::Arguments;
+  const Args ann{{"name", "Ann"}}, four{{"n", "4"}};
+  const std::int64_t other = Tolvana::pluralRuleForQuantity(4);
+  struct Case {
+    std::function<std::string()> lookup;
+    std::string expected;
+  };
+  const std::vector<Case> cases = {
+      {[] { return Tolvana::localizedStringForKey("greet"); }, "Hello %{name}!"},
+      {[] { return Tolvana::localizedStringForKey("nowhere"); }, "nowhere"},
+      {[] { return Tolvana::localizedStringForKey("nowhere", "Default"); }, "Default"},
+      {[&] { return Tolvana::localizedStringForKey("greet", ann); }, "Hello Ann!"},
+      {[&] { return Tolvana::localizedStringForKey("nowhere", "Hi %{name}", ann); }, "Hi Ann"},
+      {[&] { return Tolvana::localizedStringForKey("nowhere", ann); }, "nowhere"},
+      {[&] { return Tolvana::localizedStringForKey("apples", four, other); }, "4 apples"},
+      {[&] { return Tolvana::localizedStringForKey("pears", "%{n} pears", four, other); }, "4 pears"},
+      {[&] { return Tolvana::localizedStringForKey("pears", four, other); }, "pears[other]"},
+  };
+  for (std::string archive : {"shipped", "none", "corrupt"}) {
+    AppFixture app;
+    app.bundle.strings("en", "Localizable", {{"greet", "Hello %{name}!"}, {"apples[other]", "%{n} apples"}});
+    if (archive != "shipped") app.archiveName.clear();
+    if (archive == "corrupt") app.bundle.resource("tolvana_settings.tolvana", std::string(700, '\xd4'));
+    app.install();
+    for (std::size_t i = 0; i < cases.size(); ++i) {
+      SCOPED_TRACE(archive + " archive, case " + std::to_string(i));
+      EXPECT_EQ(cases[i].lookup(), cases[i].expected);
+    }
+    EXPECT_EQ(TLInternal::sharedInstance()->database() != nullptr, archive == "shipped");
+  }
 }
 
 TEST(Tolvana, ScreenshotProviderMustConform) {

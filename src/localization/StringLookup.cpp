@@ -128,9 +128,9 @@ TLLocalizedString TLInternal::localizedStringForKeyWithArguments(std::string_vie
                                                                  const std::map<std::string, std::string>* arguments,
                                                                  std::optional<std::string_view> value) {
   std::string cleanKey = removeAll(key, '\n');
-  auto db = database();
-  // A disabled engine answers the key itself, without applying the arguments.
-  if (!enabled() || !db || !db->initialized()) return {cleanKey, std::nullopt, TLLookupSource::engineOff, {}};
+  // With the engine off the plain look-up answers from the bundle (then the default, then
+  // the key), and the arguments are applied to that answer all the same: a host that ships
+  // without an archive must still show "Hello Ann!", not the key.
   TLLocalizedString text = localizedStringForKey(cleanKey, value);
   TLLocalizedString formatted = tagged(*this, *formatString(text.text, arguments), cleanKey);
   formatted.source = text.source;
@@ -141,8 +141,6 @@ TLLocalizedString TLInternal::localizedStringForKeyWithArguments(std::string_vie
 TLLocalizedString TLInternal::localizedStringForKeyWithArgumentsAndPluralRule(
     std::string_view key, const std::map<std::string, std::string>* arguments, std::int64_t pluralRule,
     std::optional<std::string_view> value) {
-  auto db = database();
-  if (!enabled() || !db || !db->initialized()) return {std::string(key), std::nullopt, TLLookupSource::engineOff, {}};
   // A rule outside 0…5 has no word; the key then ends in "[(null)]", as it always has.
   std::string variant = std::string(key) + "[" + std::string(pluralRuleWord(pluralRule).value_or("(null)")) + "]";
   // The full look-up never comes back empty-handed, so a missing variant shows the default or

@@ -106,8 +106,8 @@ TEST_F(StringLookup, ArgumentsAndPlurals) {
   EXPECT_EQ(engine->localizedStringForKeyWithArguments("hel\nlo", &args, std::nullopt).text, "Servus");
 
   engine->setEnabled(false);
-  EXPECT_EQ(engine->localizedStringForKeyWithArguments("a\nb", &args, "Default").text, "ab");
-  EXPECT_EQ(engine->localizedStringForKeyWithArgumentsAndPluralRule("items", &args, 1, "Default").text, "items");
+  EXPECT_EQ(engine->localizedStringForKeyWithArguments("a\nb", &args, "Default %{n}").text, "Default 3");
+  EXPECT_EQ(engine->localizedStringForKeyWithArgumentsAndPluralRule("items", &args, 1, std::nullopt).text, "items[one]");
   EXPECT_EQ(lookup("hello"), "Bundle hello");
 }
 
