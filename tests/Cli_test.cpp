@@ -2,6 +2,11 @@
 // directory and defaults, and the reference server.
 #include <gtest/gtest.h>
 
+#include <arpa/inet.h>
+#include <netinet/in.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
 #include <filesystem>
 #include <fstream>
 
@@ -27,7 +32,7 @@ class Cli : public ::testing::Test {
   void SetUp() override {
     FixtureBundle bundle(dir.file("Sample.app"));
     bundle.info("CFBundleIdentifier", "org.example.cli").info("CFBundleDevelopmentRegion", "en");
-    bundle.info("TolvanaHost", host).info("TolvanaTimeoutIntervalForRequest", 5);
+    bundle.info("TolvanaHost", host).info("TolvanaTimeoutIntervalForRequest", requestTimeout);
     bundle.strings("de", "Localizable", {{"only.bundle", "Nur im Bundle"}});
     bundle.write();
     writeFile(dir.file("app.json"), R"({"_id":"app1","apiSecret":"s3cr3t-key","__v":1,"baseLanguage":"en",
@@ -56,6 +61,22 @@ class Cli : public ::testing::Test {
   TempDir dir;
   std::string host = "https://127.0.0.1:9";  // nothing listens on the discard port
   std::string ca;
+  double requestTimeout = 5;
+};
+
+// A port that takes connections and never answers.
+struct SilentPort {
+  SilentPort() {
+    sockaddr_in address{.sin_family = AF_INET, .sin_port = 0, .sin_addr = {htonl(INADDR_LOOPBACK)}, .sin_zero = {}};
+    socklen_t length = sizeof address;
+    bind(fd, reinterpret_cast<sockaddr*>(&address), length);
+    listen(fd, 4);
+    getsockname(fd, reinterpret_cast<sockaddr*>(&address), &length);
+    port = ntohs(address.sin_port);
+  }
+  ~SilentPort() { close(fd); }
+  int fd = socket(AF_INET, SOCK_STREAM, 0);
+  int port = 0;
 };
 
 TEST_F(Cli, BadUsageAndMissingAppsFailWithOneLineAndTheirExitCode) {
@@ -186,6 +207,35 @@ TEST_F(Cli, AnUpdateInOneLanguageKeepsTheOthersOfTheProject) {
   auto switched = app({"set-language", "de"});
   EXPECT_EQ(switched.exitCode, 0) << switched.err;
   EXPECT_EQ(app({"lookup", "title"}).out, "Willkommen\n");
+}
+
+TEST_F(Cli, AFailedUpdateSaysWhy) {
+  ServerFixture wrongSecret({.apiSecret = "not-the-app-secret"});
+  SilentPort silent;
+  struct Case {
+    std::string host, ca;
+    std::string error;
+  };
+  std::vector<Case> cases = {
+      {"https://127.0.0.1:9", "", "update failed: connection refused (https://127.0.0.1:9/v4/mobile-apps/sdk/app1)"},
+      {wrongSecret.baseUrl(), wrongSecret.caFile(), "update failed: HTTP 401"},
+      {wrongSecret.baseUrl(), "", "update failed: TLS certificate not trusted"},
+      {"http://127.0.0.1:" + std::to_string(silent.port), "", "update failed: timed out after 1 s"},
+  };
+  requestTimeout = 1;
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.error);
+    host = c.host;
+    ca = c.ca;
+    SetUp();
+    auto result = app({"update"});
+    EXPECT_EQ(result.exitCode, 1);
+    EXPECT_EQ(result.err, "tolvana: " + c.error + "\n");
+  }
+  // Hosts see the cause in the engine's log, as a warning.
+  auto logged = app({"--log", "update"});
+  EXPECT_NE(logged.err.find("W/"), std::string::npos) << logged.err;
+  EXPECT_NE(logged.err.find("Update request failed: timed out after 1 s"), std::string::npos) << logged.err;
 }
 
 }  // namespace

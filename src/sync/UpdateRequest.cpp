@@ -10,6 +10,7 @@
 #include "support/Json.h"
 #include "support/StringUtil.h"
 #include "support/TLLog.h"
+#include "sync/HttpFailure.h"
 #include "sync/TLDeviceUtil.h"
 #include "tolvana/BuildConfig.h"
 #include "tolvana/platform/Platform.h"
@@ -231,8 +232,13 @@ void TLInternal::updateGroupsFromHost(std::optional<std::vector<std::string>> gr
 
   isFetchingLocalisationTexts_ = true;
   std::weak_ptr<TLInternal> weak = weak_from_this();
+  // Kept apart from the request, which the call consumes, to name the cause of a failure.
+  std::string url = request.url;
+  double timeout = request.requestTimeout;
   Platform::Current().http().send(
-      std::move(request), [weak, full, completeOnMainQueue, completion = std::move(completion)](HttpResponse response) {
+      std::move(request),
+      [weak, full, completeOnMainQueue, url, timeout, completion = std::move(completion)](HttpResponse response) {
+        if (auto cause = httpFailureCause(url, timeout, response)) logWarning("Update request failed: %@", *cause);
         if (auto engine = weak.lock()) {
           engine->handleUpdateAnswer(response, full, completeOnMainQueue, completion);
         } else if (completion) {

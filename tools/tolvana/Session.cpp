@@ -1,11 +1,13 @@
 #include "Session.h"
 
+#include <atomic>
 #include <cstdio>
 #include <filesystem>
 #include <mutex>
 
 #include "platform/posix/DirectoryBundle.h"
 #include "platform/posix/LinuxPorts.h"
+#include "sync/HttpFailure.h"
 #include "tolvana/platform/Platform.h"
 
 namespace tolvana::cli {
@@ -50,28 +52,48 @@ class StderrUi final : public Ui {
   void registerDraftModeGestures() override {}
 };
 
-// Describes each exchange on standard output before handing it on.
-class TracingHttp final : public Http {
+// Remembers why the last exchange failed and, when tracing, describes each exchange on
+// standard output before handing it on.
+class WatchingHttp final : public Http, public std::enable_shared_from_this<WatchingHttp> {
  public:
-  explicit TracingHttp(std::shared_ptr<Http> inner) : inner_(std::move(inner)) {}
+  explicit WatchingHttp(std::shared_ptr<Http> inner) : inner_(std::move(inner)) {}
+  void trace() { trace_ = true; }
+  std::optional<std::string> lastFailure() const {
+    std::lock_guard lock(mutex_);
+    return lastFailure_;
+  }
+
   void send(HttpRequest request, std::function<void(HttpResponse)> completion) override {
-    std::printf("> %s %s\n", request.method.c_str(), request.url.c_str());
-    for (const auto& [name, value] : request.headers) std::printf(">   %s: %s\n", name.c_str(), value.c_str());
-    if (!request.body.empty()) std::printf(">   (%zu bytes of body)\n", request.body.size());
-    std::fflush(stdout);
-    inner_->send(std::move(request), [completion = std::move(completion)](HttpResponse response) {
-      if (response.error) {
-        std::printf("< no answer: %s\n", response.error->c_str());
-      } else {
-        std::printf("< %d, %zu bytes\n", response.status, response.body.size());
-      }
+    if (trace_) {
+      std::printf("> %s %s\n", request.method.c_str(), request.url.c_str());
+      for (const auto& [name, value] : request.headers) std::printf(">   %s: %s\n", name.c_str(), value.c_str());
+      if (!request.body.empty()) std::printf(">   (%zu bytes of body)\n", request.body.size());
       std::fflush(stdout);
+    }
+    std::string url = request.url;
+    double timeout = request.requestTimeout;
+    inner_->send(std::move(request), [self = shared_from_this(), url, timeout, completion = std::move(completion)](HttpResponse response) {
+      if (self->trace_) {
+        if (response.error) {
+          std::printf("< no answer: %s\n", response.error->c_str());
+        } else {
+          std::printf("< %d, %zu bytes\n", response.status, response.body.size());
+        }
+        std::fflush(stdout);
+      }
+      {
+        std::lock_guard lock(self->mutex_);
+        self->lastFailure_ = httpFailureCause(url, timeout, response);
+      }
       completion(std::move(response));
     });
   }
 
  private:
   std::shared_ptr<Http> inner_;
+  std::atomic<bool> trace_{false};
+  mutable std::mutex mutex_;
+  std::optional<std::string> lastFailure_;  // guarded by mutex_
 };
 
 std::string absolute(const std::string& path) { return fs::absolute(path).lexically_normal().string(); }
@@ -80,6 +102,7 @@ std::string absolute(const std::string& path) { return fs::absolute(path).lexica
 
 struct Session::Impl {
   std::shared_ptr<CapturingLogSink> log;
+  std::shared_ptr<WatchingHttp> http;  // lives as long as the session, which outlives every request
   std::optional<Platform::Ports> ports;
   bool installed = false;
 };
@@ -104,6 +127,8 @@ void Session::requireApp() {
   if (options_.language) portOptions.preferredLanguages = std::vector<std::string>{*options_.language};
   Platform::Ports ports = makeLinuxPorts(portOptions);
   capture(ports);
+  impl_->http = std::make_shared<WatchingHttp>(ports.http);
+  ports.http = impl_->http;
   impl_->ports = std::move(ports);
 }
 
@@ -124,7 +149,11 @@ void Session::installWithoutApp() {
 
 void Session::traceHttp() {
   requireApp();
-  impl_->ports->http = std::make_shared<TracingHttp>(impl_->ports->http);
+  impl_->http->trace();
+}
+
+std::optional<std::string> Session::lastHttpFailure() const {
+  return impl_->http ? impl_->http->lastFailure() : std::nullopt;
 }
 
 void Session::install() {

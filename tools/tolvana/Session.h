@@ -55,10 +55,11 @@ class Session {
   // The started engine's store manager, which must be initialised (the bundle ships a
   // settings archive).
   std::shared_ptr<TLDatabase> initializedDatabase();
-  // Wraps the network port so that each request and answer is described on standard output;
-  // call before engine().
+  // Describes each request and answer on standard output.
   void traceHttp();
 
+  // Why the last request to a server failed ("HTTP 401"), if it did.
+  std::optional<std::string> lastHttpFailure() const;
   // The text of the last error the engine logged during this run, if any.
   std::optional<std::string> lastEngineError() const;
   // message, followed by the engine's last error when there is one.

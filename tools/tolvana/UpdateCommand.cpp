@@ -42,7 +42,10 @@ void update(Session& session, const UpdateArguments& args) {
   if (!done.wait_for(lock, std::chrono::seconds(args.timeoutSeconds), [&] { return outcome.has_value(); })) {
     throw CommandError("no answer within " + std::to_string(args.timeoutSeconds) + " s");
   }
-  if (!*outcome) throw CommandError(session.withEngineError("update failed"));
+  if (!*outcome) {
+    auto cause = session.lastHttpFailure();
+    throw CommandError(cause ? "update failed: " + *cause : session.withEngineError("update failed"));
+  }
   std::vector<std::string> counts;
   for (const auto& language : db->availableLanguages()) {
     counts.push_back(language + " " + std::to_string(db->stringsForLanguage(language).size()));

@@ -30,12 +30,16 @@ struct TOLVANA_EXPORT HttpRequest {
 };
 
 struct TOLVANA_EXPORT HttpResponse {
+  // Why no response came, for the failures a user can act on; everything else is other.
+  enum class Failure { none, connectionRefused, timedOut, certificateNotTrusted, other };
+
   // Set when no response came (refused, timed out, TLS failure, broken encoding); then
-  // status is 0.
+  // status is 0 and failure says which kind it was.
   std::optional<std::string> error;
   int status = 0;
   std::map<std::string, std::string> headers;  // names lower-cased
   std::string body;                            // decoded when the server compressed it
+  Failure failure = Failure::none;
 };
 
 class TOLVANA_EXPORT Http {

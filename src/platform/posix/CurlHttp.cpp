@@ -56,6 +56,17 @@ int checkIdle(void* user, curl_off_t, curl_off_t downloaded, curl_off_t, curl_of
   return now - watch->lastActivity > watch->limit ? 1 : 0;
 }
 
+HttpResponse::Failure failureOf(CURLcode result) {
+  switch (result) {
+    case CURLE_COULDNT_CONNECT: return HttpResponse::Failure::connectionRefused;
+    case CURLE_OPERATION_TIMEDOUT:
+    case CURLE_ABORTED_BY_CALLBACK: return HttpResponse::Failure::timedOut;  // the idle watch
+    case CURLE_PEER_FAILED_VERIFICATION:
+    case CURLE_SSL_CACERT_BADFILE: return HttpResponse::Failure::certificateNotTrusted;
+    default: return HttpResponse::Failure::other;
+  }
+}
+
 class CurlHttp final : public Http, public std::enable_shared_from_this<CurlHttp> {
  public:
   CurlHttp(std::shared_ptr<Dispatch> dispatch, CurlHttpOptions options)
@@ -124,6 +135,7 @@ class CurlHttp final : public Http, public std::enable_shared_from_this<CurlHttp
 
     CURLcode result = curl_easy_perform(curl);
     if (result != CURLE_OK) {
+      response.failure = failureOf(result);
       response.error = result == CURLE_ABORTED_BY_CALLBACK
                            ? "the request timed out"
                            : std::string(curl_easy_strerror(result)) + (errorBuffer[0] ? std::string(": ") + errorBuffer : "");
