@@ -238,5 +238,28 @@ TEST_F(Cli, AFailedUpdateSaysWhy) {
   EXPECT_NE(logged.err.find("Update request failed: timed out after 1 s"), std::string::npos) << logged.err;
 }
 
+TEST_F(Cli, WriteFailuresNameTheirCauseAndFail) {
+  writeFile(dir.file("plain-file"), "");
+  std::string bundle = dir.file("Sample.app"), underFile = dir.file("plain-file/sub");
+  struct Case {
+    std::vector<std::string> arguments;
+    std::string error;
+  };
+  std::vector<Case> cases = {
+      {{"--data-dir", underFile, "--defaults", dir.file("d.plist"), "update"},
+       "cannot create the data directory " + underFile + "/Tolvana/org.example.cli: Not a directory"},
+      {{"--data-dir", dir.file("data"), "--defaults", underFile + "/d.plist", "set-language", "de"},
+       "the app's defaults were not saved: Could not write the user defaults to " + underFile + "/d.plist"},
+  };
+  for (auto& c : cases) {
+    SCOPED_TRACE(c.error);
+    c.arguments.insert(c.arguments.begin(), {"--bundle", bundle});
+    auto result = tolvana(c.arguments);
+    EXPECT_EQ(result.exitCode, 1);
+    EXPECT_EQ(lineCount(result.err), 1) << result.err;
+    EXPECT_NE(result.err.find("tolvana: " + c.error), std::string::npos) << result.err;
+  }
+}
+
 }  // namespace
 }  // namespace tolvana

@@ -29,6 +29,8 @@ void setLanguage(Session& session, const std::optional<std::string>& language) {
     throw CommandError("language " + language.value_or("") + " is not one of the app's (" +
                        listOrNone(db->availableLanguages()) + ")");
   }
+  // The engine keeps the choice for this run even when it cannot be stored.
+  session.saveDefaults();
   if (language) {
     std::printf("app language set to %s (device language now %s)\n", language->c_str(),
                 TLDeviceUtil::deviceLanguageLong().c_str());

@@ -8,6 +8,7 @@
 #include "platform/posix/DirectoryBundle.h"
 #include "platform/posix/LinuxPorts.h"
 #include "sync/HttpFailure.h"
+#include "sync/TLDeviceUtil.h"
 #include "tolvana/platform/Platform.h"
 
 namespace tolvana::cli {
@@ -171,6 +172,13 @@ std::shared_ptr<TLInternal> Session::engine() {
 std::shared_ptr<TLDatabase> Session::initializedDatabase() {
   auto db = engine()->database();
   if (!db || !db->initialized()) {
+    // The engine's own lines end with the archive that then could not be unpacked; the
+    // directory it could not make is what the user has to fix.
+    if (auto directory = TLDeviceUtil::userdataDirectory()) {
+      std::error_code ec;
+      fs::create_directories(*directory, ec);
+      if (ec) throw CommandError("cannot create the data directory " + *directory + ": " + ec.message());
+    }
     throw CommandError(withEngineError("the app is not initialised (does its bundle ship a settings archive?)"));
   }
   return db;
@@ -178,6 +186,12 @@ std::shared_ptr<TLDatabase> Session::initializedDatabase() {
 
 std::optional<std::string> Session::lastEngineError() const {
   return impl_->log ? impl_->log->lastError() : std::nullopt;
+}
+
+void Session::saveDefaults() {
+  if (!Platform::Current().userDefaults().synchronize()) {
+    throw CommandError(withEngineError("the app's defaults were not saved"));
+  }
 }
 
 std::string Session::withEngineError(const std::string& message) const {
