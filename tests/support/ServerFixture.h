@@ -35,6 +35,8 @@ class ServerFixture {
   const std::string& baseUrl() const { return baseUrl_; }
   // The server's own certificate, for clients that must trust it.
   std::string caFile() const { return dir_.file("ca.pem"); }
+  // The project directory the server reads (project.json, translations/).
+  const std::string& projectDirectory() const { return dir_.path(); }
   // A client that trusts the server.
   std::shared_ptr<Http> http() const { return http_; }
 

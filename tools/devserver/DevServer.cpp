@@ -4,11 +4,15 @@
 #include <zlib.h>
 
 #include <atomic>
+#include <cerrno>
 #include <chrono>
+#include <cstring>
 #include <cstdlib>
 #include <filesystem>
 #include <mutex>
 #include <thread>
+
+#include <sys/socket.h>
 
 #include "Project.h"
 #include "SelfSignedCertificate.h"
@@ -366,11 +370,23 @@ bool DevServer::start(std::string* error) {
     *error = "the server could not be set up (certificate or key unusable)";
     return false;
   }
+  if (d.options.port < 0 || d.options.port > 65535) {
+    *error = "port " + std::to_string(d.options.port) + " is out of range (1-65535, or 0 for a free one)";
+    return false;
+  }
   d.routes();
+  // The library's default also sets SO_REUSEPORT, which lets a second server share a port
+  // that is in use and take half of its requests; only a port in TIME_WAIT may be reused.
+  d.server->set_socket_options([](int socket) {
+    int yes = 1;
+    setsockopt(socket, SOL_SOCKET, SO_REUSEADDR, &yes, sizeof yes);
+  });
+  errno = 0;
   d.port = d.options.port == 0 ? d.server->bind_to_any_port(d.options.host)
                                : (d.server->bind_to_port(d.options.host, d.options.port) ? d.options.port : -1);
   if (d.port <= 0) {
-    *error = "cannot listen on " + d.options.host + ":" + std::to_string(d.options.port);
+    *error = "cannot listen on " + d.options.host + ":" + std::to_string(d.options.port) +
+             (errno == EADDRINUSE ? ": the port is already in use" : errno ? std::string(": ") + std::strerror(errno) : "");
     return false;
   }
   d.thread = std::thread([server = d.server.get()] { server->listen_after_bind(); });

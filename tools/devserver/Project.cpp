@@ -1,5 +1,6 @@
 #include "Project.h"
 
+#include <chrono>
 #include <filesystem>
 
 #include "support/Files.h"
@@ -15,6 +16,16 @@ std::optional<Value> readJson(const fs::path& path) {
   auto text = readWholeFile(path.string());
   if (!text) return std::nullopt;
   return json::parse(*text);
+}
+
+// A group file without a version is as new as its last save, so that an edit reaches the
+// apps at their next update without anyone bumping a number.
+std::int64_t modificationVersion(const fs::path& path) {
+  std::error_code ec;
+  auto written = fs::last_write_time(path, ec);
+  if (ec) return 0;
+  auto since1970 = std::chrono::file_clock::to_sys(written).time_since_epoch();
+  return std::chrono::duration_cast<std::chrono::milliseconds>(since1970).count();
 }
 
 bool writeJson(const fs::path& path, const Value& value, std::string* error) {
@@ -42,9 +53,9 @@ std::optional<ProjectSnapshot> Project::read(std::string* error) const {
       auto content = readJson(file->path());
       const Value* version = content ? content->find("version") : nullptr;
       const Value* entries = content ? content->find("entries") : nullptr;
-      if (!version || !version->isInteger() || !entries || !entries->isDictionary()) continue;
+      if ((version && !version->isInteger()) || !entries || !entries->isDictionary()) continue;
       snapshot.languages[language->path().filename()][file->path().stem()] =
-          ProjectGroup{version->asInteger(), entries->asDictionary()};
+          ProjectGroup{version ? version->asInteger() : modificationVersion(file->path()), entries->asDictionary()};
     }
   }
   return snapshot;
@@ -60,7 +71,10 @@ bool Project::publish(const std::string& language, const std::string& group, con
   }
   auto& fields = content.asDictionary();
   for (const auto& [key, entry] : entries) fields["entries"].asDictionary()[key] = entry;
-  fields["version"] = fields["version"].numberAsInteger().value_or(0) + 1;
+  // A file versioned by its save time stays so: writing it is the bump.
+  if (auto version = fields.find("version"); version != fields.end()) {
+    version->second = version->second.numberAsInteger().value_or(0) + 1;
+  }
   if (!writeJson(groupFile, content, error)) return false;
 
   fs::path projectFile = fs::path(directory_) / "project.json";

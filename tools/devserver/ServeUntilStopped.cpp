@@ -8,7 +8,7 @@
 
 namespace tolvana::devserver {
 
-int serveUntilStopped(const DevServerOptions& options, const char* program) {
+bool serveUntilStopped(const DevServerOptions& options, std::string* error) {
   // Block the stop signals before the server's threads start, so only sigwait sees them.
   sigset_t stopSignals;
   sigemptyset(&stopSignals);
@@ -17,17 +17,13 @@ int serveUntilStopped(const DevServerOptions& options, const char* program) {
   pthread_sigmask(SIG_BLOCK, &stopSignals, nullptr);
 
   DevServer server(options);
-  std::string error;
-  if (!server.start(&error)) {
-    std::fprintf(stderr, "%s: %s\n", program, error.c_str());
-    return 1;
-  }
+  if (!server.start(error)) return false;
   std::printf("listening on %s\n", server.baseUrl().c_str());
   std::fflush(stdout);
   int signal = 0;
   sigwait(&stopSignals, &signal);
   server.stop();
-  return 0;
+  return true;
 }
 
 }  // namespace tolvana::devserver

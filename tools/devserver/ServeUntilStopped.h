@@ -2,13 +2,14 @@
 // "tolvana-devserver" and "tolvana serve".
 #pragma once
 
+#include <string>
+
 #include "DevServer.h"
 
 namespace tolvana::devserver {
 
-// Prints "listening on <URL>" on standard output once the server is up. Returns the exit
-// status: 0 after a stop signal, 1 (with "<program>: <reason>" on standard error) when the
-// server cannot start.
-int serveUntilStopped(const DevServerOptions& options, const char* program);
+// Prints "listening on <URL>" on standard output once the server is up. Returns true after a
+// stop signal, false with the reason when the server cannot start.
+bool serveUntilStopped(const DevServerOptions& options, std::string* error);
 
 }  // namespace tolvana::devserver

@@ -2,6 +2,7 @@
 //
 //   tolvana-devserver --project DIR [--port N] [--tls] [--write-ca FILE]
 #include <CLI/CLI.hpp>
+#include <cstdio>
 
 #include "ServeUntilStopped.h"
 
@@ -24,5 +25,8 @@ int main(int argc, char** argv) {
   if (!writeCa.empty()) options.writeCaFile = writeCa;
   if (!store.empty()) options.storeFile = store;
 
-  return tolvana::devserver::serveUntilStopped(options, "tolvana-devserver");
+  std::string error;
+  if (tolvana::devserver::serveUntilStopped(options, &error)) return 0;
+  std::fprintf(stderr, "tolvana-devserver: %s\n", error.c_str());
+  return 1;
 }

@@ -14,9 +14,8 @@ void addServeCommand(CLI::App& app, Session&) {
   command->add_option("--write-ca", *writeCa, "Write the certificate clients should trust to this file");
   command->callback([options, writeCa] {
     if (!writeCa->empty()) options->writeCaFile = *writeCa;
-    if (int status = devserver::serveUntilStopped(*options, "tolvana"); status != 0) {
-      throw CommandError("the server did not start");
-    }
+    std::string error;
+    if (!devserver::serveUntilStopped(*options, &error)) throw CommandError(error);
   });
 }
 
