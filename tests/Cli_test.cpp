@@ -87,11 +87,13 @@ TEST_F(Cli, BadUsageAndMissingAppsFailWithOneLineAndTheirExitCode) {
   };
   std::vector<Case> cases = {
       {{}, 2, "A subcommand is required"},
+      {{"frobnicate", "--bundle", "x"}, 2, "unknown command 'frobnicate'"},
+      {{"lookup", "k", "--quantity", "-3"}, 2, "a quantity is 0 or more, not -3"},
       {{"lookup"}, 2, "KEY is required"},
       {{"lookup", "k", "--plural", "one", "--quantity", "2"}, 2, "excludes"},
       {{"plural", "--language", "x1", "3"}, 2, "'x1' is no language code"},
       {{"pack", "--app-file", "a.json", "--store", "de", "-o", "x"}, 2, "--store wants LANG=FILE"},
-      {{"--bundle", "/no/such.app", "settings"}, 1, "no app bundle at /no/such.app"},
+      {{"settings", "--bundle", "/no/such.app"}, 1, "no app bundle at /no/such.app (no such directory)"},
       {{"pack", "--app-file", "/no/app.json", "-o", "x"}, 1, "cannot read app file /no/app.json"},
       {{"unpack", "/no/archive", "out"}, 1, "no archive at /no/archive"},
   };
@@ -256,9 +258,75 @@ TEST_F(Cli, WriteFailuresNameTheirCauseAndFail) {
     c.arguments.insert(c.arguments.begin(), {"--bundle", bundle});
     auto result = tolvana(c.arguments);
     EXPECT_EQ(result.exitCode, 1);
-    EXPECT_EQ(lineCount(result.err), 1) << result.err;
-    EXPECT_NE(result.err.find("tolvana: " + c.error), std::string::npos) << result.err;
+    // The engine's alert about the app it could not start may come first.
+    EXPECT_NE(("\n" + result.err).find("\ntolvana: " + c.error), std::string::npos) << result.err;
   }
+}
+
+TEST_F(Cli, TheReferenceServerRefusesBusyOrInvalidPortsAndServesHandEdits) {
+  ServerFixture server({});
+  std::string busyPort = server.baseUrl().substr(server.baseUrl().rfind(':') + 1);
+  struct Case {
+    std::vector<std::string> arguments;
+    std::string error;
+  };
+  std::vector<Case> cases = {
+      {{"serve", "--project", server.projectDirectory(), "--port", busyPort}, "the port is already in use"},
+      {{"serve", "--project", server.projectDirectory(), "--port", "99999"}, "port 99999 is out of range"},
+      {{"serve", "--project", dir.file("no-project")}, "project.json in " + dir.file("no-project") + " is missing"},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.error);
+    auto result = tolvana(c.arguments);
+    EXPECT_EQ(result.exitCode, 1);
+    EXPECT_EQ(lineCount(result.err), 1) << result.err;
+    EXPECT_NE(result.err.find(c.error), std::string::npos) << result.err;
+  }
+
+  // A group file without a version is as new as its last save.
+  host = server.baseUrl();
+  ca = server.caFile();
+  SetUp();
+  std::string groupFile = server.projectDirectory() + "/translations/de/main.json";
+  std::filesystem::create_directories(std::filesystem::path(groupFile).parent_path());
+  for (std::string text : {"Hallo von Hand", "Wieder von Hand"}) {
+    writeFile(groupFile, R"({"entries":{"title":{"v":")" + text + R"("}}})");
+    std::filesystem::last_write_time(groupFile, std::filesystem::file_time_type::clock::now() + std::chrono::seconds(
+                                                                                                  text[0] == 'W' ? 5 : 0));
+    ASSERT_EQ(app({"update", "--languages", "de"}).exitCode, 0);
+    EXPECT_EQ(app({"lookup", "title", "--language", "de"}).out, text + "\n");
+  }
+}
+
+TEST_F(Cli, BrokenArchivesAlwaysShowTheAlertAndPrintableErrors) {
+  std::string random(600, '\xd4');
+  writeFile(dir.file("random.tolvana"), random);
+  auto unpacked = tolvana({"unpack", dir.file("random.tolvana"), dir.file("out")});
+  EXPECT_EQ(unpacked.exitCode, 1);
+  EXPECT_EQ(unpacked.err.find('\xd4'), std::string::npos) << unpacked.err;
+
+  // Without an archive the log names the file looked for; with a corrupt one, the alert
+  // shows on every run, not only when the main queue wins the race against the exit.
+  std::string archive = dir.file("Sample.app/tolvana_settings.tolvana");
+  std::filesystem::remove(archive);
+  auto missing = app({"lookup", "title", "--log"});
+  EXPECT_NE(missing.err.find("File does not exist. " + archive), std::string::npos) << missing.err;
+  writeFile(archive, random);
+  for (int run = 0; run < 3; ++run) {
+    auto corrupt = app({"lookup", "title"});
+    EXPECT_EQ(corrupt.out, "title\n");
+    EXPECT_NE(corrupt.err.find("alert: Error! — Tolvana settings file missing or outdated!"), std::string::npos);
+  }
+}
+
+TEST_F(Cli, GlobalOptionsFollowTheCommandAndMissingLanguagesAreNamed) {
+  auto de = tolvana({"lookup", "title", "--language", "de", "--bundle", dir.file("Sample.app"), "--data-dir",
+                     dir.file("data"), "--defaults", dir.file("defaults.plist")});
+  EXPECT_EQ(de.out, "Willkommen\n");
+  EXPECT_EQ(de.err, "");
+  auto xx = app({"lookup", "title", "--language", "xx"});
+  EXPECT_EQ(xx.out, "Welcome\n");
+  EXPECT_EQ(xx.err, "tolvana: warning: the app has no language 'xx'; the text comes from the language en\n");
 }
 
 }  // namespace

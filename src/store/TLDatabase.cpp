@@ -113,7 +113,9 @@ std::shared_ptr<TLDatabase> TLDatabase::create() {
   auto archivePath = locateArchive(archiveName);
 
   TLDeviceUtil::logMemUsage();
-  bool unpacked = TLArchive::createFilesAndDirectoriesAtPath(s.dataDirectory, archivePath.value_or(""), true);
+  // Without an archive the unpacking reports the place the app should have shipped it.
+  std::string lookedFor = Platform::Current().bundles().mainBundle()->bundlePath() + "/" + archiveName;
+  bool unpacked = TLArchive::createFilesAndDirectoriesAtPath(s.dataDirectory, archivePath.value_or(lookedFor), true);
   TLDeviceUtil::logMemUsage();
   if (!unpacked) {
     logError("Error parsing settings file.");

@@ -6,6 +6,7 @@
 #include <thread>
 
 #include "Commands.h"
+#include "Printable.h"
 #include "localization/TLPluralRule.h"
 #include "support/StringUtil.h"
 
@@ -40,6 +41,18 @@ std::string describe(const TLLocalizedString& result) {
     case TLLookupSource::key: return "key";
   }
   return "";
+}
+
+// A device language the app does not have is no error for a host, which silently falls back;
+// someone checking a translation should hear which language answered instead.
+void warnWhenLanguageMissing(TLInternal& engine, const std::string& language, const TLLocalizedString& result) {
+  auto db = engine.database();
+  if (!db || !db->initialized()) return;
+  std::string code = toLower(language);
+  std::string languagePart = code.substr(0, code.find_first_of("-_"));
+  if (db->isLanguageSupported(code) || db->isLanguageSupported(languagePart)) return;
+  std::fprintf(stderr, "tolvana: warning: the app has no language '%s'; the text comes from the %s\n",
+               printable(language).c_str(), describe(result).c_str());
 }
 
 // A host keeps running while the quiet period passes and the misses go up; this process has
@@ -92,6 +105,7 @@ void lookup(Session& session, const LookupArguments& args) {
     result = engine->localizedStringForKey(args.key, defaultText);
   }
 
+  if (args.language) warnWhenLanguageMissing(*engine, *args.language, result);
   if (args.json) {
     nlohmann::json out{{"text", result.text}, {"key", args.key}, {"source", describe(result)}};
     if (rule) out["plural"] = std::string(pluralRuleWord(*rule).value_or(""));
@@ -123,7 +137,10 @@ void addLookupCommands(CLI::App& app, Session& session) {
   lookupCommand->add_option("--default", args->defaultText, "The text the host passes as the default");
   lookupCommand->add_option("--arg", args->arguments, "An argument NAME=VALUE for a %{NAME} placeholder (repeatable)");
   auto* plural = lookupCommand->add_option("--plural", args->pluralWord, "The plural form: zero, one, two, few, many, other");
-  lookupCommand->add_option("--quantity", args->quantity, "A quantity, whose plural form the device language decides")
+  lookupCommand->add_option("--quantity", args->quantity, "A quantity (0 or more), whose plural form the device language decides")
+      ->check([](const std::string& text) {
+        return text.starts_with("-") ? "a quantity is 0 or more, not " + text : std::string();
+      })
       ->excludes(plural);
   lookupCommand->add_option("--language", args->language, "Look up as if the device preferred this language");
   lookupCommand->add_flag("--draft", args->draft, "Draft mode: show the translators' drafts where there are any");

@@ -3,8 +3,10 @@
 #include <atomic>
 #include <cstdio>
 #include <filesystem>
+#include <future>
 #include <mutex>
 
+#include "Printable.h"
 #include "platform/posix/DirectoryBundle.h"
 #include "platform/posix/LinuxPorts.h"
 #include "sync/HttpFailure.h"
@@ -45,7 +47,7 @@ class CapturingLogSink final : public LogSink {
 class StderrUi final : public Ui {
  public:
   void presentAlert(Alert alert) override {
-    std::fprintf(stderr, "alert: %s — %s\n", alert.title.c_str(), alert.message.c_str());
+    std::fprintf(stderr, "alert: %s — %s\n", printable(alert.title).c_str(), printable(alert.message).c_str());
   }
   void installLookupHooks() override {}
   void addOverlay(bool) override {}
@@ -115,6 +117,7 @@ void Session::requireApp() {
   if (impl_->ports) return;
   LinuxPortOptions portOptions;
   std::string bundle = options_.bundle.empty() ? defaultMainBundlePath() : absolute(options_.bundle);
+  if (!fs::is_directory(bundle)) throw CommandError("no app bundle at " + bundle + " (no such directory)");
   if (!fs::is_regular_file(fs::path(bundle) / "Info.plist")) {
     throw CommandError("no app bundle at " + bundle + " (it has no Info.plist)");
   }
@@ -186,6 +189,15 @@ std::shared_ptr<TLDatabase> Session::initializedDatabase() {
 
 std::optional<std::string> Session::lastEngineError() const {
   return impl_->log ? impl_->log->lastError() : std::nullopt;
+}
+
+void Session::drainMainQueue() {
+  if (!impl_->installed) return;
+  // Tasks run in the order queued, so once this one ran every earlier one has, too. A queue
+  // held up by a task that never ends does not keep the tool from exiting.
+  auto drained = std::make_shared<std::promise<void>>();
+  Platform::Current().dispatch().mainAsync([drained] { drained->set_value(); });
+  drained->get_future().wait_for(std::chrono::seconds(5));
 }
 
 void Session::saveDefaults() {

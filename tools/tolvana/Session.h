@@ -58,6 +58,8 @@ class Session {
   // Describes each request and answer on standard output.
   void traceHttp();
 
+  // Waits until what the engine queued for the main queue (alerts) has run.
+  void drainMainQueue();
   // Writes the app's defaults; throws CommandError with the cause when they cannot be saved.
   void saveDefaults();
   // Why the last request to a server failed ("HTTP 401"), if it did.

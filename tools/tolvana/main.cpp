@@ -7,9 +7,34 @@
 // line on standard error.
 #include <CLI/CLI.hpp>
 #include <cstdio>
+#include <string>
+#include <string_view>
 
 #include "Commands.h"
+#include "Printable.h"
 #include "Session.h"
+
+namespace {
+
+// The first word that is not an option, or the value of one, names the command.
+void rejectUnknownCommand(CLI::App& app, int argc, char** argv) {
+  for (int i = 1; i < argc; ++i) {
+    std::string_view word = argv[i];
+    if (word.starts_with("-")) {
+      bool takesValue = word != "--log" && word.find('=') == std::string_view::npos && word != "-h" && word != "--help";
+      if (takesValue) ++i;
+      continue;
+    }
+    try {
+      app.get_subcommand(std::string(word));
+    } catch (const CLI::OptionNotFound&) {
+      throw tolvana::cli::UsageError("unknown command '" + std::string(word) + "'");
+    }
+    return;
+  }
+}
+
+}  // namespace
 
 int main(int argc, char** argv) {
   using namespace tolvana::cli;
@@ -19,6 +44,9 @@ int main(int argc, char** argv) {
   CLI::App app{"Tolvana: look up, inspect and update an app's translations"};
   app.name("tolvana");
   app.require_subcommand(1);
+  // Global options are taken after the command word too ("tolvana update --ca FILE"); the
+  // commands added below inherit this.
+  app.fallthrough();
   app.add_option("--bundle", options.bundle, "App bundle directory (default: the platform's main bundle)");
   app.add_option("--data-dir", options.dataDir, "Data directory instead of the user's (stores go below it)");
   app.add_option("--defaults", options.defaults, "User defaults file instead of the app's own");
@@ -32,22 +60,28 @@ int main(int argc, char** argv) {
   addStoreCommand(app, session);
   addServeCommand(app, session);
 
+  int status = 0;
+  std::string error;
   try {
+    rejectUnknownCommand(app, argc, argv);
     app.parse(argc, argv);
   } catch (const CLI::CallForHelp& help) {
     return app.exit(help);
   } catch (const CLI::CallForAllHelp& help) {
     return app.exit(help);
-  } catch (const CLI::ParseError& error) {
-    std::fprintf(stderr, "tolvana: %s (see tolvana --help)\n", error.what());
-    return 2;
-  } catch (const UsageError& error) {
-    std::fprintf(stderr, "tolvana: %s (see tolvana --help)\n", error.what());
-    return 2;
-  } catch (const CommandError& error) {
-    std::fprintf(stderr, "tolvana: %s\n", error.what());
-    return 1;
+  } catch (const CLI::ParseError& e) {
+    status = 2;
+    error = std::string(e.what()) + " (see tolvana --help)";
+  } catch (const UsageError& e) {
+    status = 2;
+    error = std::string(e.what()) + " (see tolvana --help)";
+  } catch (const CommandError& e) {
+    status = 1;
+    error = e.what();
   }
+  // Alerts the engine queued for the main queue are shown before the process ends.
+  session.drainMainQueue();
   std::fflush(stdout);
-  return 0;
+  if (status != 0) std::fprintf(stderr, "tolvana: %s\n", printable(error).c_str());
+  return status;
 }
