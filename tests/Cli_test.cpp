@@ -319,7 +319,7 @@ TEST_F(Cli, BrokenArchivesAlwaysShowTheAlertAndPrintableErrors) {
   }
 }
 
-TEST_F(Cli, GlobalOptionsFollowTheCommandAndMissingLanguagesAreNamed) {
+TEST_F(Cli, GlobalOptionsQuietColourCompletionAndMissingLanguages) {
   auto de = tolvana({"lookup", "title", "--language", "de", "--bundle", dir.file("Sample.app"), "--data-dir",
                      dir.file("data"), "--defaults", dir.file("defaults.plist")});
   EXPECT_EQ(de.out, "Willkommen\n");
@@ -327,6 +327,16 @@ TEST_F(Cli, GlobalOptionsFollowTheCommandAndMissingLanguagesAreNamed) {
   auto xx = app({"lookup", "title", "--language", "xx"});
   EXPECT_EQ(xx.out, "Welcome\n");
   EXPECT_EQ(xx.err, "tolvana: warning: the app has no language 'xx'; the text comes from the language en\n");
+
+  auto quiet = app({"-q", "set-language", "de"});
+  EXPECT_EQ(quiet.exitCode, 0);
+  EXPECT_EQ(quiet.out, "");
+  EXPECT_TRUE(app({"settings"}).out.starts_with("Key "));  // standard output is no terminal here
+  EXPECT_TRUE(app({"settings", "--color=always"}).out.starts_with("\033[1mKey "));
+
+  std::string complete = std::string("source <(") + TOLVANA_CLI_BINARY + " completion bash); COMP_WORDS=(" +
+                         "tolvana --bundle b.app up); COMP_CWORD=3; _tolvana; echo \"${COMPREPLY[*]}\"";
+  EXPECT_EQ(runProcess({"/bin/bash", "-c", complete}, {}).out, "update\n");
 }
 
 }  // namespace

@@ -128,9 +128,9 @@ void pack(Session& session, const PackArguments& args) {
     ok = archive.addCompressed(appId + "/" + store.language + ".sqlite.gz", bytes, &error);
   }
   if (!ok || !archive.writeTo(args.output, &error)) throw CommandError(error);
-  std::printf("packed %s: app %s, %zu prepared store%s, %ju bytes\n", args.output.c_str(), appId.c_str(),
-              stores.size(), stores.size() == 1 ? "" : "s",
-              static_cast<std::uintmax_t>(std::filesystem::file_size(args.output)));
+  session.note("packed " + args.output + ": app " + appId + ", " + std::to_string(stores.size()) + " prepared store" +
+               (stores.size() == 1 ? "" : "s") + ", " + std::to_string(std::filesystem::file_size(args.output)) +
+               " bytes");
 }
 
 void unpack(Session& session, const std::string& archive, const std::string& destination) {

@@ -22,5 +22,6 @@ void addLanguageCommands(CLI::App& app, Session& session);  // languages, set-la
 void addUpdateCommand(CLI::App& app, Session& session);
 void addStoreCommand(CLI::App& app, Session& session);
 void addServeCommand(CLI::App& app, Session& session);
+void addCompletionCommand(CLI::App& app);  // needs every other command added first
 
 }  // namespace tolvana::cli

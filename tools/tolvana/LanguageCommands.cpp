@@ -32,10 +32,9 @@ void setLanguage(Session& session, const std::optional<std::string>& language) {
   // The engine keeps the choice for this run even when it cannot be stored.
   session.saveDefaults();
   if (language) {
-    std::printf("app language set to %s (device language now %s)\n", language->c_str(),
-                TLDeviceUtil::deviceLanguageLong().c_str());
+    session.note("app language set to " + *language + " (device language now " + TLDeviceUtil::deviceLanguageLong() + ")");
   } else {
-    std::printf("app language reset to the device's (%s)\n", TLDeviceUtil::deviceLanguageLong().c_str());
+    session.note("app language reset to the device's (" + TLDeviceUtil::deviceLanguageLong() + ")");
   }
 }
 

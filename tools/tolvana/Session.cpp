@@ -2,9 +2,13 @@
 
 #include <atomic>
 #include <cstdio>
+#include <cstdlib>
 #include <filesystem>
 #include <future>
 #include <mutex>
+#include <string_view>
+
+#include <unistd.h>
 
 #include "Printable.h"
 #include "platform/posix/DirectoryBundle.h"
@@ -189,6 +193,20 @@ std::shared_ptr<TLDatabase> Session::initializedDatabase() {
 
 std::optional<std::string> Session::lastEngineError() const {
   return impl_->log ? impl_->log->lastError() : std::nullopt;
+}
+
+void Session::note(const std::string& line) const {
+  if (!options_.quiet) std::printf("%s\n", line.c_str());
+}
+
+std::string Session::heading(const std::string& text) const {
+  // Escape sequences only where someone sees them: not in files, pipes or dumb terminals,
+  // and never against the NO_COLOR convention.
+  const char* term = std::getenv("TERM");
+  bool on = options_.color == "always" ||
+            (options_.color == "auto" && isatty(STDOUT_FILENO) && !std::getenv("NO_COLOR") &&
+             !(term && std::string_view(term) == "dumb"));
+  return on ? "\033[1m" + text + "\033[0m" : text;
 }
 
 void Session::drainMainQueue() {

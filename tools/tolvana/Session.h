@@ -33,6 +33,8 @@ struct SessionOptions {
   std::string defaults;  // empty: the app's defaults file
   std::string caFile;    // further certificate authorities for HTTPS
   bool echoLog = false;
+  bool quiet = false;           // status lines ("updating from ...") left out
+  std::string color = "auto";  // headings in bold: auto (on a terminal), always, never
   std::optional<std::string> language;  // replaces the preferred languages for this run
 };
 
@@ -58,6 +60,10 @@ class Session {
   // Describes each request and answer on standard output.
   void traceHttp();
 
+  // A status line on standard output, unless --quiet.
+  void note(const std::string& line) const;
+  // The text as a heading: bold when colour is on.
+  std::string heading(const std::string& text) const;
   // Waits until what the engine queued for the main queue (alerts) has run.
   void drainMainQueue();
   // Writes the app's defaults; throws CommandError with the cause when they cannot be saved.

@@ -70,7 +70,9 @@ void addSettingsCommand(CLI::App& app, Session& session) {
   auto* command = app.add_subcommand("settings", "Every configuration key with its value and source");
   command->callback([&session] {
     session.install();
-    std::printf("%-34s %-8s %-10s %s\n", "Key", "Type", "Source", "Value");
+    char header[80];
+    std::snprintf(header, sizeof header, "%-34s %-8s %-10s %s", "Key", "Type", "Source", "Value");
+    std::printf("%s\n", session.heading(header).c_str());
     bool wrongType = false;
     for (const Setting& setting : kSettings) {
       const char* from = source(setting);

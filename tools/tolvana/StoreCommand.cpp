@@ -12,7 +12,8 @@ struct StoreArguments {
   std::optional<std::string> language, key;
 };
 
-void printLanguage(TLDatabase& db, const std::string& language, const std::optional<std::string>& key) {
+void printLanguage(const Session& session, TLDatabase& db, const std::string& language,
+                   const std::optional<std::string>& key) {
   auto store = db.databaseForLanguage(language, false);
   if (!store) throw CommandError("no store for language " + language);
   std::vector<std::string> versions;
@@ -20,7 +21,7 @@ void printLanguage(TLDatabase& db, const std::string& language, const std::optio
     versions.push_back(name + " v" + std::to_string(version));
   }
   auto entries = store->entryList();
-  std::printf("%s: %zu entries; groups: %s\n", language.c_str(), entries ? entries->size() : 0,
+  std::printf("%s: %zu entries; groups: %s\n", session.heading(language).c_str(), entries ? entries->size() : 0,
               listOrNone(versions).c_str());
   if (!entries) return;
   for (const auto& entry : *entries) {
@@ -33,15 +34,15 @@ void printLanguage(TLDatabase& db, const std::string& language, const std::optio
 
 void listStores(Session& session, const StoreArguments& args) {
   auto db = session.initializedDatabase();
-  std::printf("stores in %s\n", db->dbDirectory().c_str());
+  session.note("stores in " + db->dbDirectory());
   if (args.language) {
     if (!db->availableLanguages().contains(*args.language)) {
       throw CommandError("no store for language " + *args.language);
     }
-    printLanguage(*db, *args.language, args.key);
+    printLanguage(session, *db, *args.language, args.key);
     return;
   }
-  for (const auto& language : db->availableLanguages()) printLanguage(*db, language, args.key);
+  for (const auto& language : db->availableLanguages()) printLanguage(session, *db, language, args.key);
 }
 
 }  // namespace

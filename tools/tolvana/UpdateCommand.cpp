@@ -27,7 +27,7 @@ void update(Session& session, const UpdateArguments& args) {
   if (args.verbose) session.traceHttp();
   auto db = session.initializedDatabase();
   auto engine = session.engine();
-  std::printf("updating from %s ...\n", TLSettings::hostWithAppId(db->appId()).c_str());
+  session.note("updating from " + TLSettings::hostWithAppId(db->appId()) + " ...");
   std::fflush(stdout);
 
   std::mutex mutex;
@@ -50,7 +50,7 @@ void update(Session& session, const UpdateArguments& args) {
   for (const auto& language : db->availableLanguages()) {
     counts.push_back(language + " " + std::to_string(db->stringsForLanguage(language).size()));
   }
-  std::printf("updated: strings per language: %s\n", listOrNone(counts).c_str());
+  session.note("updated: strings per language: " + listOrNone(counts));
 }
 
 }  // namespace

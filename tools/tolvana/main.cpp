@@ -21,8 +21,8 @@ void rejectUnknownCommand(CLI::App& app, int argc, char** argv) {
   for (int i = 1; i < argc; ++i) {
     std::string_view word = argv[i];
     if (word.starts_with("-")) {
-      bool takesValue = word != "--log" && word.find('=') == std::string_view::npos && word != "-h" && word != "--help";
-      if (takesValue) ++i;
+      const CLI::Option* option = app.get_option_no_throw(std::string(word));
+      if (option && option->get_items_expected_min() > 0) ++i;  // its value follows
       continue;
     }
     try {
@@ -52,6 +52,10 @@ int main(int argc, char** argv) {
   app.add_option("--defaults", options.defaults, "User defaults file instead of the app's own");
   app.add_option("--ca", options.caFile, "Further certificate authority (PEM) to trust for HTTPS");
   app.add_flag("--log", options.echoLog, "Show the engine's log lines on standard error");
+  app.add_flag("-q,--quiet", options.quiet, "Leave out status lines; print only results and errors");
+  app.add_option("--color", options.color, "Headings in bold: auto (on a terminal), always or never")
+      ->check(CLI::IsMember({"auto", "always", "never"}))
+      ->capture_default_str();
   addSettingsCommand(app, session);
   addArchiveCommands(app, session);
   addLookupCommands(app, session);
@@ -59,6 +63,7 @@ int main(int argc, char** argv) {
   addUpdateCommand(app, session);
   addStoreCommand(app, session);
   addServeCommand(app, session);
+  addCompletionCommand(app);
 
   int status = 0;
   std::string error;
