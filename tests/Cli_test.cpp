@@ -339,5 +339,21 @@ TEST_F(Cli, GlobalOptionsQuietColourCompletionAndMissingLanguages) {
   EXPECT_EQ(runProcess({"/bin/bash", "-c", complete}, {}).out, "update\n");
 }
 
+TEST_F(Cli, MissingListsUntranslatedKeysPerLanguage) {
+  auto table = app({"missing"});
+  ASSERT_EQ(table.exitCode, 0) << table.err;
+  EXPECT_EQ(table.out,
+            "LANGUAGE  KEY          WHERE\n"
+            "de        only.bundle  app tables only (untranslated)\n"
+            "de        title        store only\n"
+            "en        items[one]   store only\n"
+            "en        items[other] store only\n"
+            "en        title        store only\n");
+  EXPECT_EQ(app({"missing", "--json"}).out,
+            R"({"de":{"missingFromStore":["only.bundle"],"onlyInStore":["title"]},)"
+            R"("en":{"missingFromStore":[],"onlyInStore":["items[one]","items[other]","title"]}})"
+            "\n");
+}
+
 }  // namespace
 }  // namespace tolvana

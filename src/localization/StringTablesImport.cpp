@@ -74,10 +74,13 @@ void TLInternal::fillMissingStringsFromLocalStrings() {
 }
 
 void TLInternal::fillMissingStringsFromLocalStringsAndBundle(const Bundle& bundle) {
-  auto reportIfMissing = [this](const std::string& language, const std::string& key, const std::string& text) {
+  forEachLocalString(bundle, [this](const std::string& language, const std::string& key, const std::string& text) {
     auto stored = localizedStringForKeyAndLanguage(key, language);
     if (!stored || (stored->empty() && !text.empty())) storeMissingEntryForLanguage(language, key, text);
-  };
+  });
+}
+
+void TLInternal::forEachLocalString(const Bundle& bundle, const LocalStringVisitor& visit) {
   std::string mainPath = Platform::Current().bundles().mainBundle()->bundlePath();
   std::vector<std::string> languages = bundle.localizations();
   if (languages.empty()) {
@@ -96,7 +99,7 @@ void TLInternal::fillMissingStringsFromLocalStringsAndBundle(const Bundle& bundl
       }
       // Unreadable tables contribute nothing, without a word.
       for (const auto& [key, text] : strings::readDictionaryFile(path).value_or(Value::Dictionary{})) {
-        if (text.isString()) reportIfMissing(language, key, text.asString());
+        if (text.isString()) visit(language, key, text.asString());
       }
 
       std::error_code ec;
@@ -123,7 +126,7 @@ void TLInternal::fillMissingStringsFromLocalStringsAndBundle(const Bundle& bundl
             replaceAll(it->second, "%#@" + variable + "@", form->asString());
           }
         }
-        for (const auto& [word, text] : forms) reportIfMissing(language, key + "[" + word + "]", text);
+        for (const auto& [word, text] : forms) visit(language, key + "[" + word + "]", text);
       }
     }
   }

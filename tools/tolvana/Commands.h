@@ -21,6 +21,7 @@ void addLookupCommands(CLI::App& app, Session& session);   // lookup, plural
 void addLanguageCommands(CLI::App& app, Session& session);  // languages, set-language
 void addUpdateCommand(CLI::App& app, Session& session);
 void addStoreCommand(CLI::App& app, Session& session);
+void addMissingCommand(CLI::App& app, Session& session);
 void addServeCommand(CLI::App& app, Session& session);
 void addCompletionCommand(CLI::App& app);  // needs every other command added first
 

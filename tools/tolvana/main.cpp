@@ -62,6 +62,7 @@ int main(int argc, char** argv) {
   addLanguageCommands(app, session);
   addUpdateCommand(app, session);
   addStoreCommand(app, session);
+  addMissingCommand(app, session);
   addServeCommand(app, session);
   addCompletionCommand(app);
 
