@@ -149,7 +149,8 @@ class TLInternal : public std::enable_shared_from_this<TLInternal> {
   void fillMissingStringsFromLocalStringsAndBundle(const Bundle& bundle);
   // Every text of the bundle's own tables that the import above reads, with the language it
   // counts for (plural forms as "key[form]").
-  using LocalStringVisitor = std::function<void(const std::string& language, const std::string& key, const std::string& text)>;
+  using LocalStringVisitor =
+      std::function<void(const std::string& language, const std::string& key, const std::string& text)>;
   void forEachLocalString(const Bundle& bundle, const LocalStringVisitor& visit);
 
  private:

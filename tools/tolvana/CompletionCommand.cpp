@@ -51,7 +51,8 @@ std::string bashScript(const CLI::App& app) {
 
 void addCompletionCommand(CLI::App& app) {
   auto shell = std::make_shared<std::string>();
-  auto* command = app.add_subcommand("completion", "Print a shell completion script: source <(tolvana completion bash)");
+  auto* command =
+      app.add_subcommand("completion", "Print a shell completion script: source <(tolvana completion bash)");
   command->add_option("SHELL", *shell, "The shell (bash)")->required()->check(CLI::IsMember({"bash"}));
   command->callback([&app] { std::printf("%s", bashScript(app).c_str()); });
 }

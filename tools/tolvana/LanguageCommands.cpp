@@ -32,7 +32,8 @@ void setLanguage(Session& session, const std::optional<std::string>& language) {
   // The engine keeps the choice for this run even when it cannot be stored.
   session.saveDefaults();
   if (language) {
-    session.note("app language set to " + *language + " (device language now " + TLDeviceUtil::deviceLanguageLong() + ")");
+    session.note("app language set to " + *language + " (device language now " + TLDeviceUtil::deviceLanguageLong() +
+                 ")");
   } else {
     session.note("app language reset to the device's (" + TLDeviceUtil::deviceLanguageLong() + ")");
   }

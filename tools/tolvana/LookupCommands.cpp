@@ -137,7 +137,8 @@ void addLookupCommands(CLI::App& app, Session& session) {
   lookupCommand->add_option("--default", args->defaultText, "The text the host passes as the default");
   lookupCommand->add_option("--arg", args->arguments, "An argument NAME=VALUE for a %{NAME} placeholder (repeatable)");
   auto* plural = lookupCommand->add_option("--plural", args->pluralWord, "The plural form: zero, one, two, few, many, other");
-  lookupCommand->add_option("--quantity", args->quantity, "A quantity (0 or more), whose plural form the device language decides")
+  lookupCommand
+      ->add_option("--quantity", args->quantity, "A quantity (0 or more), whose plural form the device language decides")
       ->check([](const std::string& text) {
         return text.starts_with("-") ? "a quantity is 0 or more, not " + text : std::string();
       })

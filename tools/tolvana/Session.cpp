@@ -79,7 +79,8 @@ class WatchingHttp final : public Http, public std::enable_shared_from_this<Watc
     }
     std::string url = request.url;
     double timeout = request.requestTimeout;
-    inner_->send(std::move(request), [self = shared_from_this(), url, timeout, completion = std::move(completion)](HttpResponse response) {
+    auto self = shared_from_this();
+    inner_->send(std::move(request), [self, url, timeout, completion = std::move(completion)](HttpResponse response) {
       if (self->trace_) {
         if (response.error) {
           std::printf("< no answer: %s\n", response.error->c_str());

@@ -43,7 +43,9 @@ void FaultInjectingHttp::send(HttpRequest request, std::function<void(HttpRespon
   auto session = dispatch_->makeSerialQueue("tolvana.http.fault");
   switch (fault->kind) {
     case Kind::Refuse:
-      session->async([session, completion] { completion(HttpResponse{"Could not connect to server", 0, {}, {}, HttpResponse::Failure::connectionRefused}); });
+      session->async([session, completion] {
+        completion(HttpResponse{"Could not connect to server", 0, {}, {}, HttpResponse::Failure::connectionRefused});
+      });
       return;
     case Kind::Drop: {
       std::lock_guard lock(mutex_);
