@@ -54,7 +54,7 @@ void addCompletionCommand(CLI::App& app) {
   auto* command =
       app.add_subcommand("completion", "Print a shell completion script: source <(tolvana completion bash)");
   command->add_option("SHELL", *shell, "The shell (bash)")->required()->check(CLI::IsMember({"bash"}));
-  command->callback([&app] { std::printf("%s", bashScript(app).c_str()); });
+  command->callback([&app, shell] { std::printf("%s", bashScript(app).c_str()); });
 }
 
 }  // namespace tolvana::cli
