@@ -10,6 +10,7 @@
 
 #include "Commands.h"
 #include "Session.h"
+#include "tolvana/Version.h"
 
 int main(int argc, char** argv) {
   using namespace tolvana::cli;
@@ -19,6 +20,7 @@ int main(int argc, char** argv) {
   CLI::App app{"Tolvana: look up, inspect and update an app's translations"};
   app.name("tolvana");
   app.require_subcommand(1);
+  app.set_version_flag("--version", "tolvana " TOLVANA_VERSION_STRING);
   app.add_option("--bundle", options.bundle, "App bundle directory (default: the platform's main bundle)");
   app.add_option("--data-dir", options.dataDir, "Data directory instead of the user's (stores go below it)");
   app.add_option("--defaults", options.defaults, "User defaults file instead of the app's own");
@@ -38,6 +40,8 @@ int main(int argc, char** argv) {
     return app.exit(help);
   } catch (const CLI::CallForAllHelp& help) {
     return app.exit(help);
+  } catch (const CLI::CallForVersion& version) {
+    return app.exit(version);
   } catch (const CLI::ParseError& error) {
     std::fprintf(stderr, "tolvana: %s (see tolvana --help)\n", error.what());
     return 2;
