@@ -47,10 +47,20 @@ def _load() -> ctypes.CDLL:
 
 _lib = _load()
 
-# Callbacks handed to the library stay alive here until it has called them.
+# Update callbacks wait here under a token, which travels as the C user-data pointer. One
+# native trampoline serves them all and lives as long as the module, so the library never
+# calls into a freed one.
 _pending_lock = threading.Lock()
-_pending: Dict[int, object] = {}
+_pending: Dict[int, Optional[Callable[[bool], None]]] = {}
 _next_token = 0
+
+
+@_UpdateCallback
+def _on_update(success: int, token: Optional[int]) -> None:
+    with _pending_lock:
+        callback = _pending.pop(token or 0, None)
+    if callback is not None:
+        callback(success == 1)
 
 
 def _text(pointer: Optional[int]) -> str:
@@ -125,18 +135,9 @@ def update(callback: Optional[Callable[[bool], None]] = None, groups: Sequence[s
     with _pending_lock:
         _next_token += 1
         token = _next_token
-
-    def called(success: int, _user_data) -> None:
-        with _pending_lock:
-            _pending.pop(token, None)
-        if callback is not None:
-            callback(success == 1)
-
-    native = _UpdateCallback(called)
-    with _pending_lock:
-        _pending[token] = native
+        _pending[token] = callback
     _lib.tolvana_update_groups(_array(list(groups)), len(groups), _array(list(languages)), len(languages),
-                               native, None)
+                               _on_update, token)
 
 
 def update_and_wait(timeout: float = 30.0, groups: Sequence[str] = (), languages: Sequence[str] = ()) -> bool:
