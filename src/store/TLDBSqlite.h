@@ -41,10 +41,11 @@ class TLDBSqlite final : public TLDBProtocol {
   std::optional<std::vector<TLLanguageEntry>> entryList() override;
   std::optional<std::map<std::string, std::int64_t>> groupList() override;
   void beginWriteTransaction() override;
-  void commitWriteTransaction() override;
+  bool commitWriteTransaction() override;
   void open(bool readOnly) override;
   void close() override;
   void save() override;
+  bool isBroken() const override { return broken_; }
 
   const std::string& dbPath() const { return dbPath_; }
   bool alwaysCloseDB() const { return alwaysCloseDB_; }
@@ -58,6 +59,9 @@ class TLDBSqlite final : public TLDBProtocol {
   bool openForRead(const char* notOpenMessage);
   void closeAfterRead();
   void finalizeInsertStatements();
+  // Remembers a failed SQLite result: a failed write spoils the transaction, and a file
+  // that is no database marks the store broken.
+  void noteFailure(int result, bool writing);
 
   // Constant after construction.
   const bool alwaysCloseDB_;
@@ -68,6 +72,8 @@ class TLDBSqlite final : public TLDBProtocol {
   // statement would keep the connection from closing between operations.
   sqlite3_stmt* insertEntryStatement_ = nullptr;
   sqlite3_stmt* insertGroupStatement_ = nullptr;
+  bool transactionFailed_ = false;
+  bool broken_ = false;
 };
 
 }  // namespace tolvana

@@ -5,6 +5,7 @@
 #include <filesystem>
 
 #include "platform/PropertyList.h"
+#include "support/Files.h"
 #include "tests/support/AppFixture.h"
 
 namespace tolvana {
@@ -125,6 +126,49 @@ TEST_F(TLDatabaseTest, NextStartRemovesMarkedStoresAndKeepsTheOthers) {
 
   second->removeUnusedDatabases({});
   for (const char* language : {"en", "de", "pt-BR"}) EXPECT_TRUE(TLDatabase::isLanguageDeleted(language)) << language;
+}
+
+// A store that SQLite cannot read is moved aside, so that the next start unpacks it again
+// and an update counts its groups as absent.
+TEST_F(TLDatabaseTest, BrokenStoreIsMovedAsideAndComesBackFromTheArchive) {
+  struct Case {
+    const char* name;
+    std::function<void(const std::string&)> damage;
+    std::function<void(TLDatabase&)> use;
+    TLLanguageEntry afterRestart;  // the archive's store, or what the update wrote instead
+  } const cases[] = {
+      {"garbage, look-up", [](const std::string& p) { replaceFileAtomically(p, std::string(8192, 'x')); },
+       [](TLDatabase& db) { EXPECT_EQ(db.valueWithKey("hello", "de"), std::nullopt); },
+       {"hello", "Hallo", ""}},
+      {"truncated, version", [](const std::string& p) { fs::resize_file(p, 1000); },
+       [](TLDatabase& db) { EXPECT_EQ(db.versionForGroup("main", "de"), 0); },
+       {"hello", "Hallo", ""}},
+      {"garbage, update", [](const std::string& p) { replaceFileAtomically(p, "SQLite format 3" + std::string(5000, '\1')); },
+       [](TLDatabase& db) {
+         EXPECT_TRUE(db.parseResponseV2Json(R"({"__v":2,"baseLanguage":"en","data":{"de":{"main":{"version":1,"entries":{"new":{"v":"Neu"}}}}}})"));
+         EXPECT_EQ(db.valueWithKey("new", "de"), "Neu");  // written in full into a fresh store
+       },
+       {"new", "Neu", ""}},
+  };
+  shipThreeLanguages();
+  app.install();
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.name);
+    fs::remove_all(app.dataDirectory());
+    auto db = TLDatabase::create();
+    ASSERT_NE(db, nullptr);
+    ASSERT_EQ(db->valueWithKey("hello", "de"), "Hallo");
+    c.damage(app.storePath("de"));
+    c.use(*db);
+    EXPECT_TRUE(fs::exists(app.storePath("de") + ".corrupt"));
+    EXPECT_TRUE(app.platform.log->contains("E/Tolvana\xEF\xB9\x95 Store de is broken"));
+    EXPECT_EQ(db->valueWithKey("hello", "fr"), "Bonjour");
+    db.reset();
+    auto next = TLDatabase::create();
+    ASSERT_NE(next, nullptr);
+    EXPECT_EQ(next->valueWithKey(c.afterRestart.key, "de"), c.afterRestart.value);
+    EXPECT_FALSE(next->isLanguageSupported("de.sqlite"));
+  }
 }
 
 TEST_F(TLDatabaseTest, LatestAppInfoHoldsTheAppLevelFields) {
