@@ -301,6 +301,9 @@ void TLDBSqlite::createOrUpdateEntry(std::string_view key, std::optional<std::st
     logError("Empty key (createOrUpdateEntry).");
     return;
   }
+  // After a failed write SQLite may already have rolled the transaction back; a further
+  // insert would then be committed on its own, beside a group version it does not match.
+  if (transactionFailed_) return;
   sqlite3_stmt* insert = insertEntryStatement_;
   // Outside a transaction there is no statement; the row is lost like any failed insert.
   if (!insert) {
@@ -327,6 +330,7 @@ void TLDBSqlite::createOrUpdateGroup(std::string_view name, std::int64_t version
     logError("Empty name (createOrUpdateGroup).");
     return;
   }
+  if (transactionFailed_) return;
   sqlite3_stmt* insert = insertGroupStatement_;
   if (!insert) {
     logError("Failed to add group");
