@@ -7,7 +7,9 @@
 // only for the length of one operation: each read opens read-only and closes, and a write
 // transaction opens read-write at beginWriteTransaction() and closes at
 // commitWriteTransaction(). The insert statements are prepared once per transaction and
-// reused for every row, which is what makes a large update fast.
+// reused for every row, which is what makes a large update fast. A transaction in which a
+// write failed (a full disk, a lock) writes nothing more and is rolled back at commit, so a
+// group's version is never stored without all its entries.
 //
 // Thread contract: none of its own (see TLDBProtocol); the owner serialises every call.
 #pragma once
