@@ -4,7 +4,11 @@
 #include <cmath>
 #include <mutex>
 
+#include <filesystem>
+
 #include "core/TLSettings.h"
+#include "support/Hmac.h"
+#include "support/SafeName.h"
 #include "support/StringUtil.h"
 #include "tolvana/platform/Platform.h"
 
@@ -97,10 +101,25 @@ bool TLDeviceUtil::isAppExtension() {
   });
 }
 
+namespace {
+
+std::string appFolderName() {
+  auto identifier = TLDeviceUtil::bundleIdentifier();
+  if (identifier && SafeName::isAppId(*identifier)) return *identifier;
+  std::error_code ec;
+  std::string path = Platform::Current().bundles().mainBundle()->bundlePath();
+  auto canonical = std::filesystem::weakly_canonical(path, ec);
+  if (!ec) path = canonical.string();
+  // Any stable hash would do; the keyed one is at hand.
+  return "unidentified-" + hmacSha256Hex("Tolvana app folder", path).substr(0, 16);
+}
+
+}  // namespace
+
 std::optional<std::string> TLDeviceUtil::userdataDirectory() {
   auto base = device().dataDirectory();
   if (!base) return std::nullopt;
-  return *base + "/Tolvana/" + bundleIdentifier().value_or("");
+  return *base + "/Tolvana/" + appFolderName();
 }
 
 std::uint64_t TLDeviceUtil::usedMemory() { return device().residentMemoryBytes(); }
