@@ -2,8 +2,11 @@
 // reference server over HTTPS.
 #include <gtest/gtest.h>
 
+#include <future>
+
 #include "core/TLInternal.h"
 #include "platform/posix/CurlHttp.h"
+#include "platform/posix/ThreadDispatch.h"
 #include "support/Json.h"
 #include "tests/support/AppFixture.h"
 #include "tests/support/ServerFixture.h"
@@ -167,6 +170,18 @@ TEST_F(Sync, FirstUpdateImportsTheBundleTables) {
   EXPECT_EQ(engine->missingEntries()["en"]["from.bundle"], "Bundle text");
   app.platform.clock->advance(std::chrono::seconds(10));
   ASSERT_TRUE(app.platform.dispatch->runUntil([&] { return server.inspect("missing").asArray().size() == 1; }));
+}
+
+// A client that owns its dispatch, released while its request runs: the request still ends
+// with its completion, and the process goes on.
+TEST(CurlHttp, ReleasedWhileItsRequestRuns) {
+  ServerFixture server{{}};
+  auto http = makeCurlHttp(makeThreadDispatch(), {.extraCaFile = server.caFile()});
+  std::promise<int> status;
+  http->send(HttpRequest{.method = "GET", .url = server.baseUrl() + "/v4/mobile-apps/sdk/app1"},
+             [&status](HttpResponse response) { status.set_value(response.status); });
+  http.reset();
+  EXPECT_EQ(status.get_future().get(), 401);  // unsigned, so refused
 }
 
 }  // namespace
