@@ -1,6 +1,10 @@
 #include <gtest/gtest.h>
 
+#include <future>
+#include <thread>
+
 #include "core/TLInternal.h"
+#include "platform/posix/IcuLocale.h"
 #include "sync/TLDeviceUtil.h"
 #include "tests/support/AppFixture.h"
 
@@ -94,6 +98,59 @@ TEST_F(LanguageSelection, SetLanguageNormalisesAndPersists) {
 
   EXPECT_TRUE(engine->setLanguage(std::nullopt));
   EXPECT_EQ(app.platform.defaults->objectForKey("AppleLanguages"), std::nullopt);
+}
+
+// Follows the app language, and holds one thread after it has read it, until released.
+struct HoldingLocale final : Locale {
+  std::shared_ptr<Locale> inner;
+  std::atomic<std::thread::id> held;
+  mutable std::promise<void> read;
+  std::promise<void> release;
+  std::shared_future<void> released = release.get_future().share();
+
+  std::vector<std::string> preferredLanguages() const override {
+    auto languages = inner->preferredLanguages();
+    if (std::this_thread::get_id() == held) {
+      read.set_value();
+      released.wait();
+    }
+    return languages;
+  }
+  std::optional<std::string> currentRegion() const override { return inner->currentRegion(); }
+  LocaleComponents componentsFromLocaleIdentifier(std::string_view id) const override {
+    return inner->componentsFromLocaleIdentifier(id);
+  }
+};
+
+// A look-up that read the device language before setLanguage must not put it back into the
+// cache after the switch: once setLanguage returns, the new language holds, in both forms.
+TEST_F(LanguageSelection, LookupRacingSetLanguageCannotBringTheOldLanguageBack) {
+  const std::pair<const char*, std::string (*)()> kCaches[] = {
+      {"long", [] { return TLDeviceUtil::deviceLanguageLong(); }},
+      {"short", [] { return TLDeviceUtil::deviceLanguage(); }},
+  };
+  for (const auto& [name, cached] : kCaches) {
+    SCOPED_TRACE(name);
+    start();
+    auto locale = std::make_shared<HoldingLocale>();
+    locale->inner = makeIcuLocale(app.platform.defaults, [](std::string_view) { return std::nullopt; });
+    auto ports = Platform::Current().ports();
+    ports.locale = locale;
+    Platform::Install(std::make_shared<Platform>(ports));
+    ASSERT_TRUE(engine->setLanguage("fr"));
+    TLDeviceUtil::deviceLanguage(std::nullopt);
+    TLDeviceUtil::deviceLanguageLong(std::nullopt);
+
+    std::thread reader([&, cached = cached] {
+      locale->held = std::this_thread::get_id();
+      cached();
+    });
+    locale->read.get_future().wait();
+    EXPECT_TRUE(engine->setLanguage("de"));
+    locale->release.set_value();
+    reader.join();
+    EXPECT_EQ(cached(), "de");
+  }
 }
 
 }  // namespace
