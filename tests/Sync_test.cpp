@@ -172,6 +172,17 @@ TEST_F(Sync, FirstUpdateImportsTheBundleTables) {
   ASSERT_TRUE(app.platform.dispatch->runUntil([&] { return server.inspect("missing").asArray().size() == 1; }));
 }
 
+TEST_F(Sync, EngineResetDuringTheRequestStillCompletesOnTheMainQueue) {
+  start();
+  std::atomic<int> onMain{-1};
+  engine->updateGroups(std::nullopt, std::nullopt, true,
+                       [&](bool) { onMain = app.platform.dispatch->isMainThread() ? 1 : 0; });
+  engine.reset();
+  TLInternal::dropInstanceForTesting();
+  ASSERT_TRUE(app.platform.dispatch->runUntil([&] { return onMain >= 0; }));
+  EXPECT_EQ(onMain, 1);
+}
+
 // A client that owns its dispatch, released while its request runs: the request still ends
 // with its completion, and the process goes on.
 TEST(CurlHttp, ReleasedWhileItsRequestRuns) {

@@ -73,6 +73,16 @@ std::tm localTime(double secondsSince1970) {
   return parts;
 }
 
+// The handler runs on the main queue when that was asked for, whichever path ends the update.
+void complete(const TLInternal::UpdateCompletion& completion, bool completeOnMainQueue, bool success) {
+  if (!completion) return;
+  if (completeOnMainQueue) {
+    Platform::Current().dispatch().mainAsync([completion, success] { completion(success); });
+  } else {
+    completion(success);
+  }
+}
+
 }  // namespace
 
 std::string TLInternal::generateHmac(std::string_view message) const {
@@ -231,24 +241,16 @@ void TLInternal::updateGroupsFromHost(std::optional<std::vector<std::string>> gr
       std::move(request), [weak, full, completeOnMainQueue, completion = std::move(completion)](HttpResponse response) {
         if (auto engine = weak.lock()) {
           engine->handleUpdateAnswer(response, full, completeOnMainQueue, completion);
-        } else if (completion) {
-          completion(false);
+        } else {
+          complete(completion, completeOnMainQueue, false);
         }
       });
 }
 
 void TLInternal::handleUpdateAnswer(const HttpResponse& response, bool fullRequest, bool completeOnMainQueue,
                                     const UpdateCompletion& completion) {
-  auto complete = [&](bool success) {
-    if (!completion) return;
-    if (completeOnMainQueue) {
-      Platform::Current().dispatch().mainAsync([completion, success] { completion(success); });
-    } else {
-      completion(success);
-    }
-  };
   auto fail = [&] {
-    complete(false);
+    complete(completion, completeOnMainQueue, false);
     isFetchingLocalisationTexts_ = false;
     if (!ProcessState::get().firstUpdateCompleted.exchange(true)) logInfo("initialized!");
   };
@@ -265,7 +267,7 @@ void TLInternal::handleUpdateAnswer(const HttpResponse& response, bool fullReque
     setInDraftMode(false);
     writeDraftMode();
   }
-  complete(accepted);
+  complete(completion, completeOnMainQueue, accepted);
   isFetchingLocalisationTexts_ = false;
   if (!ProcessState::get().firstUpdateCompleted.exchange(true)) {
     logInfo("%@ initialized!", accepted ? "successfully" : "");
