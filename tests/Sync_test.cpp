@@ -93,7 +93,9 @@ TEST_F(Sync, NewTextsArriveAndUnchangedGroupsAreNotSentAgain) {
 }
 
 TEST_F(Sync, ProxyDownFallsBackAndStillReportsFailure) {
-  app.bundle.info("TolvanaProxyHost", ServerFixture::unusedUrl());
+  ServerFixture proxy{{}};
+  proxy.stop();  // a free port that refuses
+  app.bundle.info("TolvanaProxyHost", proxy.baseUrl());
   server.publish("en", "main", {{"stale", "Stale"}});
   server.publish("en", "main", {{"fresh", "Fresh"}});  // version 2, newer than the app file's
   start();

@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <future>
+#include <latch>
 #include <thread>
 
 #include "core/TLInternal.h"
@@ -100,18 +101,18 @@ TEST_F(LanguageSelection, SetLanguageNormalisesAndPersists) {
   EXPECT_EQ(app.platform.defaults->objectForKey("AppleLanguages"), std::nullopt);
 }
 
-// Follows the app language, and holds one thread after it has read it, until released.
+// Follows the app language; every thread but the test's is held after reading it.
 struct HoldingLocale final : Locale {
   std::shared_ptr<Locale> inner;
-  std::atomic<std::thread::id> held;
-  mutable std::promise<void> read;
+  std::thread::id free = std::this_thread::get_id();
+  mutable std::latch read{2};
   std::promise<void> release;
   std::shared_future<void> released = release.get_future().share();
 
   std::vector<std::string> preferredLanguages() const override {
     auto languages = inner->preferredLanguages();
-    if (std::this_thread::get_id() == held) {
-      read.set_value();
+    if (std::this_thread::get_id() != free) {
+      read.count_down();
       released.wait();
     }
     return languages;
@@ -122,35 +123,27 @@ struct HoldingLocale final : Locale {
   }
 };
 
-// A look-up that read the device language before setLanguage must not put it back into the
-// cache after the switch: once setLanguage returns, the new language holds, in both forms.
-TEST_F(LanguageSelection, LookupRacingSetLanguageCannotBringTheOldLanguageBack) {
-  const std::pair<const char*, std::string (*)()> kCaches[] = {
-      {"long", [] { return TLDeviceUtil::deviceLanguageLong(); }},
-      {"short", [] { return TLDeviceUtil::deviceLanguage(); }},
-  };
-  for (const auto& [name, cached] : kCaches) {
-    SCOPED_TRACE(name);
-    start();
-    auto locale = std::make_shared<HoldingLocale>();
-    locale->inner = makeIcuLocale(app.platform.defaults, [](std::string_view) { return std::nullopt; });
-    auto ports = Platform::Current().ports();
-    ports.locale = locale;
-    Platform::Install(std::make_shared<Platform>(ports));
-    ASSERT_TRUE(engine->setLanguage("fr"));
-    TLDeviceUtil::deviceLanguage(std::nullopt);
-    TLDeviceUtil::deviceLanguageLong(std::nullopt);
+// Look-ups that read the device language before setLanguage must not put it back into the
+// caches after the switch: once setLanguage returns, the new language holds, in both forms.
+TEST_F(LanguageSelection, LookupsRacingSetLanguageCannotBringTheOldLanguageBack) {
+  start();
+  auto locale = std::make_shared<HoldingLocale>();
+  locale->inner = makeIcuLocale(app.platform.defaults, [](std::string_view) { return std::nullopt; });
+  auto ports = Platform::Current().ports();
+  ports.locale = locale;
+  Platform::Install(std::make_shared<Platform>(ports));
+  ASSERT_TRUE(engine->setLanguage("fr"));
+  TLDeviceUtil::deviceLanguage(std::nullopt);
+  TLDeviceUtil::deviceLanguageLong(std::nullopt);
 
-    std::thread reader([&, cached = cached] {
-      locale->held = std::this_thread::get_id();
-      cached();
-    });
-    locale->read.get_future().wait();
-    EXPECT_TRUE(engine->setLanguage("de"));
-    locale->release.set_value();
-    reader.join();
-    EXPECT_EQ(cached(), "de");
-  }
+  std::thread longForm([] { TLDeviceUtil::deviceLanguageLong(); }), shortForm([] { TLDeviceUtil::deviceLanguage(); });
+  locale->read.wait();
+  EXPECT_TRUE(engine->setLanguage("de"));
+  locale->release.set_value();
+  longForm.join();
+  shortForm.join();
+  EXPECT_EQ(TLDeviceUtil::deviceLanguageLong(), "de");
+  EXPECT_EQ(TLDeviceUtil::deviceLanguage(), "de");
 }
 
 }  // namespace

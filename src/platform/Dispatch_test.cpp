@@ -121,45 +121,34 @@ TYPED_TEST(DispatchContract, GlobalQueueRunsTasksConcurrently) {
 }
 
 // Every live queue needs a thread of its own: the first queue's task waits for the
-// second's, which only a second thread can run. A released queue leaves its worker idle
-// first, and two queues made at once must not both be handed that one worker.
+// second's. A released queue leaves its worker idle first, and two queues made at once must
+// not both be handed that one worker.
 TYPED_TEST(DispatchContract, LiveSerialQueuesRunConcurrently) {
   auto& d = *this->h.dispatch;
-  std::atomic<bool> warmedUp{false};
-  d.makeSerialQueue("warm-up")->async([&] { warmedUp = true; });
-  ASSERT_TRUE(this->h.waitFor([&] { return warmedUp.load(); }));
+  std::atomic<int> outcome{0};  // 1: the second ran meanwhile, 2: it did not
+  d.makeSerialQueue("warm-up")->async([&] { outcome = -1; });
+  ASSERT_TRUE(this->h.waitFor([&] { return outcome == -1; }));
   std::this_thread::sleep_for(20ms);  // lets that worker fall idle; no outcome depends on it
 
-  auto first = d.makeSerialQueue("first");
-  auto second = d.makeSerialQueue("second");
-  std::mutex mutex;
-  std::condition_variable met;
-  bool secondRan = false;
-  std::atomic<int> outcome{0};  // 1: the second ran meanwhile, 2: it did not
-  first->async([&] {
-    std::unique_lock lock(mutex);
-    outcome = met.wait_for(lock, 10s, [&] { return secondRan; }) ? 1 : 2;
+  auto first = d.makeSerialQueue("first"), second = d.makeSerialQueue("second");
+  std::promise<void> secondRan;
+  first->async([&, ran = secondRan.get_future().share()] {
+    outcome = ran.wait_for(10s) == std::future_status::ready ? 1 : 2;
   });
-  second->async([&] {
-    std::lock_guard lock(mutex);
-    secondRan = true;
-    met.notify_all();
-  });
-  ASSERT_TRUE(this->h.waitFor([&] { return outcome != 0; }));
+  second->async([&] { secondRan.set_value(); });
+  ASSERT_TRUE(this->h.waitFor([&] { return outcome > 0; }));
   EXPECT_EQ(outcome, 1);
 }
 
-// A client that owns its dispatch can be released by its own running task, so the
-// dispatch's last handle goes on one of the dispatch's own threads, which cannot join itself.
+// A client that owns its dispatch may be released by its own running task: the last handle
+// then goes on one of the dispatch's own threads, which cannot join itself.
 TEST(ThreadDispatch, LastHandleDroppedOnOneOfItsOwnThreads) {
-  using Post = std::function<void(Dispatch&, Task)>;
-  const std::pair<const char*, Post> kQueues[] = {
-      {"main", [](Dispatch& d, Task task) { d.mainAsync(std::move(task)); }},
-      {"global", [](Dispatch& d, Task task) { d.globalAsync(std::move(task)); }},
-      {"serial", [](Dispatch& d, Task task) { d.makeSerialQueue("self")->async(std::move(task)); }},
+  const std::function<void(Dispatch&, Task)> kPosts[] = {
+      [](Dispatch& d, Task task) { d.mainAsync(std::move(task)); },
+      [](Dispatch& d, Task task) { d.globalAsync(std::move(task)); },
+      [](Dispatch& d, Task task) { d.makeSerialQueue("self")->async(std::move(task)); },
   };
-  for (const auto& [name, post] : kQueues) {
-    SCOPED_TRACE(name);
+  for (const auto& post : kPosts) {
     auto dispatch = makeThreadDispatch();
     std::promise<void> released, dropped;
     post(*dispatch, [held = dispatch, released = released.get_future().share(), &dropped]() mutable {

@@ -1,8 +1,6 @@
 #include "tests/support/ServerFixture.h"
 
-#include <netinet/in.h>
 #include <signal.h>
-#include <sys/socket.h>
 #include <spawn.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -69,22 +67,6 @@ ServerFixture::ServerFixture(Options options) : options_(std::move(options)) {
 }
 
 ServerFixture::~ServerFixture() { stop(); }
-
-std::string ServerFixture::unusedUrl() {
-  int fd = ::socket(AF_INET, SOCK_STREAM, 0);
-  sockaddr_in address{};
-  address.sin_family = AF_INET;
-  address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-  socklen_t length = sizeof address;
-  // Bound to port 0 the kernel picks a free port; closed without listening, it refuses.
-  if (fd < 0 || ::bind(fd, reinterpret_cast<sockaddr*>(&address), length) != 0 ||
-      ::getsockname(fd, reinterpret_cast<sockaddr*>(&address), &length) != 0) {
-    if (fd >= 0) ::close(fd);
-    throw std::runtime_error("no free loopback port");
-  }
-  ::close(fd);
-  return "https://127.0.0.1:" + std::to_string(ntohs(address.sin_port));
-}
 
 void ServerFixture::stop() {
   if (pid_ <= 0) return;

@@ -47,8 +47,6 @@ class ServerFixture {
   void injectFault(Value::Dictionary fault);
   // Stops the server; requests then meet a closed port.
   void stop();
-  // "https://127.0.0.1:<port>" on a port that was free a moment ago and that nothing listens on.
-  static std::string unusedUrl();
 
   // Plain request helper; the answer's body.
   std::string request(const std::string& method, const std::string& path, const std::string& body = "") const;

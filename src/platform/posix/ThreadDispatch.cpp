@@ -293,7 +293,14 @@ class DispatchCore {
 
 class ThreadDispatch final : public Dispatch {
  public:
-  ThreadDispatch() { DispatchCore::start(core_); }
+  ThreadDispatch() {
+    try {
+      DispatchCore::start(core_);
+    } catch (...) {
+      core_->stop();  // the threads that did start would otherwise wait for ever
+      throw;
+    }
+  }
   ~ThreadDispatch() override { core_->stop(); }
 
   void mainAsync(Task task) override { core_->enqueueMain(std::chrono::steady_clock::now(), std::move(task)); }
