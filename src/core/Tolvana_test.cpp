@@ -110,6 +110,9 @@ TEST(Tolvana, FailuresInsideTheLibraryAreLoggedAndAnsweredWithTheFallback) {
   installPorts([](Platform::Ports& ports) { ports.dispatch = std::make_shared<ExhaustedDispatch>(); });
   EXPECT_EQ(Tolvana::localizedStringForKey("missing.key", "Default text"), "Default text");
   EXPECT_EQ(app.platform.log->count("E/Tolvana"), 1u);
+  installPorts([&](Platform::Ports& ports) { ports.dispatch = app.platform.dispatch; });
+  Tolvana::localizedStringForKey("another.key", "Another text");
+  EXPECT_EQ(app.platform.dispatch->pendingCount(), 1u);  // the upload is queued again
 }
 
 }  // namespace
