@@ -66,9 +66,11 @@ class CurlHttp final : public Http {
 
   void send(HttpRequest request, std::function<void(HttpResponse)> completion) override {
     auto session = dispatch_->makeSerialQueue("tolvana.http.session");
-    // Not the client itself: the host may release it while the request runs, and the last
-    // reference must not go on this queue's thread, which its dispatch would have to join.
-    session->async([options = options_, session, request = std::move(request), completion = std::move(completion)]() mutable {
+    // Not the client, which the host may release meanwhile; the dispatch though, so that a
+    // released client's request still runs and completes (a dispatch whose last reference
+    // goes with this task detaches the thread it is on).
+    session->async([dispatch = dispatch_, options = options_, session, request = std::move(request),
+                    completion = std::move(completion)]() mutable {
       HttpResponse response = perform(request, options);
       if (completion) completion(std::move(response));
     });
