@@ -41,9 +41,19 @@ class TOLVANA_EXPORT Tolvana {
  public:
   Tolvana() = delete;
 
-  /// Called once with true when the server answered and its answer was taken, else false.
-  /// It runs on the main queue: the toolkit's event loop when an adapter drives one, else a
-  /// thread of the library's own.
+  /// The handler of an update: true when the server answered and its answer was taken, else
+  /// false. It is called at most once, in one of these ways:
+  /// - The engine is switched off, or has no usable settings archive: false at once, on the
+  ///   calling thread, inside the update call itself and while the engine's lock is held. It
+  ///   must not wait there for another thread that uses the library.
+  /// - Otherwise, when the exchange has ended (also when the engine was reset meanwhile, with
+  ///   false): on the main queue, that is the toolkit's event loop when an adapter drives one,
+  ///   else a thread of the library's own; never inside the update call, and without the
+  ///   engine's lock. With a proxy configured it follows the fall-back request, if any.
+  /// - Never, when the server answers 200 with a body that does not begin with "{" (the
+  ///   update then counts as still running), or when the update call fails inside the library
+  ///   (logged at error level).
+  /// A host that waits for the handler must wait off the main queue, and with a time-out.
   using CompletionHandler = std::function<void(bool)>;
   /// Placeholder name → replacement text.
   using Arguments = std::map<std::string, std::string>;

@@ -314,8 +314,9 @@ std::string TLDatabase::getDeletionKey(std::string_view language) {
 }
 
 const std::string& TLDatabase::emptyValue() {
-  static const std::string empty;
-  return empty;
+  // Never destroyed: the library's threads may still look strings up while the process exits.
+  static const auto* empty = new std::string;
+  return *empty;
 }
 
 void TLDatabase::saveLatestAppInfo() {

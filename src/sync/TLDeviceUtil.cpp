@@ -1,11 +1,10 @@
 #include "sync/TLDeviceUtil.h"
 
-#include <atomic>
 #include <cmath>
-#include <mutex>
 
 #include <filesystem>
 
+#include "core/ProcessState.h"
 #include "core/TLSettings.h"
 #include "support/Hmac.h"
 #include "support/SafeName.h"
@@ -15,29 +14,6 @@
 namespace tolvana {
 
 namespace {
-
-// A value computed once per process, thread-safely; resettable for tests that simulate a
-// new process.
-template <class T>
-class Once {
- public:
-  template <class F>
-  T get(F compute) {
-    std::lock_guard lock(mutex_);
-    if (!value_) value_ = compute();
-    return *value_;
-  }
-  void reset() {
-    std::lock_guard lock(mutex_);
-    value_.reset();
-  }
-
- private:
-  std::mutex mutex_;
-  std::optional<T> value_;
-};
-
-Once<bool> uiTestRunning, showIdOnLaunch, debuggerConnected, appExtension;
 
 Device& device() { return Platform::Current().device(); }
 
@@ -83,19 +59,19 @@ bool TLDeviceUtil::isRunningTests() {
 }
 
 bool TLDeviceUtil::isUITestRunning() {
-  return uiTestRunning.get([] { return TLSettings::uiTestScreenCaptureEnabled(); });
+  return ProcessState::get().uiTestRunning.get([] { return TLSettings::uiTestScreenCaptureEnabled(); });
 }
 
 bool TLDeviceUtil::isInShowIdModeOnLaunch() {
-  return showIdOnLaunch.get([] { return TLSettings::showIdModeEnabledOnLaunch(); });
+  return ProcessState::get().showIdOnLaunch.get([] { return TLSettings::showIdModeEnabledOnLaunch(); });
 }
 
 bool TLDeviceUtil::isDebuggerConnected() {
-  return debuggerConnected.get([] { return device().isBeingTraced(); });
+  return ProcessState::get().debuggerConnected.get([] { return device().isBeingTraced(); });
 }
 
 bool TLDeviceUtil::isAppExtension() {
-  return appExtension.get([] {
+  return ProcessState::get().appExtension.get([] {
     auto path = Platform::Current().bundles().mainBundle()->executablePath();
     return path && contains(*path, ".appex/");
   });
@@ -129,10 +105,10 @@ std::uint64_t TLDeviceUtil::freeMemory() { return device().freeMemoryBytes(); }
 void TLDeviceUtil::logMemUsage() {}
 
 void TLDeviceUtil::resetOnceValuesForTesting() {
-  uiTestRunning.reset();
-  showIdOnLaunch.reset();
-  debuggerConnected.reset();
-  appExtension.reset();
+  ProcessState& state = ProcessState::get();
+  for (auto* fact : {&state.uiTestRunning, &state.showIdOnLaunch, &state.debuggerConnected, &state.appExtension}) {
+    fact->clear();
+  }
 }
 
 }  // namespace tolvana
