@@ -122,8 +122,8 @@ void ingest(benchmark::State& state, bool keepOpen) {
   state.counters["answer_MB"] = static_cast<double>(answer().json.size()) / 1e6;
 }
 
-void Ingest_streamingParser(benchmark::State& state) { ingest(state, false); }
-void Ingest_streamingParserKeepOpen(benchmark::State& state) { ingest(state, true); }
+void Ingest_parser(benchmark::State& state) { ingest(state, false); }
+void Ingest_parserKeepOpen(benchmark::State& state) { ingest(state, true); }
 
 void Ingest_domThenRawInserts(benchmark::State& state) {
   answer();
@@ -189,8 +189,8 @@ void Manager_baselineRawInserts(benchmark::State& state) {
 }
 
 BENCHMARK(Ingest_baselineRawInserts)->Unit(benchmark::kMillisecond)->Iterations(3);
-BENCHMARK(Ingest_streamingParser)->Unit(benchmark::kMillisecond)->Iterations(3);
-BENCHMARK(Ingest_streamingParserKeepOpen)->Unit(benchmark::kMillisecond)->Iterations(3);
+BENCHMARK(Ingest_parser)->Unit(benchmark::kMillisecond)->Iterations(3);
+BENCHMARK(Ingest_parserKeepOpen)->Unit(benchmark::kMillisecond)->Iterations(3);
 BENCHMARK(Ingest_domThenRawInserts)->Unit(benchmark::kMillisecond)->Iterations(3);
 BENCHMARK(Manager_baselineRawInserts)->Unit(benchmark::kMillisecond)->Iterations(1);
 BENCHMARK(Manager_selfTest)->Unit(benchmark::kMillisecond)->Iterations(1);

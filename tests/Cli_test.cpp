@@ -1,6 +1,7 @@
 // The command-line tool as a developer runs it: against an app bundle on disk, its own data
 // directory and defaults, and the reference server.
 #include <gtest/gtest.h>
+#include <sqlite3.h>
 
 #include <filesystem>
 #include <fstream>
@@ -198,6 +199,19 @@ TEST_F(Cli, UpdateBringsNewGroupsFromTheServerAndFailsCleanlyWithoutOne) {
   // Outside draft mode the answer has no drafts, so the shipped draft goes with the old text.
   EXPECT_NE(store.out.find("title = \"Willkommen zurück\"\n"), std::string::npos) << store.out;
   EXPECT_EQ(app({"lookup", "bonus", "--language", "de"}).out, "Zugabe\n");
+
+  // An answer that arrives while another process holds the store is taken but not written.
+  server.publish("de", "extra", {{"bonus", "Noch eine Zugabe"}});
+  sqlite3* holder = nullptr;
+  ASSERT_EQ(sqlite3_open(dir.file("data/Tolvana/org.example.cli/app1/de.sqlite").c_str(), &holder), SQLITE_OK);
+  ASSERT_EQ(sqlite3_exec(holder, "BEGIN EXCLUSIVE", nullptr, nullptr, nullptr), SQLITE_OK);
+  auto locked = app({"update", "--groups", "extra", "--languages", "de"});
+  sqlite3_exec(holder, "COMMIT", nullptr, nullptr, nullptr);
+  sqlite3_close(holder);
+  EXPECT_EQ(locked.exitCode, 1);
+  EXPECT_NE(locked.err.find("answer taken, but 1 group could not be written"), std::string::npos) << locked.err;
+  EXPECT_EQ(app({"update", "--groups", "extra", "--languages", "de"}).exitCode, 0);
+  EXPECT_EQ(app({"lookup", "bonus", "--language", "de"}).out, "Noch eine Zugabe\n");
   // The answer lists English too, though only German was asked for, so English stays.
   EXPECT_EQ(app({"set-language", "en"}).exitCode, 0);
   EXPECT_EQ(app({"lookup", "title"}).out, "Welcome\n");

@@ -2,8 +2,12 @@
 // reference server over HTTPS.
 #include <gtest/gtest.h>
 
+#include <future>
+
 #include "core/TLInternal.h"
+#include "platform/fake/FaultInjectingHttp.h"
 #include "platform/posix/CurlHttp.h"
+#include "platform/posix/ThreadDispatch.h"
 #include "support/Json.h"
 #include "tests/support/AppFixture.h"
 #include "tests/support/ServerFixture.h"
@@ -89,7 +93,9 @@ TEST_F(Sync, NewTextsArriveAndUnchangedGroupsAreNotSentAgain) {
 }
 
 TEST_F(Sync, ProxyDownFallsBackAndStillReportsFailure) {
-  app.bundle.info("TolvanaProxyHost", "https://127.0.0.1:1");
+  ServerFixture proxy{{}};
+  proxy.stop();  // a free port that refuses
+  app.bundle.info("TolvanaProxyHost", proxy.baseUrl());
   server.publish("en", "main", {{"stale", "Stale"}});
   server.publish("en", "main", {{"fresh", "Fresh"}});  // version 2, newer than the app file's
   start();
@@ -115,14 +121,18 @@ TEST_F(Sync, MissesGoUpInOneRequestAfterTheQuietPeriod) {
 
 TEST_F(Sync, FaultsEndWithTheRightCompletionAndLoseNothing) {
   app.platform.device->setBeingTraced(true);
-  app.bundle.info("TolvanaTimeoutIntervalForRequest", 1);
+  app.bundle.info("TolvanaTimeoutIntervalForRequest", 30);
   start();
+  // Records what is sent, so the time-outs are checked without waiting for one.
+  auto recorder = std::make_shared<FaultInjectingHttp>(server.http(), app.platform.dispatch);
+  auto ports = Platform::Current().ports();
+  ports.http = recorder;
+  Platform::Install(std::make_shared<Platform>(ports));
   engine->storeMissingEntryForLanguage("en", "kept", "Kept text");
   struct Case {
     const char* name;
     Value::Dictionary fault;
   } const cases[] = {
-      {"slow answer", {{"delayMs", 3000}}},  // first request: the configured time-outs apply
       {"server error", {{"status", 500}}},
       {"unauthorised", {{"status", 401}}},
       {"empty body", {{"status", 200}, {"body", ""}}},
@@ -145,6 +155,10 @@ TEST_F(Sync, FaultsEndWithTheRightCompletionAndLoseNothing) {
   EXPECT_EQ(server.inspect("missing").asArray().size(), 1u);  // it went with the next request
   server.stop();
   EXPECT_EQ(update(), false);
+  // Only the first request of the process gets the configured time-outs.
+  auto sent = recorder->requests();
+  EXPECT_EQ(sent.front().requestTimeout, 30);
+  EXPECT_EQ(sent.back().requestTimeout, 60);
 }
 
 TEST_F(Sync, WrongSecretIsRefused) {
@@ -167,6 +181,29 @@ TEST_F(Sync, FirstUpdateImportsTheBundleTables) {
   EXPECT_EQ(engine->missingEntries()["en"]["from.bundle"], "Bundle text");
   app.platform.clock->advance(std::chrono::seconds(10));
   ASSERT_TRUE(app.platform.dispatch->runUntil([&] { return server.inspect("missing").asArray().size() == 1; }));
+}
+
+TEST_F(Sync, EngineResetDuringTheRequestStillCompletesOnTheMainQueue) {
+  start();
+  std::atomic<int> onMain{-1};
+  engine->updateGroups(std::nullopt, std::nullopt, true,
+                       [&](bool) { onMain = app.platform.dispatch->isMainThread() ? 1 : 0; });
+  engine.reset();
+  TLInternal::dropInstanceForTesting();
+  ASSERT_TRUE(app.platform.dispatch->runUntil([&] { return onMain >= 0; }));
+  EXPECT_EQ(onMain, 1);
+}
+
+// A client that owns its dispatch, released while its request runs: the request still ends
+// with its completion, and the process goes on.
+TEST(CurlHttp, ReleasedWhileItsRequestRuns) {
+  ServerFixture server{{}};
+  auto http = makeCurlHttp(makeThreadDispatch(), {.extraCaFile = server.caFile()});
+  std::promise<int> status;
+  http->send(HttpRequest{.method = "GET", .url = server.baseUrl() + "/v4/mobile-apps/sdk/app1"},
+             [&status](HttpResponse response) { status.set_value(response.status); });
+  http.reset();
+  EXPECT_EQ(status.get_future().get(), 401);  // unsigned, so refused
 }
 
 }  // namespace

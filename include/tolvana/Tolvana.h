@@ -36,67 +36,81 @@
 
 namespace tolvana {
 
+/// The library's interface for a C++ host: static methods only, never instantiated.
 class TOLVANA_EXPORT Tolvana {
  public:
   Tolvana() = delete;
 
-  // Called once with true when the server answered and its answer was taken, else false.
-  // It runs on the main queue: the toolkit's event loop when an adapter drives one, else a
-  // thread of the library's own.
+  /// The handler of an update: true when the server answered and its answer was taken, else
+  /// false. It is called at most once, in one of these ways:
+  /// - The engine is switched off, or has no usable settings archive: false at once, on the
+  ///   calling thread, inside the update call itself and while the engine's lock is held. It
+  ///   must not wait there for another thread that uses the library.
+  /// - Otherwise, when the exchange has ended (also when the engine was reset meanwhile, with
+  ///   false): on the main queue, that is the toolkit's event loop when an adapter drives one,
+  ///   else a thread of the library's own; never inside the update call, and without the
+  ///   engine's lock. With a proxy configured it follows the fall-back request, if any.
+  /// - Never, when the server answers 200 with a body that does not begin with "{" (the
+  ///   update then counts as still running), or when the update call fails inside the library
+  ///   (logged at error level).
+  /// A host that waits for the handler must wait off the main queue, and with a time-out.
   using CompletionHandler = std::function<void(bool)>;
-  // Placeholder name → replacement text.
+  /// Placeholder name → replacement text.
   using Arguments = std::map<std::string, std::string>;
-  // Language → key → text (or, as input to localizeMap, key → default text).
+  /// Language → key → text (or, as input to localizeMap, key → default text).
   using LanguageMap = std::map<std::string, std::map<std::string, std::string>>;
 
-  // Asks the translation server for what is new in the default groups and languages (and
-  // uploads the strings collected as missing).
+  /// Asks the translation server for what is new in the default groups and languages (and
+  /// uploads the strings collected as missing).
   static void updateWithCompletionHandler(CompletionHandler completion);
-  // The same for the given groups and languages (empty lists mean the defaults).
+  /// The same for the given groups and languages (empty lists mean the defaults).
   static void updateGroups(const std::vector<std::string>& groups, const std::vector<std::string>& languages,
                            CompletionHandler completion);
 
-  // The text for the key in the current language; the key when nothing has one.
+  /// The text for the key in the current language; the key when nothing has one.
   static std::string localizedStringForKey(std::string_view key);
-  // The same, with the default text shown (and reported as missing) when the store lacks it.
+  /// The same, with the default text shown (and reported as missing) when the store lacks it.
   static std::string localizedStringForKey(std::string_view key, std::optional<std::string_view> defaultValue);
-  // The text with its placeholders replaced.
+  /// The text with its placeholders replaced.
   static std::string localizedStringForKey(std::string_view key, std::optional<std::string_view> defaultValue,
                                            const Arguments& arguments);
-  // Name the type when the arguments are a braced list: Tolvana::Arguments{{"n", "3"}}.
+  /// The same, with no default text. Name the type when the arguments are a braced list:
+  /// Tolvana::Arguments{{"n", "3"}}.
   static std::string localizedStringForKey(std::string_view key, const Arguments& arguments);
-  // The plural form of the rule ("key[one]"), with its placeholders replaced.
+  /// The plural form of the rule ("key[one]"), with its placeholders replaced.
   static std::string localizedStringForKey(std::string_view key, std::optional<std::string_view> defaultValue,
                                            const Arguments& arguments, std::int64_t pluralRule);
+  /// The same, with no default text.
   static std::string localizedStringForKey(std::string_view key, const Arguments& arguments, std::int64_t pluralRule);
 
-  // The plural rule of a quantity in the current device language.
+  /// The plural rule of a quantity in the current device language.
   static std::int64_t pluralRuleForQuantity(std::uint64_t quantity);
 
-  // Every key of the language's store with its text (the draft where draft mode shows drafts).
+  /// Every key of the language's store with its text (the draft where draft mode shows drafts).
   static std::map<std::string, std::string> localizedStringsForLanguage(std::string_view language);
-  // The tables of the base, short and long device language merged; the long one wins.
+  /// The tables of the base, short and long device language merged; the long one wins.
   static std::map<std::string, std::string> localizedStringsForCurrentLanguage();
-  // Texts for many keys in given languages, without fall-backs to other languages.
+  /// Texts for many keys in given languages, without fall-backs to other languages.
   static LanguageMap localizeMap(const LanguageMap& map);
 
-  // Forces the app language ("pt_br", "de"); nullopt returns to the device's languages. False
-  // when the project does not offer the language. Persisted in the app's user defaults.
+  /// Forces the app language ("pt_br", "de"); nullopt returns to the device's languages. False
+  /// when the project does not offer the language. Persisted in the app's user defaults.
   static bool setLanguage(std::optional<std::string_view> language);
 
-  // Switches the engine off (look-ups then come from the bundle's own tables) or on;
-  // persisted across launches.
+  /// Switches the engine off (look-ups then come from the bundle's own tables) or on;
+  /// persisted across launches.
   static void setEnabled(bool enabled);
+  /// Whether the engine is on.
   static bool enabled();
-  // Whether the app allows draft mode at all (on unless the app says otherwise).
+  /// Whether the app allows draft mode at all (on unless the app says otherwise).
   static void setDraftModeEnabled(bool enabled);
-  static void setDraftModelEnabled(bool enabled);  // the older spelling, kept for existing hosts
-  // Shows keys instead of texts until switched off or the process ends.
+  static void setDraftModelEnabled(bool enabled);  ///< The older spelling, kept for existing hosts.
+  /// Shows keys instead of texts until switched off or the process ends.
   static void setShowIdModeEnabled(bool enabled);
 
-  // Sets the provider of string positions for screenshots. It is held weakly: keep it alive.
-  // An object that is not a TolvanaScreenshotInterface (or null) is refused with an error
-  // line, and the current provider stays.
+  /// Sets the provider of string positions for screenshots. It is held weakly: keep it alive.
+  /// An object that is not a TolvanaScreenshotInterface (or null) is refused with an error
+  /// line, and the current provider stays.
   template <class T>
   static void setScreenshotInterface(const std::shared_ptr<T>& provider) {
     if constexpr (std::is_base_of_v<TolvanaScreenshotInterface, T>) {
@@ -108,9 +122,9 @@ class TOLVANA_EXPORT Tolvana {
     }
   }
 
-  // Drops the engine, erases the app's user defaults and starts again.
+  /// Drops the engine, erases the app's user defaults and starts again.
   static void reset();
-  // "2.0.149"; needs no running engine.
+  /// "2.0.149"; needs no running engine.
   static std::string sdkVersion();
 
  private:

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "core/ProcessState.h"
 #include "core/TLSettings.h"
 #include "localization/TLPluralRule.h"
 #include "support/StringUtil.h"
@@ -15,10 +16,6 @@ namespace tolvana {
 std::atomic<bool> draftModeEnabled{true};
 
 namespace {
-
-std::recursive_mutex classLock;
-std::shared_ptr<TLInternal> instance;  // guarded by classLock
-std::atomic<bool> notInitializedAlertShown{false};
 
 // "Tolvana Setting found" lines: the keys in the order they are reported, and how each
 // value is shown.
@@ -76,27 +73,37 @@ TLInternal::TLInternal() = default;
 TLInternal::~TLInternal() = default;
 
 std::shared_ptr<TLInternal> TLInternal::sharedInstance() {
-  std::lock_guard lock(classLock);
-  if (!instance) {
-    std::shared_ptr<TLInternal> engine(new TLInternal());
-    engine->start();
-    instance = engine;
-  }
-  return instance;
+  ProcessState& state = ProcessState::get();
+  std::lock_guard lock(state.engineLock);
+  if (state.engine) return state.engine;
+  // Only the thread inside start() gets here while it runs (a look-up hook of the Ui port, a
+  // log sink): it is answered by the engine as far as it has come, which falls back to the
+  // bundle's own tables until its store is open, rather than starting another engine.
+  if (state.starting) return state.starting;
+  state.starting.reset(new TLInternal());
+  struct Started {
+    ProcessState& state;
+    ~Started() { state.starting.reset(); }
+  } started{state};
+  state.starting->start();
+  state.engine = state.starting;
+  return state.engine;
 }
 
 void TLInternal::resetInstance() {
-  std::lock_guard lock(classLock);
-  instance.reset();
+  ProcessState& state = ProcessState::get();
+  std::lock_guard lock(state.engineLock);
+  state.engine.reset();
   // The app's own defaults go too: the whole domain is erased, as a fresh install would be.
   Platform::Current().userDefaults().removePersistentDomain();
   sharedInstance();
 }
 
 void TLInternal::dropInstanceForTesting() {
-  std::lock_guard lock(classLock);
-  instance.reset();
-  notInitializedAlertShown = false;
+  ProcessState& state = ProcessState::get();
+  std::lock_guard lock(state.engineLock);
+  state.engine.reset();
+  state.forgetForTesting();
 }
 
 void TLInternal::start() {
@@ -223,7 +230,7 @@ bool TLInternal::isEnterpriseHost(std::string_view url) const {
 }
 
 void TLInternal::showNotInitializedError() {
-  if (TLDeviceUtil::isAppExtension() || notInitializedAlertShown.exchange(true)) return;
+  if (TLDeviceUtil::isAppExtension() || ProcessState::get().notInitializedAlertShown.exchange(true)) return;
   Platform& platform = Platform::Current();
   platform.dispatch().mainAsync([&platform] {
     // Deliberately without a button: the app cannot work until the settings file is fixed.

@@ -4,7 +4,9 @@
 // Start-up runs on the thread that first asks for the engine, in a fixed order: the persisted
 // on/off switch, the version and settings log, the store manager (which unpacks the settings
 // archive), draft mode, the default languages. Only user-interface work is queued onto the
-// main queue.
+// main queue. Other threads asking meanwhile wait for start-up to end; the starting thread
+// itself, asking again from inside start-up (a look-up hook), gets the engine as far as it
+// has come, which answers from the bundle's own tables until its store is open.
 //
 // Thread contract: every method may be called from any thread. The engine's lock (lock())
 // is re-entrant; the missing-string collection has its own lock, always taken after the
@@ -54,8 +56,8 @@ class TLInternal : public std::enable_shared_from_this<TLInternal> {
   static std::shared_ptr<TLInternal> sharedInstance();
   // Drops the engine, erases the app's whole user-defaults domain and starts again.
   static void resetInstance();
-  // Drops the engine without touching the user defaults, and forgets the once-per-process
-  // alert, as if a new process started; for tests.
+  // Drops the engine without touching the user defaults, and forgets what the process has
+  // read and done once, as if a new process started; for tests.
   static void dropInstanceForTesting();
   ~TLInternal();
 

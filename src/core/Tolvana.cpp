@@ -8,27 +8,59 @@
 namespace tolvana {
 
 namespace {
+
 std::shared_ptr<TLInternal> engine() { return TLInternal::sharedInstance(); }
+
+// Nothing the library meets (a thread it cannot start, memory it cannot get, a port that
+// throws) reaches the host: the call is logged and answers its fall-back instead.
+template <class Fallback, class Call>
+auto guarded(std::string_view name, Fallback&& fallback, Call&& call) noexcept -> decltype(call()) {
+  try {
+    return call();
+  } catch (const std::exception& e) {
+    try {
+      logError("%@ failed: %@", name, e.what());
+    } catch (...) {
+    }
+  } catch (...) {
+    try {
+      logError("%@ failed.", name);
+    } catch (...) {
+    }
+  }
+  return fallback();
+}
+
+void nothing() {}
+
+// What a look-up answers when it fails: the default text, else the key.
+auto defaultOrKey(std::string_view key, std::optional<std::string_view> defaultValue) {
+  return [=] { return std::string(defaultValue && !defaultValue->empty() ? *defaultValue : key); };
+}
+
 }  // namespace
 
 void Tolvana::updateWithCompletionHandler(CompletionHandler completion) {
-  engine()->updateGroups(std::nullopt, std::nullopt, true, std::move(completion));
+  guarded("updateWithCompletionHandler", nothing,
+          [&] { engine()->updateGroups(std::nullopt, std::nullopt, true, std::move(completion)); });
 }
 
 void Tolvana::updateGroups(const std::vector<std::string>& groups, const std::vector<std::string>& languages,
                            CompletionHandler completion) {
-  engine()->updateGroups(groups, languages, true, std::move(completion));
+  guarded("updateGroups", nothing, [&] { engine()->updateGroups(groups, languages, true, std::move(completion)); });
 }
 
 std::string Tolvana::localizedStringForKey(std::string_view key) { return localizedStringForKey(key, std::nullopt); }
 
 std::string Tolvana::localizedStringForKey(std::string_view key, std::optional<std::string_view> defaultValue) {
-  return engine()->localizedStringForKey(key, defaultValue).text;
+  return guarded("localizedStringForKey", defaultOrKey(key, defaultValue),
+                 [&] { return engine()->localizedStringForKey(key, defaultValue).text; });
 }
 
 std::string Tolvana::localizedStringForKey(std::string_view key, std::optional<std::string_view> defaultValue,
                                            const Arguments& arguments) {
-  return engine()->localizedStringForKeyWithArguments(key, &arguments, defaultValue).text;
+  return guarded("localizedStringForKey", defaultOrKey(key, defaultValue),
+                 [&] { return engine()->localizedStringForKeyWithArguments(key, &arguments, defaultValue).text; });
 }
 
 std::string Tolvana::localizedStringForKey(std::string_view key, const Arguments& arguments) {
@@ -37,40 +69,63 @@ std::string Tolvana::localizedStringForKey(std::string_view key, const Arguments
 
 std::string Tolvana::localizedStringForKey(std::string_view key, std::optional<std::string_view> defaultValue,
                                            const Arguments& arguments, std::int64_t pluralRule) {
-  return engine()->localizedStringForKeyWithArgumentsAndPluralRule(key, &arguments, pluralRule, defaultValue).text;
+  return guarded("localizedStringForKey", defaultOrKey(key, defaultValue), [&] {
+    return engine()->localizedStringForKeyWithArgumentsAndPluralRule(key, &arguments, pluralRule, defaultValue).text;
+  });
 }
 
 std::string Tolvana::localizedStringForKey(std::string_view key, const Arguments& arguments, std::int64_t pluralRule) {
   return localizedStringForKey(key, std::nullopt, arguments, pluralRule);
 }
 
-std::int64_t Tolvana::pluralRuleForQuantity(std::uint64_t quantity) { return TLPluralRuleForQuantity(quantity); }
+std::int64_t Tolvana::pluralRuleForQuantity(std::uint64_t quantity) {
+  return guarded("pluralRuleForQuantity", [] { return TLPluralRuleOther; },
+                 [&] { return TLPluralRuleForQuantity(quantity); });
+}
 
 std::map<std::string, std::string> Tolvana::localizedStringsForLanguage(std::string_view language) {
-  return engine()->localizedStringsForLanguage(language);
+  return guarded("localizedStringsForLanguage", [] { return std::map<std::string, std::string>(); },
+                 [&] { return engine()->localizedStringsForLanguage(language); });
 }
 
 std::map<std::string, std::string> Tolvana::localizedStringsForCurrentLanguage() {
-  return engine()->localizedStringsForCurrentLanguage();
+  return guarded("localizedStringsForCurrentLanguage", [] { return std::map<std::string, std::string>(); },
+                 [&] { return engine()->localizedStringsForCurrentLanguage(); });
 }
 
-Tolvana::LanguageMap Tolvana::localizeMap(const LanguageMap& map) { return engine()->localizeMap(map); }
+Tolvana::LanguageMap Tolvana::localizeMap(const LanguageMap& map) {
+  return guarded("localizeMap", [] { return LanguageMap(); }, [&] { return engine()->localizeMap(map); });
+}
 
-bool Tolvana::setLanguage(std::optional<std::string_view> language) { return engine()->setLanguage(language); }
-void Tolvana::setEnabled(bool enabled) { engine()->setEnabled(enabled); }
-bool Tolvana::enabled() { return engine()->enabled(); }
-void Tolvana::setDraftModeEnabled(bool enabled) { engine()->setDraftModeEnabled(enabled); }
-void Tolvana::setDraftModelEnabled(bool enabled) { engine()->setDraftModeEnabled(enabled); }
-void Tolvana::setShowIdModeEnabled(bool enabled) { engine()->setInShowIdMode(enabled); }
-void Tolvana::reset() { TLInternal::resetInstance(); }
+bool Tolvana::setLanguage(std::optional<std::string_view> language) {
+  return guarded("setLanguage", [] { return false; }, [&] { return engine()->setLanguage(language); });
+}
+void Tolvana::setEnabled(bool enabled) {
+  guarded("setEnabled", nothing, [&] { engine()->setEnabled(enabled); });
+}
+bool Tolvana::enabled() {
+  return guarded("enabled", [] { return false; }, [&] { return engine()->enabled(); });
+}
+void Tolvana::setDraftModeEnabled(bool enabled) {
+  guarded("setDraftModeEnabled", nothing, [&] { engine()->setDraftModeEnabled(enabled); });
+}
+void Tolvana::setDraftModelEnabled(bool enabled) {
+  guarded("setDraftModelEnabled", nothing, [&] { engine()->setDraftModeEnabled(enabled); });
+}
+void Tolvana::setShowIdModeEnabled(bool enabled) {
+  guarded("setShowIdModeEnabled", nothing, [&] { engine()->setInShowIdMode(enabled); });
+}
+void Tolvana::reset() { guarded("reset", nothing, [] { TLInternal::resetInstance(); }); }
 std::string Tolvana::sdkVersion() { return build::kSdkVersion; }
 
 void Tolvana::setConformingScreenshotInterface(const std::shared_ptr<TolvanaScreenshotInterface>& provider) {
-  if (!provider) {
-    logError("The screenshotInterface needs to conform to the TolvanaScreenshotInterface protocol!");
-    return;
-  }
-  engine()->setScreenshotInterface(provider);
+  guarded("setScreenshotInterface", nothing, [&] {
+    if (!provider) {
+      logError("The screenshotInterface needs to conform to the TolvanaScreenshotInterface protocol!");
+      return;
+    }
+    engine()->setScreenshotInterface(provider);
+  });
 }
 
 }  // namespace tolvana

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <functional>
+#include <system_error>
 
 #include "core/TLInternal.h"
 #include "tests/support/AppFixture.h"
@@ -96,6 +97,57 @@ TEST(Tolvana, ScreenshotProviderMustConform) {
 
   provider.reset();  // held weakly
   EXPECT_EQ(TLInternal::sharedInstance()->screenshotInterface(), nullptr);
+}
+
+// Replaces the current platform's port with the test's own, after the fixture installed it.
+void installPorts(const std::function<void(Platform::Ports&)>& change) {
+  auto ports = Platform::Current().ports();
+  change(ports);
+  Platform::Install(std::make_shared<Platform>(ports));
+}
+
+// A toolkit's translator looks strings up as soon as its hook is in, which is inside start-up.
+struct TranslatorUi final : Ui {
+  std::vector<std::string> answers;
+  void installLookupHooks() override { answers.push_back(Tolvana::localizedStringForKey("hooked", "Default text")); }
+  void presentAlert(Alert) override {}
+  void addOverlay(bool) override {}
+  void removeOverlay() override {}
+  void registerDraftModeGestures() override {}
+};
+
+TEST(Tolvana, LookupFromInsideStartUpIsAnsweredWithoutASecondEngine) {
+  AppFixture app;
+  app.bundle.strings("en", "Localizable", {{"hooked", "Bundle text"}});
+  app.install();
+  auto ui = std::make_shared<TranslatorUi>();
+  installPorts([&](Platform::Ports& ports) { ports.ui = ui; });
+  EXPECT_EQ(Tolvana::localizedStringForKey("hooked", "Default text"), "Bundle text");
+  EXPECT_EQ(ui->answers, std::vector<std::string>{"Bundle text"});
+  EXPECT_EQ(app.platform.log->count("Version: "), 1u);
+}
+
+// Throws where a real dispatch would fail to start a thread.
+struct ExhaustedDispatch final : Dispatch {
+  [[noreturn]] static void fail() { throw std::system_error(std::make_error_code(std::errc::resource_unavailable_try_again)); }
+  void mainAsync(Task) override { fail(); }
+  void mainAfter(std::chrono::milliseconds, Task) override { fail(); }
+  void globalAsync(Task) override { fail(); }
+  std::shared_ptr<SerialQueue> makeSerialQueue(std::string) override { fail(); }
+  bool isMainThread() const override { return false; }
+};
+
+TEST(Tolvana, FailuresInsideTheLibraryAreLoggedAndAnsweredWithTheFallback) {
+  AppFixture app;
+  app.platform.device->setBeingTraced(true);  // misses are collected, and queue their upload
+  app.appLanguage("en", {{"known", "Known", ""}});
+  app.install();
+  installPorts([](Platform::Ports& ports) { ports.dispatch = std::make_shared<ExhaustedDispatch>(); });
+  EXPECT_EQ(Tolvana::localizedStringForKey("missing.key", "Default text"), "Default text");
+  EXPECT_EQ(app.platform.log->count("E/Tolvana"), 1u);
+  installPorts([&](Platform::Ports& ports) { ports.dispatch = app.platform.dispatch; });
+  Tolvana::localizedStringForKey("another.key", "Another text");
+  EXPECT_EQ(app.platform.dispatch->pendingCount(), 1u);  // the upload is queued again
 }
 
 }  // namespace

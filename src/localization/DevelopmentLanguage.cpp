@@ -1,7 +1,6 @@
 #include "localization/DevelopmentLanguage.h"
 
-#include <atomic>
-
+#include "core/ProcessState.h"
 #include "support/StringUtil.h"
 #include "support/TLLog.h"
 
@@ -14,8 +13,7 @@ std::optional<std::string> languageCodeOrNothing(std::optional<std::string> name
 
 void warnOnceAboutDevelopmentLanguage(const std::optional<std::string>& development,
                                       const std::optional<std::string>& base) {
-  static std::atomic<bool> warned{false};
-  if (!development || warned.exchange(true)) return;
+  if (!development || ProcessState::get().developmentLanguageWarned.exchange(true)) return;
   logWarning(
       "The Development Language(%@) of your app is different to your Tolvana Base Language(%@). Your strings will be "
       "uploaded to %@.",

@@ -1,17 +1,13 @@
 // The device language in its three forms (part of TLDeviceUtil).
 #include <cstdlib>
-#include <mutex>
 
+#include "core/ProcessState.h"
 #include "sync/TLDeviceUtil.h"
 #include "tolvana/platform/Platform.h"
 
 namespace tolvana {
 
 namespace {
-
-std::mutex cacheMutex;
-std::string cachedLong;   // guarded by cacheMutex; empty means not computed
-std::string cachedShort;  // guarded by cacheMutex; empty means not computed
 
 std::string firstPreferredLanguage() {
   auto preferred = Platform::Current().locale().preferredLanguages();
@@ -45,38 +41,16 @@ std::string computeShort() {
 
 }  // namespace
 
-// The computation runs outside the lock: a concurrent clear and read may compute twice,
-// which is harmless because the answer is the same.
-std::string TLDeviceUtil::deviceLanguageLong() {
-  {
-    std::lock_guard lock(cacheMutex);
-    if (!cachedLong.empty()) return cachedLong;
-  }
-  std::string language = computeLong();
-  std::lock_guard lock(cacheMutex);
-  cachedLong = language;
-  return language;
-}
+std::string TLDeviceUtil::deviceLanguageLong() { return ProcessState::get().deviceLanguageLong.get(computeLong); }
 
 void TLDeviceUtil::deviceLanguageLong(std::optional<std::string> language) {
-  std::lock_guard lock(cacheMutex);
-  cachedLong = language.value_or("");
+  ProcessState::get().deviceLanguageLong.set(std::move(language));
 }
 
-std::string TLDeviceUtil::deviceLanguage() {
-  {
-    std::lock_guard lock(cacheMutex);
-    if (!cachedShort.empty()) return cachedShort;
-  }
-  std::string language = computeShort();
-  std::lock_guard lock(cacheMutex);
-  cachedShort = language;
-  return language;
-}
+std::string TLDeviceUtil::deviceLanguage() { return ProcessState::get().deviceLanguage.get(computeShort); }
 
 void TLDeviceUtil::deviceLanguage(std::optional<std::string> language) {
-  std::lock_guard lock(cacheMutex);
-  cachedShort = language.value_or("");
+  ProcessState::get().deviceLanguage.set(std::move(language));
 }
 
 std::string TLDeviceUtil::deviceLocale() {

@@ -1,6 +1,11 @@
 #include <gtest/gtest.h>
 
+#include <future>
+#include <latch>
+#include <thread>
+
 #include "core/TLInternal.h"
+#include "platform/posix/IcuLocale.h"
 #include "sync/TLDeviceUtil.h"
 #include "tests/support/AppFixture.h"
 
@@ -94,6 +99,51 @@ TEST_F(LanguageSelection, SetLanguageNormalisesAndPersists) {
 
   EXPECT_TRUE(engine->setLanguage(std::nullopt));
   EXPECT_EQ(app.platform.defaults->objectForKey("AppleLanguages"), std::nullopt);
+}
+
+// Follows the app language; every thread but the test's is held after reading it.
+struct HoldingLocale final : Locale {
+  std::shared_ptr<Locale> inner;
+  std::thread::id free = std::this_thread::get_id();
+  mutable std::latch read{2};
+  std::promise<void> release;
+  std::shared_future<void> released = release.get_future().share();
+
+  std::vector<std::string> preferredLanguages() const override {
+    auto languages = inner->preferredLanguages();
+    if (std::this_thread::get_id() != free) {
+      read.count_down();
+      released.wait();
+    }
+    return languages;
+  }
+  std::optional<std::string> currentRegion() const override { return inner->currentRegion(); }
+  LocaleComponents componentsFromLocaleIdentifier(std::string_view id) const override {
+    return inner->componentsFromLocaleIdentifier(id);
+  }
+};
+
+// Look-ups that read the device language before setLanguage must not put it back into the
+// caches after the switch: once setLanguage returns, the new language holds, in both forms.
+TEST_F(LanguageSelection, LookupsRacingSetLanguageCannotBringTheOldLanguageBack) {
+  start();
+  auto locale = std::make_shared<HoldingLocale>();
+  locale->inner = makeIcuLocale(app.platform.defaults, [](std::string_view) { return std::nullopt; });
+  auto ports = Platform::Current().ports();
+  ports.locale = locale;
+  Platform::Install(std::make_shared<Platform>(ports));
+  ASSERT_TRUE(engine->setLanguage("fr"));
+  TLDeviceUtil::deviceLanguage(std::nullopt);
+  TLDeviceUtil::deviceLanguageLong(std::nullopt);
+
+  std::thread longForm([] { TLDeviceUtil::deviceLanguageLong(); }), shortForm([] { TLDeviceUtil::deviceLanguage(); });
+  locale->read.wait();
+  EXPECT_TRUE(engine->setLanguage("de"));
+  locale->release.set_value();
+  longForm.join();
+  shortForm.join();
+  EXPECT_EQ(TLDeviceUtil::deviceLanguageLong(), "de");
+  EXPECT_EQ(TLDeviceUtil::deviceLanguage(), "de");
 }
 
 }  // namespace

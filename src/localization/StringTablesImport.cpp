@@ -4,6 +4,7 @@
 #include <mutex>
 #include <set>
 
+#include "core/ProcessState.h"
 #include "core/TLInternal.h"
 #include "core/TLSettings.h"
 #include "localization/DevelopmentLanguage.h"
@@ -23,12 +24,7 @@ bool searchAllFromSettings() {
 }
 
 // Read once per process on first use inside the import, and kept.
-bool searchAllBundlesCached() {
-  static std::once_flag once;
-  static bool searchAll = false;
-  std::call_once(once, [] { searchAll = searchAllFromSettings(); });
-  return searchAll;
-}
+bool searchAllBundlesCached() { return ProcessState::get().searchAllBundles.get(searchAllFromSettings); }
 
 bool importsTable(const Bundle& bundle, const std::string& table) {
   if (table == "InfoPlist") return false;

@@ -1,38 +1,43 @@
 #include <gtest/gtest.h>
 
+#include <cerrno>
 #include <cstdlib>
-#include <filesystem>
+#include <map>
 
 #include "platform/fake/FakeDevice.h"
 #include "platform/posix/PosixDevice.h"
+#include "tests/support/TempDir.h"
 
 namespace tolvana {
 namespace {
 
-void setVariable(const char* name, const std::optional<std::string>& value) {
-  value ? ::setenv(name, value->c_str(), 1) : ::unsetenv(name);
+// The test's own variables: the process environment stays as it is.
+EnvironmentFn environment(std::map<std::string, std::string, std::less<>> variables) {
+  return [variables = std::move(variables)](std::string_view name) -> std::optional<std::string> {
+    auto found = variables.find(name);
+    return found == variables.end() ? std::nullopt : std::optional(found->second);
+  };
 }
 
 TEST(DeviceContract, AnswersLaunchArgumentsAndEnvironment) {
-  setVariable("TOLVANA_DEVICE_TEST", "a value");
   auto fake = std::make_shared<FakeDevice>();
   fake->setEnvironmentValue("TOLVANA_DEVICE_TEST", "a value");
-  for (const auto& device : {makePosixDevice(), std::shared_ptr<Device>(fake)}) {
+  auto posix = makePosixDevice(std::nullopt, environment({{"TOLVANA_DEVICE_TEST", "a value"}}));
+  for (const auto& device : {posix, std::shared_ptr<Device>(fake)}) {
     auto arguments = device->launchArguments();
     ASSERT_FALSE(arguments.empty());
     EXPECT_FALSE(arguments.front().empty());
     EXPECT_EQ(device->environmentValue("TOLVANA_DEVICE_TEST"), "a value");
     EXPECT_EQ(device->environmentValue("TOLVANA_DEVICE_TEST_UNSET"), std::nullopt);
   }
-  EXPECT_TRUE(makePosixDevice()->launchArguments().front().ends_with("tolvana_tests"));
-  setVariable("TOLVANA_DEVICE_TEST", std::nullopt);
+  EXPECT_EQ(posix->launchArguments().front(), program_invocation_name);
+  EXPECT_EQ(makePosixDevice()->environmentValue("PATH"), std::getenv("PATH"));
 }
 
 TEST(DeviceContract, MachineFactsAreStableAndWellFormed) {
-  char dir[] = "/tmp/tolvana-device-XXXXXX";
-  ASSERT_NE(::mkdtemp(dir), nullptr);
-  setVariable("XDG_DATA_HOME", std::string(dir));
-  for (const auto& device : {makePosixDevice(), std::shared_ptr<Device>(std::make_shared<FakeDevice>())}) {
+  testing::TempDir dir;
+  auto posix = makePosixDevice(std::nullopt, environment({{"XDG_DATA_HOME", dir.path()}}));
+  for (const auto& device : {posix, std::shared_ptr<Device>(std::make_shared<FakeDevice>())}) {
     EXPECT_FALSE(device->hardwareModel().empty());
     EXPECT_TRUE(device->operatingSystem().starts_with(device->platformName() == "ios" ? "iOS " : "Linux "));
     EXPECT_GT(std::strtod(device->systemVersion().c_str(), nullptr), 0.0) << device->systemVersion();
@@ -46,8 +51,6 @@ TEST(DeviceContract, MachineFactsAreStableAndWellFormed) {
     EXPECT_GT(device->residentMemoryBytes(), 0u);
     EXPECT_GT(device->freeMemoryBytes(), 0u);
   }
-  setVariable("XDG_DATA_HOME", std::nullopt);
-  std::filesystem::remove_all(dir);
 }
 
 TEST(PosixDevice, DataDirectoryFollowsXdgThenHome) {
@@ -59,14 +62,13 @@ TEST(PosixDevice, DataDirectoryFollowsXdgThenHome) {
       {"relative/data", "/home/u", "/home/u/.local/share"},
       {std::nullopt, std::nullopt, std::nullopt},
   };
-  const char* home = std::getenv("HOME");
-  std::optional<std::string> savedHome = home ? std::optional<std::string>(home) : std::nullopt;
   for (const Case& c : cases) {
-    setVariable("XDG_DATA_HOME", c.xdg);
-    setVariable("HOME", c.home);
-    EXPECT_EQ(makePosixDevice()->dataDirectory(), c.expected) << c.xdg.value_or("(unset)");
+    std::map<std::string, std::string, std::less<>> variables;
+    if (c.xdg) variables["XDG_DATA_HOME"] = *c.xdg;
+    if (c.home) variables["HOME"] = *c.home;
+    EXPECT_EQ(makePosixDevice(std::nullopt, environment(variables))->dataDirectory(), c.expected)
+        << c.xdg.value_or("(unset)");
   }
-  setVariable("HOME", savedHome);
 }
 
 }  // namespace

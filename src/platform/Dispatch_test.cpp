@@ -2,6 +2,7 @@
 
 #include <atomic>
 #include <condition_variable>
+#include <future>
 #include <thread>
 
 #include "platform/fake/ManualDispatch.h"
@@ -20,9 +21,11 @@ struct ThreadHarness {
   std::shared_ptr<Clock> clock = makeSystemClock();
   std::shared_ptr<Dispatch> dispatch = makeThreadDispatch();
   void advance(std::chrono::milliseconds) {}  // real time passes by itself
+  // No deadline of its own, so a slow machine never fails a test: a hang is for the test
+  // runner's time-out to report.
   bool waitFor(const std::function<bool()>& done) {
-    for (int i = 0; i < 10000 && !done(); ++i) std::this_thread::sleep_for(1ms);
-    return done();
+    while (!done()) std::this_thread::sleep_for(1ms);
+    return true;
   }
 };
 
@@ -115,6 +118,48 @@ TYPED_TEST(DispatchContract, GlobalQueueRunsTasksConcurrently) {
     });
   }
   ASSERT_TRUE(this->h.waitFor([&] { return sawTheOther == 2; }));
+}
+
+// Every live queue needs a thread of its own: the first queue's task waits for the
+// second's. A released queue leaves its worker idle first, and two queues made at once must
+// not both be handed that one worker.
+TYPED_TEST(DispatchContract, LiveSerialQueuesRunConcurrently) {
+  auto& d = *this->h.dispatch;
+  std::atomic<int> outcome{0};  // 1: the second ran meanwhile, 2: it did not
+  d.makeSerialQueue("warm-up")->async([&] { outcome = -1; });
+  ASSERT_TRUE(this->h.waitFor([&] { return outcome == -1; }));
+  std::this_thread::sleep_for(20ms);  // lets that worker fall idle; no outcome depends on it
+
+  auto first = d.makeSerialQueue("first"), second = d.makeSerialQueue("second");
+  std::promise<void> secondRan;
+  first->async([&, ran = secondRan.get_future().share()] {
+    outcome = ran.wait_for(10s) == std::future_status::ready ? 1 : 2;
+  });
+  second->async([&] { secondRan.set_value(); });
+  ASSERT_TRUE(this->h.waitFor([&] { return outcome > 0; }));
+  EXPECT_EQ(outcome, 1);
+}
+
+// A client that owns its dispatch may be released by its own running task: the last handle
+// then goes on one of the dispatch's own threads, which cannot join itself.
+TEST(ThreadDispatch, LastHandleDroppedOnOneOfItsOwnThreads) {
+  const std::function<void(Dispatch&, Task)> kPosts[] = {
+      [](Dispatch& d, Task task) { d.mainAsync(std::move(task)); },
+      [](Dispatch& d, Task task) { d.globalAsync(std::move(task)); },
+      [](Dispatch& d, Task task) { d.makeSerialQueue("self")->async(std::move(task)); },
+  };
+  for (const auto& post : kPosts) {
+    auto dispatch = makeThreadDispatch();
+    std::promise<void> released, dropped;
+    post(*dispatch, [held = dispatch, released = released.get_future().share(), &dropped]() mutable {
+      released.wait();
+      held.reset();
+      dropped.set_value();
+    });
+    dispatch.reset();
+    released.set_value();
+    EXPECT_EQ(dropped.get_future().wait_for(10s), std::future_status::ready);
+  }
 }
 
 TEST(ThreadDispatch, DestructionDropsPendingTasksWithoutWaitingForThem) {

@@ -122,10 +122,11 @@ bool writeEmptyFileAtomically(const std::string& path, std::string* error) {
 }
 
 // A store that is half unpacked is worse than none: the engine would serve it as complete.
-// Wiping makes the next start unpack from scratch once there is room again.
-void reportOutOfSpace() {
+// Wiping makes the next start unpack from scratch once there is room again. Only the folder
+// being unpacked goes: other apps' folders sit beside it.
+void reportOutOfSpace(const std::string& destination) {
   logError("Error 103a - Settingsfile could not be successfully unpacked, no memory left");
-  TLArchive::wipeUnzippedSettingsfile();
+  TLArchive::wipeUnzippedSettingsfile(destination);
   if (TLDeviceUtil::isAppExtension()) return;
   Platform& platform = Platform::Current();
   auto ui = platform.ports().ui;
@@ -315,8 +316,10 @@ bool TLArchive::createFilesAndDirectoriesAtPath(const std::string& destination, 
           break;
         }
         if (!error->empty()) return false;
+        bool outOfSpace = false;
         if (!skipsMember(name, target, skipExistingDirectories) &&
-            !writeFileDataForFile(fd, offset + kBlockSize, *memberSize, target, error)) {
+            !writeFileDataForFile(fd, offset + kBlockSize, *memberSize, target, error, &outOfSpace)) {
+          if (outOfSpace) reportOutOfSpace(destination);
           return false;
         }
         blocks = 2 + (*memberSize - 1) / kBlockSize;
@@ -332,9 +335,10 @@ bool TLArchive::createFilesAndDirectoriesAtPath(const std::string& destination, 
 }
 
 bool TLArchive::writeFileDataForFile(int fd, std::uint64_t location, std::uint64_t length, std::string path,
-                                     std::string* error) {
+                                     std::string* error, bool* outOfSpace) {
   std::string unreported;
   if (!error) error = &unreported;
+  bool full = false;
   const bool inflating = path.ends_with(kGzipSuffix);
   if (inflating) path = withoutGzipSuffix(path);
   // Archives made without directory members still unpack: the member's folder is made here.
@@ -354,7 +358,11 @@ bool TLArchive::writeFileDataForFile(int fd, std::uint64_t location, std::uint64
       return false;
     }
   }
-  auto append = [out](std::span<const char> chunk) { return writeAll(out, chunk); };
+  auto append = [out, &full](std::span<const char> chunk) {
+    if (writeAll(out, chunk)) return true;
+    full = true;
+    return false;
+  };
   std::vector<char> input(std::min<std::uint64_t>(length, kChunkSize));
   bool ok = true;
   while (ok && length > 0) {
@@ -366,7 +374,6 @@ bool TLArchive::writeFileDataForFile(int fd, std::uint64_t location, std::uint64
     } else if (inflating) {
       ok = decompressData(chunk, stream, append);
     } else if (!append(chunk)) {
-      reportOutOfSpace();
       ok = false;
     }
     location += piece;
@@ -375,6 +382,7 @@ bool TLArchive::writeFileDataForFile(int fd, std::uint64_t location, std::uint64
   // Ending a stream that decompressData already ended is harmless.
   if (inflating) inflateEnd(&stream);
   ::close(out);
+  if (outOfSpace) *outOfSpace = full;
   return ok;
 }
 
@@ -404,23 +412,18 @@ bool TLArchive::decompressData(std::span<const char> input, z_stream_s& stream,
           break;
       }
       const std::size_t produced = kChunkSize - stream.avail_out;
-      if (produced > 0 && !process(std::span<const char>(output.get(), produced))) {
-        reportOutOfSpace();
-        return false;
-      }
+      if (produced > 0 && !process(std::span<const char>(output.get(), produced))) return false;
       if (result == Z_STREAM_END) return true;
     } while (stream.avail_out == 0);
   }
   return true;
 }
 
-void TLArchive::wipeUnzippedSettingsfile() {
-  auto directory = TLDeviceUtil::userdataDirectory();
-  if (!directory) return;
+void TLArchive::wipeUnzippedSettingsfile(const std::string& directory) {
   // List first, then remove: removing while reading a directory may skip entries.
   std::vector<fs::path> entries;
   std::error_code ec;
-  for (fs::directory_iterator it(*directory, ec), end; !ec && it != end; it.increment(ec)) {
+  for (fs::directory_iterator it(directory, ec), end; !ec && it != end; it.increment(ec)) {
     entries.push_back(it->path());
   }
   for (const auto& entry : entries) {

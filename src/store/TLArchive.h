@@ -4,7 +4,8 @@
 // not verified, since the archive ships inside the signed app. Each member is streamed to
 // disk in 51200-byte pieces, and members whose names end in ".gz" are inflated on the way,
 // so memory use does not grow with the archive. Running out of space while writing wipes the
-// data directory (a half-unpacked store is worse than none) and tells the user.
+// folder being unpacked, and nothing else (a half-unpacked store is worse than none), and
+// tells the user.
 //
 // A member name that would land outside the destination (absolute, or with a ".." part)
 // fails the unpacking before anything is written for it.
@@ -52,17 +53,18 @@ class TLArchive {
   static bool dataForFile(int fd, std::uint64_t location, std::span<char> buffer);
 
   // Writes one member's data (length bytes at location) to path, inflating it into path
-  // without its ".gz" when path ends in ".gz".
+  // without its ".gz" when path ends in ".gz". outOfSpace, when given, tells whether a
+  // failure came from a write the device had no room for.
   static bool writeFileDataForFile(int fd, std::uint64_t location, std::uint64_t length, std::string path,
-                                   std::string* error);
+                                   std::string* error, bool* outOfSpace = nullptr);
   // Inflates input through stream and hands each piece of output to process, which returns
-  // false when it could not keep it (the device is out of space). The view handed to process
-  // is valid only during the call.
+  // false when it could not keep it (the device is out of space); the inflating then stops
+  // with false. The view handed to process is valid only during the call.
   static bool decompressData(std::span<const char> input, z_stream_s& stream,
                              const std::function<bool(std::span<const char>)>& process);
 
-  // Removes everything in the engine's data directory.
-  static void wipeUnzippedSettingsfile();
+  // Removes everything in directory, the folder an unpacking ran out of space in.
+  static void wipeUnzippedSettingsfile(const std::string& directory);
 };
 
 }  // namespace tolvana

@@ -170,10 +170,14 @@ TEST_F(TLArchiveTest, MissingArchiveFails) {
 
 // The file-size limit stands in for a full disk; it is set in a child so the test process
 // keeps writing normally. The child reports each finding as one bit of its exit status.
-TEST_F(TLArchiveTest, RunningOutOfSpaceWipesTheDataAndWarnsTheUser) {
+// The folder being unpacked is wiped, never the engine's data directory or its neighbours.
+TEST_F(TLArchiveTest, RunningOutOfSpaceWipesOnlyTheUnpackedFolderAndWarnsTheUser) {
   ArchiveBuilder archive;
   archive.file("app.tolvana", "{}").directory("app/").gzipFile("app/de.sqlite.gz", std::string(1 << 20, 'z')).endBlocks();
   archive.writeTo(scratch.file("settings.tolvana"));
+  const std::string target = scratch.file("Library/Tolvana/other");
+  fs::create_directories(data);
+  ASSERT_TRUE(replaceFileAtomically(data + "/app.tolvana", "{}"));
   pid_t child = fork();
   ASSERT_GE(child, 0);
   if (child == 0) {
@@ -181,8 +185,8 @@ TEST_F(TLArchiveTest, RunningOutOfSpaceWipesTheDataAndWarnsTheUser) {
     rlimit limit{64 * 1024, 64 * 1024};
     setrlimit(RLIMIT_FSIZE, &limit);
     int status = 0;
-    if (TLArchive::createFilesAndDirectoriesAtPath(data, scratch.file("settings.tolvana"), true)) status |= 1;
-    if (!fs::is_empty(data)) status |= 2;
+    if (TLArchive::createFilesAndDirectoriesAtPath(target, scratch.file("settings.tolvana"), true)) status |= 1;
+    if (!fs::is_empty(target) || !fs::exists(data + "/app.tolvana")) status |= 2;
     if (!platform.log->contains("E/Tolvana\xEF\xB9\x95 Error 103a - Settingsfile could not be successfully unpacked, no memory left")) status |= 4;
     platform.dispatch->drain();
     auto alerts = platform.ui->alerts();
@@ -197,7 +201,7 @@ TEST_F(TLArchiveTest, RunningOutOfSpaceWipesTheDataAndWarnsTheUser) {
   int status = 0;
   ASSERT_EQ(waitpid(child, &status, 0), child);
   ASSERT_TRUE(WIFEXITED(status));
-  EXPECT_EQ(WEXITSTATUS(status), 0) << "bits: 1 unpack succeeded, 2 data left, 4 no 103a line, 8 no alert";
+  EXPECT_EQ(WEXITSTATUS(status), 0) << "bits: 1 unpack succeeded, 2 wrong folder wiped, 4 no 103a line, 8 no alert";
 }
 
 }  // namespace

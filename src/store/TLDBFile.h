@@ -33,7 +33,7 @@ class TLDBFile final : public TLDBProtocol {
   std::optional<std::vector<TLLanguageEntry>> entryList() override;
   std::optional<std::map<std::string, std::int64_t>> groupList() override;
   void beginWriteTransaction() override {}
-  void commitWriteTransaction() override {}
+  bool commitWriteTransaction() override { return true; }
   // Reloads from the file; the flag is ignored.
   void open(bool readOnly) override;
   // Drops the dictionary without writing it; until the next open() reads find nothing and

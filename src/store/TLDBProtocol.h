@@ -36,10 +36,14 @@ class TLDBProtocol {
   // Every group with its version; nullopt when the store cannot be read.
   virtual std::optional<std::map<std::string, std::int64_t>> groupList() = 0;
   virtual void beginWriteTransaction() = 0;
-  virtual void commitWriteTransaction() = 0;
+  // True when every write since beginWriteTransaction() is stored; otherwise none of them is.
+  virtual bool commitWriteTransaction() = 0;
   virtual void open(bool readOnly) = 0;
   virtual void close() = 0;
   virtual void save() = 0;
+  // True once the file turned out to be no store at all (not a database, or corrupt): it
+  // will not get better, and its owner should move it aside.
+  virtual bool isBroken() const { return false; }
 };
 
 }  // namespace tolvana

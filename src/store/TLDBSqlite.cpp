@@ -41,11 +41,13 @@ std::string columnText(sqlite3_stmt* statement, int column) {
   return std::string(text, static_cast<std::size_t>(sqlite3_column_bytes(statement, column)));
 }
 
-// A statement that is finalized when the read ends, whichever way it ends.
+// A statement that is finalized when the read ends, whichever way it ends. The first
+// failed result is left in status for the store to judge.
 class ReadStatement {
  public:
-  ReadStatement(sqlite3* database, const char* sql) {
-    if (sqlite3_prepare_v2(database, sql, -1, &statement_, nullptr) != SQLITE_OK) {
+  ReadStatement(sqlite3* database, const char* sql, int& status) : status_(status) {
+    if (int result = sqlite3_prepare_v2(database, sql, -1, &statement_, nullptr); result != SQLITE_OK) {
+      status_ = result;
       sqlite3_finalize(statement_);
       statement_ = nullptr;
     }
@@ -56,10 +58,15 @@ class ReadStatement {
 
   explicit operator bool() const { return statement_ != nullptr; }
   sqlite3_stmt* get() const { return statement_; }
-  bool stepRow() { return sqlite3_step(statement_) == SQLITE_ROW; }
+  bool stepRow() {
+    int result = sqlite3_step(statement_);
+    if (result != SQLITE_ROW && result != SQLITE_DONE) status_ = result;
+    return result == SQLITE_ROW;
+  }
 
  private:
   sqlite3_stmt* statement_ = nullptr;
+  int& status_;
 };
 
 }  // namespace
@@ -91,13 +98,15 @@ TLDBSqlite::~TLDBSqlite() {
 
 void TLDBSqlite::createTables() {
   char* message = nullptr;
-  if (sqlite3_exec(database_, kCreateEntries, nullptr, nullptr, &message) != SQLITE_OK) {
+  if (int result = sqlite3_exec(database_, kCreateEntries, nullptr, nullptr, &message); result != SQLITE_OK) {
     logError("Failed to create entries table. Error: %s", message);
+    noteFailure(result, false);
   }
   sqlite3_free(message);
   message = nullptr;
-  if (sqlite3_exec(database_, kCreateGroups, nullptr, nullptr, &message) != SQLITE_OK) {
+  if (int result = sqlite3_exec(database_, kCreateGroups, nullptr, nullptr, &message); result != SQLITE_OK) {
     logError("Failed to create groups table. Error: %s", message);
+    noteFailure(result, false);
   }
   sqlite3_free(message);
 }
@@ -109,8 +118,9 @@ void TLDBSqlite::open(bool readOnly) {
   }
   int flags = readOnly ? SQLITE_OPEN_READONLY : SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE;
   sqlite3* handle = nullptr;
-  if (sqlite3_open_v2(dbPath_.c_str(), &handle, flags, nullptr) != SQLITE_OK) {
+  if (int result = sqlite3_open_v2(dbPath_.c_str(), &handle, flags, nullptr); result != SQLITE_OK) {
     logError("Failed to open/create database");
+    noteFailure(result, false);
     // SQLite hands out a handle even on failure; it only carries the error.
     sqlite3_close(handle);
   } else {
@@ -151,13 +161,15 @@ void TLDBSqlite::closeAfterRead() {
 std::int64_t TLDBSqlite::getGroupVersion(std::string_view name) {
   if (!openForRead("Database not open (getGroupVersion).")) return -1;
   std::int64_t version = -1;
+  int status = SQLITE_OK;
   {
-    ReadStatement select(database_, "SELECT version FROM groups WHERE name=@NAME");
+    ReadStatement select(database_, "SELECT version FROM groups WHERE name=@NAME", status);
     if (select) {
       bindText(select.get(), 1, name);
       if (select.stepRow()) version = sqlite3_column_int64(select.get(), 0);
     }
   }
+  noteFailure(status, false);
   closeAfterRead();
   return version;
 }
@@ -165,13 +177,15 @@ std::int64_t TLDBSqlite::getGroupVersion(std::string_view name) {
 std::optional<std::string> TLDBSqlite::entryValueForKey(std::string_view key) {
   if (!openForRead(kNotOpenRead)) return std::nullopt;
   std::optional<std::string> value;
+  int status = SQLITE_OK;
   {
-    ReadStatement select(database_, "SELECT value FROM entries WHERE key=@KEY");
+    ReadStatement select(database_, "SELECT value FROM entries WHERE key=@KEY", status);
     if (select) {
       bindText(select.get(), 1, key);
       if (select.stepRow()) value = columnText(select.get(), 0);
     }
   }
+  noteFailure(status, false);
   closeAfterRead();
   return value;
 }
@@ -179,8 +193,9 @@ std::optional<std::string> TLDBSqlite::entryValueForKey(std::string_view key) {
 std::optional<TLLanguageEntry> TLDBSqlite::entryForKey(std::string_view key) {
   if (!openForRead(kNotOpenRead)) return std::nullopt;
   std::optional<TLLanguageEntry> entry;
+  int status = SQLITE_OK;
   {
-    ReadStatement select(database_, "SELECT value,draft FROM entries WHERE key=@KEY");
+    ReadStatement select(database_, "SELECT value,draft FROM entries WHERE key=@KEY", status);
     if (select) {
       bindText(select.get(), 1, key);
       if (select.stepRow()) {
@@ -188,6 +203,7 @@ std::optional<TLLanguageEntry> TLDBSqlite::entryForKey(std::string_view key) {
       }
     }
   }
+  noteFailure(status, false);
   closeAfterRead();
   return entry;
 }
@@ -195,8 +211,9 @@ std::optional<TLLanguageEntry> TLDBSqlite::entryForKey(std::string_view key) {
 std::optional<std::vector<TLLanguageEntry>> TLDBSqlite::entryList() {
   if (!openForRead(kNotOpenRead)) return std::nullopt;
   std::optional<std::vector<TLLanguageEntry>> entries;
+  int status = SQLITE_OK;
   {
-    ReadStatement select(database_, "SELECT key,value,draft FROM entries");
+    ReadStatement select(database_, "SELECT key,value,draft FROM entries", status);
     if (select) {
       entries.emplace();
       while (select.stepRow()) {
@@ -204,6 +221,7 @@ std::optional<std::vector<TLLanguageEntry>> TLDBSqlite::entryList() {
       }
     }
   }
+  noteFailure(status, false);
   closeAfterRead();
   return entries;
 }
@@ -211,15 +229,24 @@ std::optional<std::vector<TLLanguageEntry>> TLDBSqlite::entryList() {
 std::optional<std::map<std::string, std::int64_t>> TLDBSqlite::groupList() {
   if (!openForRead(kNotOpenRead)) return std::nullopt;
   std::optional<std::map<std::string, std::int64_t>> groups;
+  int status = SQLITE_OK;
   {
-    ReadStatement select(database_, "SELECT name,version FROM groups");
+    ReadStatement select(database_, "SELECT name,version FROM groups", status);
     if (select) {
       groups.emplace();
       while (select.stepRow()) (*groups)[columnText(select.get(), 0)] = sqlite3_column_int64(select.get(), 1);
     }
   }
+  noteFailure(status, false);
   closeAfterRead();
   return groups;
+}
+
+void TLDBSqlite::noteFailure(int result, bool writing) {
+  if (result == SQLITE_OK || result == SQLITE_ROW || result == SQLITE_DONE) return;
+  if (writing) transactionFailed_ = true;
+  const int primary = result & 0xff;
+  if (primary == SQLITE_NOTADB || primary == SQLITE_CORRUPT) broken_ = true;
 }
 
 void TLDBSqlite::finalizeInsertStatements() {
@@ -230,29 +257,37 @@ void TLDBSqlite::finalizeInsertStatements() {
 }
 
 void TLDBSqlite::beginWriteTransaction() {
+  transactionFailed_ = false;
   if (alwaysCloseDB_) open(false);
   if (!database_) {
     logError("Database not open (beginWriteTransaction).");
+    transactionFailed_ = true;
     return;
   }
   sqlite3_stmt* begin = nullptr;
-  if (sqlite3_prepare_v2(database_, "BEGIN", -1, &begin, nullptr) != SQLITE_OK) {
+  if (int result = sqlite3_prepare_v2(database_, "BEGIN", -1, &begin, nullptr); result != SQLITE_OK) {
     logError("Could not BEGIN transaction. Error %d: %s", sqlite3_errcode(database_), sqlite3_errmsg(database_));
-  } else if (sqlite3_step(begin) != SQLITE_DONE) {
+    noteFailure(result, true);
+  } else if (result = sqlite3_step(begin); result != SQLITE_DONE) {
     logError("Could not BEGIN transaction. (step). Error %d: %s", sqlite3_errcode(database_),
              sqlite3_errmsg(database_));
+    noteFailure(result, true);
   }
   sqlite3_finalize(begin);
 
   // A transaction that was begun and never committed leaves its statements behind.
   finalizeInsertStatements();
-  if (sqlite3_prepare_v2(database_, kInsertGroup, -1, &insertGroupStatement_, nullptr) != SQLITE_OK) {
+  if (int result = sqlite3_prepare_v2(database_, kInsertGroup, -1, &insertGroupStatement_, nullptr);
+      result != SQLITE_OK) {
     logError("Could not prepare _insertGroupStatement. Error %d: %s", sqlite3_errcode(database_),
              sqlite3_errmsg(database_));
+    noteFailure(result, true);
   }
-  if (sqlite3_prepare_v2(database_, kInsertEntry, -1, &insertEntryStatement_, nullptr) != SQLITE_OK) {
+  if (int result = sqlite3_prepare_v2(database_, kInsertEntry, -1, &insertEntryStatement_, nullptr);
+      result != SQLITE_OK) {
     logError("Could not prepare _insertEntryStatement. Error %d: %s", sqlite3_errcode(database_),
              sqlite3_errmsg(database_));
+    noteFailure(result, true);
   }
 }
 
@@ -266,16 +301,23 @@ void TLDBSqlite::createOrUpdateEntry(std::string_view key, std::optional<std::st
     logError("Empty key (createOrUpdateEntry).");
     return;
   }
+  // After a failed write SQLite may already have rolled the transaction back; a further
+  // insert would then be committed on its own, beside a group version it does not match.
+  if (transactionFailed_) return;
   sqlite3_stmt* insert = insertEntryStatement_;
   // Outside a transaction there is no statement; the row is lost like any failed insert.
   if (!insert) {
     logError("Failed to add entry");
+    transactionFailed_ = true;
     return;
   }
   bindText(insert, 1, key);
   bindOptionalText(insert, 2, value);
   bindOptionalText(insert, 3, draft);
-  if (sqlite3_step(insert) != SQLITE_DONE) logError("Failed to add entry");
+  if (int result = sqlite3_step(insert); result != SQLITE_DONE) {
+    logError("Failed to add entry");
+    noteFailure(result, true);
+  }
   sqlite3_reset(insert);
 }
 
@@ -288,32 +330,54 @@ void TLDBSqlite::createOrUpdateGroup(std::string_view name, std::int64_t version
     logError("Empty name (createOrUpdateGroup).");
     return;
   }
+  if (transactionFailed_) return;
   sqlite3_stmt* insert = insertGroupStatement_;
   if (!insert) {
     logError("Failed to add group");
+    transactionFailed_ = true;
     return;
   }
   bindText(insert, 1, name);
   // Bound as a 32-bit integer, like every version already stored on devices.
   sqlite3_bind_int(insert, 2, static_cast<int>(version));
-  if (sqlite3_step(insert) != SQLITE_DONE) logError("Failed to add group");
+  if (int result = sqlite3_step(insert); result != SQLITE_DONE) {
+    logError("Failed to add group");
+    noteFailure(result, true);
+  }
   sqlite3_reset(insert);
 }
 
-void TLDBSqlite::commitWriteTransaction() {
+bool TLDBSqlite::commitWriteTransaction() {
   if (!database_) {
     logError("Database not open (commitWriteTransaction).");
-    return;
+    return false;
   }
   finalizeInsertStatements();
+  // A group's version must never be stored with only part of its entries: a transaction
+  // with a failed write is undone as a whole, and the group is fetched again next time.
+  if (transactionFailed_) {
+    logError("Could not write the transaction; rolled back.");
+    sqlite3_exec(database_, "ROLLBACK", nullptr, nullptr, nullptr);
+    if (alwaysCloseDB_) close();
+    return false;
+  }
   sqlite3_stmt* commit = nullptr;
-  if (sqlite3_prepare_v2(database_, "COMMIT", -1, &commit, nullptr) != SQLITE_OK) {
+  bool committed = false;
+  if (int result = sqlite3_prepare_v2(database_, "COMMIT", -1, &commit, nullptr); result != SQLITE_OK) {
     logError("Could not COMMIT transaction. Error %d: %s", sqlite3_errcode(database_), sqlite3_errmsg(database_));
-  } else if (sqlite3_step(commit) != SQLITE_DONE) {
+    noteFailure(result, true);
+  } else if (result = sqlite3_step(commit); result != SQLITE_DONE) {
     logError("Could not COMMIT transaction. (step)");
+    noteFailure(result, true);
+  } else {
+    committed = true;
   }
   sqlite3_finalize(commit);
+  // A COMMIT that failed (a full disk, a lock) leaves the transaction open; undo it so the
+  // connection can close.
+  if (!committed && !sqlite3_get_autocommit(database_)) sqlite3_exec(database_, "ROLLBACK", nullptr, nullptr, nullptr);
   if (alwaysCloseDB_) close();
+  return committed;
 }
 
 }  // namespace tolvana

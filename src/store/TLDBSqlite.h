@@ -7,7 +7,9 @@
 // only for the length of one operation: each read opens read-only and closes, and a write
 // transaction opens read-write at beginWriteTransaction() and closes at
 // commitWriteTransaction(). The insert statements are prepared once per transaction and
-// reused for every row, which is what makes a large update fast.
+// reused for every row, which is what makes a large update fast. A transaction in which a
+// write failed (a full disk, a lock) writes nothing more and is rolled back at commit, so a
+// group's version is never stored without all its entries.
 //
 // Thread contract: none of its own (see TLDBProtocol); the owner serialises every call.
 #pragma once
@@ -41,10 +43,11 @@ class TLDBSqlite final : public TLDBProtocol {
   std::optional<std::vector<TLLanguageEntry>> entryList() override;
   std::optional<std::map<std::string, std::int64_t>> groupList() override;
   void beginWriteTransaction() override;
-  void commitWriteTransaction() override;
+  bool commitWriteTransaction() override;
   void open(bool readOnly) override;
   void close() override;
   void save() override;
+  bool isBroken() const override { return broken_; }
 
   const std::string& dbPath() const { return dbPath_; }
   bool alwaysCloseDB() const { return alwaysCloseDB_; }
@@ -58,6 +61,9 @@ class TLDBSqlite final : public TLDBProtocol {
   bool openForRead(const char* notOpenMessage);
   void closeAfterRead();
   void finalizeInsertStatements();
+  // Remembers a failed SQLite result: a failed write spoils the transaction, and a file
+  // that is no database marks the store broken.
+  void noteFailure(int result, bool writing);
 
   // Constant after construction.
   const bool alwaysCloseDB_;
@@ -68,6 +74,8 @@ class TLDBSqlite final : public TLDBProtocol {
   // statement would keep the connection from closing between operations.
   sqlite3_stmt* insertEntryStatement_ = nullptr;
   sqlite3_stmt* insertGroupStatement_ = nullptr;
+  bool transactionFailed_ = false;
+  bool broken_ = false;
 };
 
 }  // namespace tolvana

@@ -12,6 +12,7 @@
 #include "store/TLDBSqlite.h"
 #include "support/Files.h"
 #include "support/Json.h"
+#include "support/SafeName.h"
 #include "support/StringUtil.h"
 #include "support/TLLog.h"
 #include "sync/ResponseParser.h"
@@ -44,6 +45,7 @@ struct TLDatabase::State {
   std::string dataDirectory;
   std::set<std::string> availableLanguages;
   std::function<bool()> draftModeQuery;
+  int unwrittenGroups = 0;
 };
 
 TLDatabase::TLDatabase() : state_(std::make_unique<State>()) {}
@@ -84,9 +86,10 @@ std::vector<std::string> storeLanguagesIn(const std::string& directory) {
   std::error_code ec;
   for (fs::directory_iterator it(directory, ec), end; !ec && it != end; it.increment(ec)) {
     std::string name = it->path().filename().string();
-    // Every file counts, as a listing of the directory would give it; the name up to the
-    // last extension is the language.
-    languages.push_back(deletingPathExtension(name));
+    // The name up to the last extension is the language. What is no language code (a store
+    // moved aside, a stray file) is no language.
+    std::string language = deletingPathExtension(name);
+    if (SafeName::isLanguageCode(language)) languages.push_back(std::move(language));
   }
   return languages;
 }
@@ -144,6 +147,10 @@ std::shared_ptr<TLDatabase> TLDatabase::create() {
     logInfo("Could not parse app id from Settings File: '%@'.", archiveName);
     return nullptr;
   }
+  if (!SafeName::isAppId(appId->asString())) {
+    logError("App id of Settings File '%@' refused: it cannot name a folder.", archiveName);
+    return nullptr;
+  }
   const Value* secret = settings->find("apiSecret");
   if (!secret || !secret->isString()) {
     logInfo("Could not parse secret from Settings File: '%@'.", archiveName);
@@ -176,8 +183,11 @@ std::shared_ptr<TLDBProtocol> TLDatabase::databaseForLanguage(std::string_view l
     logAssert("Realm is disabled.");
     return nullptr;
   }
-  std::string path = s.dbPathFormat;
-  if (auto at = path.find("%@"); at != std::string::npos) path.replace(at, 2, language);
+  if (!SafeName::isLanguageCode(language)) {
+    logError("Language code '%@' refused: it cannot name a store.", language);
+    return nullptr;
+  }
+  std::string path = storePath(language);
   std::error_code ec;
   if (!createDatabase && !fs::exists(path, ec)) return nullptr;
   if (s.dbType == kTypeFile) {
@@ -189,22 +199,53 @@ std::shared_ptr<TLDBProtocol> TLDatabase::databaseForLanguage(std::string_view l
   return store;
 }
 
+std::string TLDatabase::storePath(std::string_view language) const {
+  std::lock_guard lock(mutex_);
+  std::string path = state_->dbPathFormat;
+  if (auto at = path.find("%@"); at != std::string::npos) path.replace(at, 2, language);
+  return path;
+}
+
+bool TLDatabase::dropIfBroken(std::string_view language, const std::shared_ptr<TLDBProtocol>& store) {
+  if (!store || !store->isBroken()) return false;
+  std::lock_guard lock(mutex_);
+  if (auto it = state_->databases.find(language); it != state_->databases.end() && it->second == store) {
+    state_->databases.erase(it);
+  }
+  // Renamed, not removed: the file may tell what broke it. The next start unpacks the
+  // language again, since its store no longer exists.
+  std::string path = storePath(language), aside = path + ".corrupt";
+  logError("Store %@ is broken; moved aside to %@", language, aside);
+  std::error_code ec;
+  fs::rename(path, aside, ec);
+  if (ec) fs::remove(path, ec);
+  // A journal left beside it would be replayed into the store that takes its place.
+  fs::remove(path + "-journal", ec);
+  return true;
+}
+
 std::optional<std::string> TLDatabase::valueWithKey(std::string_view key, std::string_view language) {
   std::lock_guard lock(mutex_);
   auto store = databaseForLanguage(language, false);
-  return store ? store->entryValueForKey(key) : std::nullopt;
+  auto value = store ? store->entryValueForKey(key) : std::nullopt;
+  dropIfBroken(language, store);
+  return value;
 }
 
 std::optional<TLLanguageEntry> TLDatabase::entryWithKey(std::string_view key, std::string_view language) {
   std::lock_guard lock(mutex_);
   auto store = databaseForLanguage(language, false);
-  return store ? store->entryForKey(key) : std::nullopt;
+  auto entry = store ? store->entryForKey(key) : std::nullopt;
+  dropIfBroken(language, store);
+  return entry;
 }
 
 std::int64_t TLDatabase::versionForGroup(std::string_view group, std::string_view language) {
   std::lock_guard lock(mutex_);
   auto store = databaseForLanguage(language, false);
-  return store ? store->getGroupVersion(group) : 0;
+  if (!store) return 0;
+  std::int64_t version = store->getGroupVersion(group);
+  return dropIfBroken(language, store) ? 0 : version;
 }
 
 std::map<std::string, std::string> TLDatabase::stringsForLanguage(std::string_view language) {
@@ -212,7 +253,9 @@ std::map<std::string, std::string> TLDatabase::stringsForLanguage(std::string_vi
   std::map<std::string, std::string> strings;
   auto store = databaseForLanguage(language, false);
   if (!store) return strings;
-  for (auto& entry : store->entryList().value_or(std::vector<TLLanguageEntry>{})) {
+  auto entries = store->entryList();
+  dropIfBroken(language, store);
+  for (auto& entry : entries.value_or(std::vector<TLLanguageEntry>{})) {
     bool useDraft = state_->draftModeEnabled && !entry.draft.empty();
     strings[std::move(entry.key)] = useDraft ? std::move(entry.draft) : std::move(entry.value);
   }
@@ -273,8 +316,9 @@ std::string TLDatabase::getDeletionKey(std::string_view language) {
 }
 
 const std::string& TLDatabase::emptyValue() {
-  static const std::string empty;
-  return empty;
+  // Never destroyed: the library's threads may still look strings up while the process exits.
+  static const auto* empty = new std::string;
+  return *empty;
 }
 
 void TLDatabase::saveLatestAppInfo() {
@@ -362,6 +406,11 @@ void TLDatabase::setDraftModeEnabled(bool enabled) {
   state_->draftModeEnabled = enabled;
 }
 
+void TLDatabase::setUnwrittenGroups(int count) {
+  std::lock_guard lock(mutex_);
+  state_->unwrittenGroups = count;
+}
+
 void TLDatabase::refreshAvailableLanguages() {
   std::lock_guard lock(mutex_);
   auto languages = storeLanguagesIn(state_->dbDirectory);
@@ -385,6 +434,7 @@ TL_GETTER(std::string, dbDirectory)
 TL_GETTER(std::string, dataDirectory)
 TL_GETTER(std::string, dbPathFormat)
 TL_GETTER(std::set<std::string>, availableLanguages)
+TL_GETTER(int, unwrittenGroups)
 #undef TL_GETTER
 
 }  // namespace tolvana

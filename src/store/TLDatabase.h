@@ -32,7 +32,12 @@ class TLDatabase {
   static std::shared_ptr<TLDatabase> create();
   ~TLDatabase();
 
+  // None for a language code that cannot name a file (see SafeName), whatever the flag.
   std::shared_ptr<TLDBProtocol> databaseForLanguage(std::string_view language, bool createDatabase);
+  // When store, the language's backend, turned out to be broken: logs it, moves its file
+  // aside to "<path>.corrupt" (replacing an older one) and forgets the backend, so that its
+  // groups count as absent. True when it did.
+  bool dropIfBroken(std::string_view language, const std::shared_ptr<TLDBProtocol>& store);
   std::optional<std::string> valueWithKey(std::string_view key, std::string_view language);
   std::optional<TLLanguageEntry> entryWithKey(std::string_view key, std::string_view language);
   std::int64_t versionForGroup(std::string_view group, std::string_view language);
@@ -66,6 +71,10 @@ class TLDatabase {
   void setBaseLanguage(std::optional<std::string> language);
   void setCollectMissingEnabled(bool enabled);
   void setDraftModeEnabled(bool enabled);
+  // Groups of the last V2 answer that were taken but could not be written (a full disk, a
+  // locked or broken store); set by the parser.
+  void setUnwrittenGroups(int count);
+  int unwrittenGroups() const;
   // Rebuilds availableLanguages from the store files in dbDirectory.
   void refreshAvailableLanguages();
 
@@ -85,6 +94,7 @@ class TLDatabase {
 
  private:
   TLDatabase();
+  std::string storePath(std::string_view language) const;
   struct State;
   mutable std::recursive_mutex mutex_;
   std::unique_ptr<State> state_;  // guarded by mutex_

@@ -5,6 +5,7 @@
 #include <filesystem>
 
 #include "platform/PropertyList.h"
+#include "support/Files.h"
 #include "tests/support/AppFixture.h"
 
 namespace tolvana {
@@ -125,6 +126,41 @@ TEST_F(TLDatabaseTest, NextStartRemovesMarkedStoresAndKeepsTheOthers) {
 
   second->removeUnusedDatabases({});
   for (const char* language : {"en", "de", "pt-BR"}) EXPECT_TRUE(TLDatabase::isLanguageDeleted(language)) << language;
+}
+
+// A store that SQLite cannot read is moved aside, so that the next start unpacks it again
+// and an update counts its groups as absent.
+TEST_F(TLDatabaseTest, BrokenStoreIsMovedAsideAndComesBackFromTheArchive) {
+  const std::string update = R"({"__v":2,"baseLanguage":"en","data":{"de":{"main":{"version":1,"entries":{"hello":{"v":"Neu"}}}}}})";
+  struct Case {
+    std::string bytes;  // what the store becomes; empty: cut to 1000 bytes
+    std::function<void(TLDatabase&)> use;
+    const char* afterRestart;  // the archive's text, or what the update wrote into a fresh store
+  } const cases[] = {
+      {std::string(8192, 'x'), [](TLDatabase& db) { EXPECT_EQ(db.valueWithKey("hello", "de"), std::nullopt); }, "Hallo"},
+      {"", [](TLDatabase& db) { EXPECT_EQ(db.versionForGroup("main", "de"), 0); }, "Hallo"},
+      {"SQLite format 3" + std::string(5000, '\1'), [&](TLDatabase& db) { EXPECT_TRUE(db.parseResponseV2Json(update)); }, "Neu"},
+  };
+  shipThreeLanguages();
+  app.install();
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.afterRestart);
+    fs::remove_all(app.dataDirectory());
+    auto db = TLDatabase::create();
+    ASSERT_EQ(db->valueWithKey("hello", "de"), "Hallo");
+    if (c.bytes.empty()) {
+      fs::resize_file(app.storePath("de"), 1000);
+    } else {
+      replaceFileAtomically(app.storePath("de"), c.bytes);
+    }
+    c.use(*db);
+    EXPECT_TRUE(fs::exists(app.storePath("de") + ".corrupt"));
+    EXPECT_TRUE(app.platform.log->contains("E/Tolvana\xEF\xB9\x95 Store de is broken"));
+    db.reset();
+    auto next = TLDatabase::create();
+    EXPECT_EQ(next->valueWithKey("hello", "de"), c.afterRestart);
+    EXPECT_FALSE(next->isLanguageSupported("de.sqlite"));
+  }
 }
 
 TEST_F(TLDatabaseTest, LatestAppInfoHoldsTheAppLevelFields) {

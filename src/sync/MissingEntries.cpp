@@ -68,9 +68,14 @@ bool TLInternal::queueSendMissingEntrys() {
   missingEntryUpdateQueued_ = true;
   logVerbose("Queue send missing Translations.");
   std::weak_ptr<TLInternal> weak = weak_from_this();
-  Platform::Current().dispatch().mainAfter(kQuietPeriod, [weak] {
-    if (auto engine = weak.lock()) engine->sendMissingEntries();
-  });
+  try {
+    Platform::Current().dispatch().mainAfter(kQuietPeriod, [weak] {
+      if (auto engine = weak.lock()) engine->sendMissingEntries();
+    });
+  } catch (...) {
+    missingEntryUpdateQueued_ = false;  // else no later miss would ever queue an upload
+    throw;
+  }
   return true;
 }
 

@@ -7,37 +7,31 @@
 #include <vector>
 
 #include "store/TLDatabase.h"
+#include "support/SafeName.h"
 #include "support/TLLog.h"
 
 namespace tolvana {
 
-namespace od = simdjson::ondemand;
+namespace dom = simdjson::dom;
 
 namespace {
 
 // Numbers are accepted as texts: a translation such as 42 arrives as a JSON number.
-std::optional<std::string_view> entryText(od::value value, std::string& scratch, std::string_view field,
+std::optional<std::string_view> entryText(dom::element value, std::string& scratch, std::string_view field,
                                           std::string_view key, bool* wrongType) {
-  od::json_type type;
-  if (value.type().get(type)) {
-    *wrongType = true;
-    return std::nullopt;
-  }
-  switch (type) {
-    case od::json_type::string: {
-      std::string_view text;
-      if (value.get_string().get(text)) break;
-      return text;
-    }
-    case od::json_type::number: {
-      od::number number;
-      if (value.get_number().get(number)) break;
-      scratch = number.is_double() ? Value(number.get_double()).description()
-                : number.is_int64() ? std::to_string(number.get_int64())
-                                    : std::to_string(number.get_uint64());
+  switch (value.type()) {
+    case dom::element_type::STRING:
+      return value.get_string().value_unsafe();
+    case dom::element_type::INT64:
+      scratch = std::to_string(value.get_int64().value_unsafe());
       return std::string_view(scratch);
-    }
-    case od::json_type::null:
+    case dom::element_type::UINT64:
+      scratch = std::to_string(value.get_uint64().value_unsafe());
+      return std::string_view(scratch);
+    case dom::element_type::DOUBLE:
+      scratch = Value(value.get_double().value_unsafe()).description();
+      return std::string_view(scratch);
+    case dom::element_type::NULL_VALUE:
       return std::nullopt;
     default:
       break;
@@ -48,22 +42,22 @@ std::optional<std::string_view> entryText(od::value value, std::string& scratch,
 }
 
 struct AppFields {
-  bool empty = true;
   std::optional<Value> version;
   bool versionWrongType = false;
   std::optional<std::string> baseLanguage;
   std::optional<std::string> masterLanguage;
   bool collectMissingEnabled = false;
   bool draftModeEnabled = false;
+  std::optional<dom::element> data;
 };
 
-std::optional<std::string> stringField(od::value value) {
+std::optional<std::string> stringField(dom::element value) {
   std::string_view text;
   if (value.get_string().get(text)) return std::nullopt;
   return std::string(text);
 }
 
-bool boolField(od::value value) {
+bool boolField(dom::element value) {
   bool b = false;
   if (!value.get_bool().get(b)) return b;
   double d = 0;
@@ -71,42 +65,49 @@ bool boolField(od::value value) {
   return false;
 }
 
-}  // namespace
-
-bool ResponseParser::parseV2(std::string_view json) {
-  logVerbose("parsing Server response...");
-  std::vector<std::string> delivered;
-
-  od::parser parser;
-  simdjson::padded_string padded(json);
-  od::document document;
-  od::object root;
-  if (parser.iterate(padded).get(document) || document.get_object().get(root)) {
-    logError("Server response is no JSON object.");
-    return false;
-  }
-
-  // First pass: the app-level fields decide whether the answer is taken at all, wherever
-  // they stand in the object.
-  AppFields app;
-  for (auto field : root) {
-    std::string_view key;
-    od::value value;
-    if (field.unescaped_key().get(key) || field.value().get(value)) {
-      logError("Server response is malformed.");
-      return false;
+// One transaction for the group: its version and all its entries, or (when a write fails)
+// none of them. Entries of the wrong shape are skipped with an error line.
+bool writeGroup(TLDBProtocol& store, const std::string& groupName, std::int64_t version, dom::object entries,
+                long& counter) {
+  std::string valueScratch, draftScratch;
+  store.beginWriteTransaction();
+  store.createOrUpdateGroup(groupName, version);
+  for (auto [entryKey, entryValue] : entries) {
+    dom::object entry;
+    if (entryValue.get_object().get(entry)) {
+      logError("Entry '%@' of '%@' is no object; skipped.", entryKey, groupName);
+      continue;
     }
-    app.empty = false;
+    std::optional<std::string_view> text, draft;
+    bool wrongType = false;
+    for (auto [name, v] : entry) {
+      if (name == "v") {
+        text = entryText(v, valueScratch, name, entryKey, &wrongType);
+      } else if (name == "d") {
+        draft = entryText(v, draftScratch, name, entryKey, &wrongType);
+      }
+    }
+    if (wrongType) continue;
+    store.createOrUpdateEntry(entryKey, text, draft);
+    ++counter;
+  }
+  return store.commitWriteTransaction();
+}
+
+AppFields readAppFields(dom::object root) {
+  AppFields app;
+  for (auto [key, value] : root) {
     if (key == "__v") {
-      od::number number;
-      if (value.get_number().get(number)) {
-        app.versionWrongType = true;
-      } else {
-        if (number.is_double()) {
-          app.version = Value(number.get_double());
-        } else {
-          app.version = Value(number.get_int64());
-        }
+      switch (value.type()) {
+        case dom::element_type::INT64:
+          app.version = Value(value.get_int64().value_unsafe());
+          break;
+        case dom::element_type::UINT64:
+        case dom::element_type::DOUBLE:
+          app.version = Value(value.get_double().value_unsafe());
+          break;
+        default:
+          app.versionWrongType = true;
       }
     } else if (key == "baseLanguage") {
       app.baseLanguage = stringField(value);
@@ -116,17 +117,38 @@ bool ResponseParser::parseV2(std::string_view json) {
       app.collectMissingEnabled = boolField(value);
     } else if (key == "draftModeEnabled") {
       app.draftModeEnabled = boolField(value);
+    } else if (key == "data" && !app.data) {
+      app.data = value;
     }
   }
-  if (document.rewind(), document.get_object().get(root)) {
-    logError("Server response is malformed.");
+  return app;
+}
+
+}  // namespace
+
+// The whole answer is parsed, and so validated, before anything is written: a malformed
+// answer must write nothing at all, and never a group with only part of its entries.
+// Parsing to a tree costs little beside the store's inserts and removes any chance of
+// walking on after a syntax error.
+bool ResponseParser::parseV2(std::string_view json) {
+  logVerbose("parsing Server response...");
+
+  dom::parser parser;
+  dom::element document;
+  if (auto error = parser.parse(json.data(), json.size(), true).get(document)) {
+    logError("Server response is no valid JSON (%@); nothing of it is taken.", simdjson::error_message(error));
     return false;
   }
-
-  if (app.empty) {
+  dom::object root;
+  if (document.get_object().get(root)) {
+    logError("Server response is no JSON object.");
+    return false;
+  }
+  if (root.begin() == root.end()) {
     logVerbose("Empty Response");
     return true;
   }
+  AppFields app = readAppFields(root);
   if (!app.version) {
     if (app.versionWrongType) logError("Version Info is no number.");
     logError("Missing Version Info.");
@@ -146,118 +168,63 @@ bool ResponseParser::parseV2(std::string_view json) {
   }
 
   logVerbose("Parsing entry data...");
+  std::vector<std::string> delivered;
   long counter = 0;
-  bool inDraftMode = database_.engineInDraftMode();
-  std::string valueScratch, draftScratch;
-  bool malformed = false;
-  for (auto field : root) {
-    std::string_view key;
-    od::value data;
-    if (field.unescaped_key().get(key) || field.value().get(data)) {
-      malformed = true;
-      break;
-    }
-    if (key != "data") continue;
-    od::object languages;
-    if (data.get_object().get(languages)) {
-      logError("Server response field 'data' is no object; skipped.");
-      break;
-    }
-    for (auto languageField : languages) {
-      std::string_view languageView;
-      od::value groupsValue;
-      if (languageField.unescaped_key().get(languageView) || languageField.value().get(groupsValue)) {
-        malformed = true;
-        break;
-      }
+  int unwritten = 0;
+  const bool inDraftMode = database_.engineInDraftMode();
+  dom::object languages;
+  const bool hasLanguages = app.data && !app.data->get_object().get(languages);
+  if (app.data && !hasLanguages) logError("Server response field 'data' is no object; skipped.");
+  // A default object has no tape to walk: without "data" there are no languages.
+  if (hasLanguages) {
+    for (auto [languageView, groupsValue] : languages) {
       std::string language(languageView);
       logVerbose("Parsing language: '%@'", language);
+      if (!SafeName::isLanguageCode(language)) {
+        logError("Language code '%@' of the server response refused; skipped.", language);
+        continue;
+      }
       delivered.push_back(language);
       auto store = database_.databaseForLanguage(language, true);
-      od::object groups;
+      dom::object groups;
       if (groupsValue.get_object().get(groups)) {
         logError("Groups of language '%@' are no object; skipped.", language);
         continue;
       }
-      for (auto groupField : groups) {
-        std::string_view groupView;
-        od::value groupValue;
-        od::object group;
-        if (groupField.unescaped_key().get(groupView) || groupField.value().get(groupValue)) {
-          malformed = true;
-          break;
-        }
+      for (auto [groupView, groupValue] : groups) {
         std::string groupName(groupView);
         logVerbose("Parsing group: '%@'", groupName);
+        dom::object group;
         if (groupValue.get_object().get(group)) {
           logError("Group '%@' of '%@' is no object; skipped.", groupName, language);
           continue;
         }
-        // The version decides whether the entries are wanted, wherever it stands in the group.
-        std::optional<std::int64_t> version;
-        for (auto member : group) {
-          std::string_view name;
-          od::value v;
-          if (member.unescaped_key().get(name) || member.value().get(v)) break;
-          std::int64_t n;
-          if (name == "version" && !v.get_int64().get(n)) version = n;
-        }
-        if (!version) {
+        std::int64_t version = 0;
+        if (group["version"].get_int64().get(version)) {
           logError("Group '%@' of '%@' has no integer version; skipped.", groupName, language);
           continue;
         }
-        std::int64_t local = inDraftMode ? -1 : (store ? store->getGroupVersion(groupName) : -1);
-        if (*version <= local) continue;
-        od::value entriesValue;
-        od::object entries;
-        bool inTransaction = false;
-        if (store && !group.reset().error() && !group.find_field_unordered("entries").get(entriesValue) &&
-            !entriesValue.get_object().get(entries)) {
-          for (auto entryField : entries) {
-            std::string_view entryKey;
-            od::value entryValue;
-            od::object entry;
-            if (entryField.unescaped_key().get(entryKey) || entryField.value().get(entryValue)) break;
-            // A group's version is written only together with its entries.
-            if (!inTransaction) {
-              store->beginWriteTransaction();
-              store->createOrUpdateGroup(groupName, *version);
-              inTransaction = true;
-            }
-            if (entryValue.get_object().get(entry)) {
-              logError("Entry '%@' of '%@' is no object; skipped.", entryKey, groupName);
-              continue;
-            }
-            std::string key(entryKey);
-            std::optional<std::string_view> text, draft;
-            bool wrongType = false;
-            for (auto member : entry) {
-              std::string_view name;
-              od::value v;
-              if (member.unescaped_key().get(name) || member.value().get(v)) {
-                wrongType = true;
-                break;
-              }
-              if (name == "v") {
-                text = entryText(v, valueScratch, name, key, &wrongType);
-              } else if (name == "d") {
-                draft = entryText(v, draftScratch, name, key, &wrongType);
-              }
-            }
-            if (wrongType) continue;
-            store->createOrUpdateEntry(key, text, draft);
-            ++counter;
-          }
-          if (inTransaction) store->commitWriteTransaction();
+        std::int64_t local = -1;
+        if (store && !inDraftMode) local = store->getGroupVersion(groupName);
+        // A store that turns out to be broken is replaced; its groups count as absent.
+        if (database_.dropIfBroken(language, store)) {
+          store = database_.databaseForLanguage(language, true);
+          local = -1;
+        }
+        if (version <= local) continue;
+        dom::object entries;
+        if (store && !group["entries"].get_object().get(entries) && entries.begin() != entries.end() &&
+            !writeGroup(*store, groupName, version, entries, counter)) {
+          logError("Group '%@' of '%@' could not be written.", groupName, language);
+          ++unwritten;
+          if (database_.dropIfBroken(language, store)) store = database_.databaseForLanguage(language, true);
         }
         logVerbose("Entries parsed so far: %ld", counter);
       }
-      if (malformed) break;
     }
-    break;
   }
-  if (malformed) logError("Server response is malformed; the rest of it is skipped.");
   logVerbose("Entries parsed in total: %ld", counter);
+  database_.setUnwrittenGroups(unwritten);
   database_.removeUnusedDatabases(delivered);
   database_.refreshAvailableLanguages();
   return true;

@@ -1,10 +1,11 @@
 // ResponseParser: turns the server's update answer (V2) and the app file of the settings
 // archive (V1) into the per-language stores of a TLDatabase.
 //
-// The V2 answer of a large project runs to tens of megabytes, so it is streamed from its
-// JSON text straight into the stores' prepared statements, without building a tree. The
-// answer comes from a network and is not trusted: a value of the wrong JSON type is skipped
-// with an error line, and no transaction is ever left open.
+// The V2 answer comes from a network and is not trusted. It is parsed and validated whole
+// before the first write, so a malformed answer writes nothing; a value of the wrong JSON
+// type is skipped with an error line, a language code that cannot name a file is refused,
+// each group is written in one transaction that either stores all its entries or none, and
+// no transaction is ever left open.
 //
 // Thread contract: the caller holds the database's lock for the whole parse.
 #pragma once
@@ -21,7 +22,8 @@ class ResponseParser {
  public:
   explicit ResponseParser(TLDatabase& database) : database_(database) {}
   // True when the answer was accepted (an empty object included); false when it lacked a
-  // version or a base language, or was no JSON object.
+  // version or a base language, or was no well-formed JSON object. An accepted answer may
+  // still have groups it could not write: TLDatabase::unwrittenGroups() counts them.
   bool parseV2(std::string_view json);
   bool parseV1(const Value& appFile);
 

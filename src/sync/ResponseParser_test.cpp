@@ -3,6 +3,8 @@
 #include <gtest/gtest.h>
 #include <sqlite3.h>
 
+#include <filesystem>
+
 #include "store/TLDatabase.h"
 #include "support/Json.h"
 #include "tests/support/AppFixture.h"
@@ -112,6 +114,54 @@ TEST_F(ResponseParserTest, HostileTypesAreSkippedAndNoTransactionStaysOpen) {
   ASSERT_EQ(sqlite3_open(app.storePath("de").c_str(), &other), SQLITE_OK);
   EXPECT_EQ(sqlite3_exec(other, "BEGIN IMMEDIATE; COMMIT;", nullptr, nullptr, nullptr), SQLITE_OK);
   sqlite3_close(other);
+}
+
+// A malformed answer writes nothing at all: not a group, not an entry, no app-level field.
+TEST_F(ResponseParserTest, MalformedAnswersWriteNothing) {
+  const std::string head = R"({"__v":9,"baseLanguage":"fr","data":{"de":{"main":{"version":4,"entries":{"a":{"v":"1"},)";
+  for (const std::string& tail : {R"("b" {"v":"2"},"c":{"v":"3"}}}}}})", R"("b":{"v":"2")", R"("b":{"v":"2"}]}}}})",
+                                  R"("b":{"v":tru}}}}}})", R"("b":{"v":"2"}}}}}} trailing)"}) {
+    EXPECT_FALSE(parse(head + tail)) << tail;
+    EXPECT_EQ(db->versionForGroup("main", "de"), 3) << tail;
+    EXPECT_EQ(db->valueWithKey("a", "de"), std::nullopt) << tail;
+    EXPECT_EQ(db->appVersion(), Value(1)) << tail;
+  }
+}
+
+// Paths below the test's folder outside the bundle and the data directory (and its parents).
+std::vector<std::string> outsideTheDataDirectory(const AppFixture& app) {
+  std::vector<std::string> outside;
+  const std::string data = app.dataDirectory();
+  for (const auto& entry : std::filesystem::recursive_directory_iterator(app.dir.path())) {
+    std::string path = entry.path().string();
+    if (!path.starts_with(data) && !path.starts_with(app.bundle.path()) && !data.starts_with(path + "/")) {
+      outside.push_back(path);
+    }
+  }
+  return outside;
+}
+
+// Each name as a language of the app file, a language of an answer and the app id.
+TEST(HostileNames, AreRefusedAndNothingLandsOutsideTheDataDirectory) {
+  for (const std::string& name : {std::string("../../../../pwned"), std::string(".."), std::string("de/../../../x"),
+                                  std::string("de\0../x", 7), std::string(300, 'a'), std::string()}) {
+    SCOPED_TRACE(name);
+    AppFixture app;
+    app.appLanguage(name, {{"k", "v", ""}});
+    app.appLanguage("de", {{"k", "good", ""}});
+    app.install();
+    auto db = TLDatabase::create();
+    ASSERT_NE(db, nullptr);
+    EXPECT_EQ(db->valueWithKey("k", "de"), "good");  // the rest goes on
+    Value::Dictionary groups{{"main", group(2, {{"k", entry("new")}})}};
+    EXPECT_TRUE(db->parseResponseV2(Value::Dictionary{{"__v", 2}, {"baseLanguage", "en"}, {"data", Value::Dictionary{{name, groups}, {"de", groups}}}}));
+    EXPECT_EQ(db->valueWithKey("k", "de"), "new");
+    EXPECT_EQ(db->databaseForLanguage(name, true), nullptr);
+    app.appFile["_id"] = name;
+    app.install();
+    EXPECT_EQ(TLDatabase::create(), nullptr);
+    EXPECT_EQ(outsideTheDataDirectory(app), std::vector<std::string>{});
+  }
 }
 
 TEST(ResponseParserV1, EmptyLanguagesCreateNoStore) {

@@ -1,39 +1,19 @@
 #include "sync/TLDeviceUtil.h"
 
-#include <atomic>
 #include <cmath>
-#include <mutex>
 
+#include <filesystem>
+
+#include "core/ProcessState.h"
 #include "core/TLSettings.h"
+#include "support/Hmac.h"
+#include "support/SafeName.h"
 #include "support/StringUtil.h"
 #include "tolvana/platform/Platform.h"
 
 namespace tolvana {
 
 namespace {
-
-// A value computed once per process, thread-safely; resettable for tests that simulate a
-// new process.
-template <class T>
-class Once {
- public:
-  template <class F>
-  T get(F compute) {
-    std::lock_guard lock(mutex_);
-    if (!value_) value_ = compute();
-    return *value_;
-  }
-  void reset() {
-    std::lock_guard lock(mutex_);
-    value_.reset();
-  }
-
- private:
-  std::mutex mutex_;
-  std::optional<T> value_;
-};
-
-Once<bool> uiTestRunning, showIdOnLaunch, debuggerConnected, appExtension;
 
 Device& device() { return Platform::Current().device(); }
 
@@ -79,28 +59,43 @@ bool TLDeviceUtil::isRunningTests() {
 }
 
 bool TLDeviceUtil::isUITestRunning() {
-  return uiTestRunning.get([] { return TLSettings::uiTestScreenCaptureEnabled(); });
+  return ProcessState::get().uiTestRunning.get([] { return TLSettings::uiTestScreenCaptureEnabled(); });
 }
 
 bool TLDeviceUtil::isInShowIdModeOnLaunch() {
-  return showIdOnLaunch.get([] { return TLSettings::showIdModeEnabledOnLaunch(); });
+  return ProcessState::get().showIdOnLaunch.get([] { return TLSettings::showIdModeEnabledOnLaunch(); });
 }
 
 bool TLDeviceUtil::isDebuggerConnected() {
-  return debuggerConnected.get([] { return device().isBeingTraced(); });
+  return ProcessState::get().debuggerConnected.get([] { return device().isBeingTraced(); });
 }
 
 bool TLDeviceUtil::isAppExtension() {
-  return appExtension.get([] {
+  return ProcessState::get().appExtension.get([] {
     auto path = Platform::Current().bundles().mainBundle()->executablePath();
     return path && contains(*path, ".appex/");
   });
 }
 
+namespace {
+
+std::string appFolderName() {
+  auto identifier = TLDeviceUtil::bundleIdentifier();
+  if (identifier && SafeName::isAppId(*identifier)) return *identifier;
+  std::error_code ec;
+  std::string path = Platform::Current().bundles().mainBundle()->bundlePath();
+  auto canonical = std::filesystem::weakly_canonical(path, ec);
+  if (!ec) path = canonical.string();
+  // Any stable hash would do; the keyed one is at hand.
+  return "unidentified-" + hmacSha256Hex("Tolvana app folder", path).substr(0, 16);
+}
+
+}  // namespace
+
 std::optional<std::string> TLDeviceUtil::userdataDirectory() {
   auto base = device().dataDirectory();
   if (!base) return std::nullopt;
-  return *base + "/Tolvana/" + bundleIdentifier().value_or("");
+  return *base + "/Tolvana/" + appFolderName();
 }
 
 std::uint64_t TLDeviceUtil::usedMemory() { return device().residentMemoryBytes(); }
@@ -110,10 +105,10 @@ std::uint64_t TLDeviceUtil::freeMemory() { return device().freeMemoryBytes(); }
 void TLDeviceUtil::logMemUsage() {}
 
 void TLDeviceUtil::resetOnceValuesForTesting() {
-  uiTestRunning.reset();
-  showIdOnLaunch.reset();
-  debuggerConnected.reset();
-  appExtension.reset();
+  ProcessState& state = ProcessState::get();
+  for (auto* fact : {&state.uiTestRunning, &state.showIdOnLaunch, &state.debuggerConnected, &state.appExtension}) {
+    fact->clear();
+  }
 }
 
 }  // namespace tolvana

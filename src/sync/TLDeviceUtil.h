@@ -38,7 +38,10 @@ class TLDeviceUtil {
   static bool isInShowIdModeOnLaunch();   // once
   static bool isDebuggerConnected();      // once
   static bool isAppExtension();           // once
-  // The data directory of the engine: the platform's data directory + "/Tolvana/" + bundle id.
+  // The data directory of the engine: the platform's data directory + "/Tolvana/" + the
+  // app's folder name. That is the bundle identifier; a bundle without one (or with one that
+  // cannot name a folder) gets "unidentified-" and 16 hexadecimal digits of a hash of the
+  // bundle's canonical path, so that no two apps ever share, or wipe, one folder.
   static std::optional<std::string> userdataDirectory();
   static std::uint64_t usedMemory();
   static std::uint64_t freeMemory();

@@ -72,5 +72,20 @@ TEST(TLDeviceUtil, AppExtensionAndDataDirectory) {
   TLDeviceUtil::resetOnceValuesForTesting();
 }
 
+// Apps without an identifier (or with one that is no folder name) never share a folder.
+TEST(TLDeviceUtil, EveryAppHasADataDirectoryOfItsOwn) {
+  auto dataDirectoryOf = [](std::string path, Value::Dictionary info) {
+    TestPlatform platform;
+    platform.bundles = std::make_shared<MemoryBundles>(std::make_shared<MemoryBundle>(std::move(path), std::move(info)));
+    platform.device->setDataDirectory("/data");
+    platform.install();
+    return TLDeviceUtil::userdataDirectory().value_or("");
+  };
+  std::string first = dataDirectoryOf("/apps/One.app", {});
+  EXPECT_TRUE(first.starts_with("/data/Tolvana/unidentified-")) << first;
+  EXPECT_EQ(dataDirectoryOf("/apps/One.app", {{"CFBundleIdentifier", ".."}}), first);
+  EXPECT_NE(dataDirectoryOf("/apps/Two.app", {}), first);
+}
+
 }  // namespace
 }  // namespace tolvana

@@ -1,9 +1,9 @@
 // The update request: the engine's one exchange with the translation server (part of
 // TLInternal).
 #include <algorithm>
-#include <atomic>
 #include <ctime>
 
+#include "core/ProcessState.h"
 #include "core/TLInternal.h"
 #include "core/TLSettings.h"
 #include "support/Hmac.h"
@@ -26,10 +26,6 @@ constexpr const char* kUpdatePath = "v4/mobile-apps/sdk";
 // What a session uses when nobody configured it.
 constexpr double kDefaultRequestTimeout = 60;
 constexpr double kDefaultResourceTimeout = 7 * 24 * 3600;
-
-std::atomic<bool> sessionTimeoutsApplied{false};
-std::atomic<bool> firstUpdateCompleted{false};
-std::atomic<bool> gesturesRegistered{false};
 
 bool listed(const std::vector<std::string>& list, std::string_view item) {
   return std::find(list.begin(), list.end(), item) != list.end();
@@ -76,6 +72,16 @@ std::tm localTime(double secondsSince1970) {
   std::tm parts{};
   localtime_r(&t, &parts);
   return parts;
+}
+
+// The handler runs on the main queue when that was asked for, whichever path ends the update.
+void complete(const TLInternal::UpdateCompletion& completion, bool completeOnMainQueue, bool success) {
+  if (!completion) return;
+  if (completeOnMainQueue) {
+    Platform::Current().dispatch().mainAsync([completion, success] { completion(success); });
+  } else {
+    completion(success);
+  }
 }
 
 }  // namespace
@@ -222,7 +228,7 @@ void TLInternal::updateGroupsFromHost(std::optional<std::vector<std::string>> gr
   }
   // Only the first request of the process gets the configured time-outs; later ones keep
   // the defaults, as they always have.
-  if (!sessionTimeoutsApplied.exchange(true)) {
+  if (!ProcessState::get().sessionTimeoutsApplied.exchange(true)) {
     request.requestTimeout = TLSettings::timeoutIntervalForRequest();
     request.resourceTimeout = TLSettings::timeoutIntervalForResource();
   } else {
@@ -241,26 +247,18 @@ void TLInternal::updateGroupsFromHost(std::optional<std::vector<std::string>> gr
         if (auto cause = httpFailureCause(url, timeout, response)) logWarning("Update request failed: %@", *cause);
         if (auto engine = weak.lock()) {
           engine->handleUpdateAnswer(response, full, completeOnMainQueue, completion);
-        } else if (completion) {
-          completion(false);
+        } else {
+          complete(completion, completeOnMainQueue, false);
         }
       });
 }
 
 void TLInternal::handleUpdateAnswer(const HttpResponse& response, bool fullRequest, bool completeOnMainQueue,
                                     const UpdateCompletion& completion) {
-  auto complete = [&](bool success) {
-    if (!completion) return;
-    if (completeOnMainQueue) {
-      Platform::Current().dispatch().mainAsync([completion, success] { completion(success); });
-    } else {
-      completion(success);
-    }
-  };
   auto fail = [&] {
-    complete(false);
+    complete(completion, completeOnMainQueue, false);
     isFetchingLocalisationTexts_ = false;
-    if (!firstUpdateCompleted.exchange(true)) logInfo("initialized!");
+    if (!ProcessState::get().firstUpdateCompleted.exchange(true)) logInfo("initialized!");
   };
   if (response.error || response.status != 200 || response.body.empty()) return fail();
   if (trimWhitespaceAndNewlines(response.body).empty()) return fail();
@@ -275,13 +273,13 @@ void TLInternal::handleUpdateAnswer(const HttpResponse& response, bool fullReque
     setInDraftMode(false);
     writeDraftMode();
   }
-  complete(accepted);
+  complete(completion, completeOnMainQueue, accepted);
   isFetchingLocalisationTexts_ = false;
-  if (!firstUpdateCompleted.exchange(true)) {
+  if (!ProcessState::get().firstUpdateCompleted.exchange(true)) {
     logInfo("%@ initialized!", accepted ? "successfully" : "");
     if (db && db->collectMissingEnabled()) fillMissingStringsFromLocalStrings();
   }
-  if (!TLDeviceUtil::isAppExtension() && !gesturesRegistered.exchange(true)) {
+  if (!TLDeviceUtil::isAppExtension() && !ProcessState::get().gesturesRegistered.exchange(true)) {
     Platform& platform = Platform::Current();
     platform.dispatch().mainAsync([&platform] { platform.ui().registerDraftModeGestures(); });
   }

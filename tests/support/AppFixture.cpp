@@ -5,7 +5,6 @@
 #include "core/TLInternal.h"
 #include "platform/posix/DirectoryBundle.h"
 #include "support/Json.h"
-#include "sync/TLDeviceUtil.h"
 
 namespace tolvana::testing {
 
@@ -55,9 +54,6 @@ Platform& AppFixture::install() {
   platform.device->setDataDirectory(dir.file("data"));
   TLInternal::dropInstanceForTesting();
   Platform& installed = platform.install();
-  TLDeviceUtil::deviceLanguage(std::nullopt);
-  TLDeviceUtil::deviceLanguageLong(std::nullopt);
-  TLDeviceUtil::resetOnceValuesForTesting();
   return installed;
 }
 

@@ -46,6 +46,11 @@ void update(Session& session, const UpdateArguments& args) {
     auto cause = session.lastHttpFailure();
     throw CommandError(cause ? "update failed: " + *cause : session.withEngineError("update failed"));
   }
+  // The answer was taken, but a full disk or a locked store may have kept it out.
+  if (int unwritten = db->unwrittenGroups(); unwritten > 0) {
+    throw CommandError(session.withEngineError("answer taken, but " + std::to_string(unwritten) + " group" +
+                                               (unwritten == 1 ? "" : "s") + " could not be written"));
+  }
   std::vector<std::string> counts;
   for (const auto& language : db->availableLanguages()) {
     counts.push_back(language + " " + std::to_string(db->stringsForLanguage(language).size()));

@@ -13,6 +13,7 @@
 #include "Commands.h"
 #include "Printable.h"
 #include "Session.h"
+#include "tolvana/Version.h"
 
 namespace {
 
@@ -47,6 +48,7 @@ int main(int argc, char** argv) {
   // Global options are taken after the command word too ("tolvana update --ca FILE"); the
   // commands added below inherit this.
   app.fallthrough();
+  app.set_version_flag("--version", "tolvana " TOLVANA_VERSION_STRING);
   app.add_option("--bundle", options.bundle, "App bundle directory (default: the platform's main bundle)");
   app.add_option("--data-dir", options.dataDir, "Data directory instead of the user's (stores go below it)");
   app.add_option("--defaults", options.defaults, "User defaults file instead of the app's own");
@@ -75,6 +77,8 @@ int main(int argc, char** argv) {
     return app.exit(help);
   } catch (const CLI::CallForAllHelp& help) {
     return app.exit(help);
+  } catch (const CLI::CallForVersion& version) {
+    return app.exit(version);
   } catch (const CLI::ParseError& e) {
     status = 2;
     error = std::string(e.what()) + " (see tolvana --help)";

@@ -6,8 +6,10 @@
 // their tasks one at a time, in order, on some thread that is not the main thread. The global
 // queue runs tasks concurrently.
 //
-// Thread contract: every method may be called from any thread, also from inside a task.
-// Tasks must not throw.
+// Thread contract: every method may be called from any thread, also from inside a task, and
+// the last reference to a dispatch may be dropped anywhere, also by one of its own tasks.
+// Each live serial queue makes progress whatever the other queues do. Tasks should not
+// throw; the library's own dispatch logs what a task throws and carries on.
 #pragma once
 
 #include <chrono>

@@ -67,7 +67,7 @@ HttpResponse::Failure failureOf(CURLcode result) {
   }
 }
 
-class CurlHttp final : public Http, public std::enable_shared_from_this<CurlHttp> {
+class CurlHttp final : public Http {
  public:
   CurlHttp(std::shared_ptr<Dispatch> dispatch, CurlHttpOptions options)
       : dispatch_(std::move(dispatch)), options_(std::move(options)) {
@@ -77,14 +77,18 @@ class CurlHttp final : public Http, public std::enable_shared_from_this<CurlHttp
 
   void send(HttpRequest request, std::function<void(HttpResponse)> completion) override {
     auto session = dispatch_->makeSerialQueue("tolvana.http.session");
-    session->async([self = shared_from_this(), session, request = std::move(request), completion = std::move(completion)]() mutable {
-      HttpResponse response = self->perform(request);
+    // Not the client, which the host may release meanwhile; the dispatch though, so that a
+    // released client's request still runs and completes (a dispatch whose last reference
+    // goes with this task detaches the thread it is on).
+    session->async([dispatch = dispatch_, options = options_, session, request = std::move(request),
+                    completion = std::move(completion)]() mutable {
+      HttpResponse response = perform(request, options);
       if (completion) completion(std::move(response));
     });
   }
 
  private:
-  HttpResponse perform(const HttpRequest& request) const {
+  static HttpResponse perform(const HttpRequest& request, const CurlHttpOptions& options) {
     HttpResponse response;
     CURL* curl = curl_easy_init();
     if (!curl) {
@@ -109,11 +113,11 @@ class CurlHttp final : public Http, public std::enable_shared_from_this<CurlHttp
     curl_easy_setopt(curl, CURLOPT_ERRORBUFFER, errorBuffer);
     curl_easy_setopt(curl, CURLOPT_SSL_VERIFYPEER, 1L);
     curl_easy_setopt(curl, CURLOPT_SSL_VERIFYHOST, 2L);
-    if (options_.extraCaFile) {
-      curl_easy_setopt(curl, CURLOPT_CAINFO, options_.extraCaFile->c_str());
+    if (options.extraCaFile) {
+      curl_easy_setopt(curl, CURLOPT_CAINFO, options.extraCaFile->c_str());
       curl_easy_setopt(curl, CURLOPT_CAPATH, "/etc/ssl/certs");
     }
-    curl_easy_setopt(curl, CURLOPT_PROXY, options_.proxy ? options_.proxy->c_str() : "");
+    curl_easy_setopt(curl, CURLOPT_PROXY, options.proxy ? options.proxy->c_str() : "");
     if (request.method == "GET") {
       curl_easy_setopt(curl, CURLOPT_HTTPGET, 1L);
     } else {

@@ -19,7 +19,8 @@ struct CurlHttpOptions {
   std::optional<std::string> proxy;
 };
 
-// dispatch makes each request's session queue; it must outlive the client.
+// dispatch makes each request's session queue. The client may own it: a request sent before
+// the client is released still runs and completes.
 std::shared_ptr<Http> makeCurlHttp(std::shared_ptr<Dispatch> dispatch, CurlHttpOptions options = {});
 
 }  // namespace tolvana

@@ -23,11 +23,6 @@ std::string readPart(PartReader reader, const std::string& identifier) {
   return std::string(buffer, static_cast<std::size_t>(length));
 }
 
-std::optional<std::string> processEnvironment(std::string_view name) {
-  if (const char* value = std::getenv(std::string(name).c_str())) return std::string(value);
-  return std::nullopt;
-}
-
 // "de_AT.UTF-8@euro" -> "de-AT". The glibc modifiers that name a script become the script,
 // since "sr_RS@latin" means Serbian in Latin letters, not the Cyrillic default.
 std::optional<std::string> posixToLanguageTag(std::string posix) {

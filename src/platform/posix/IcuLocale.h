@@ -8,12 +8,11 @@
 #include <string>
 #include <string_view>
 
+#include "platform/posix/Environment.h"
 #include "tolvana/platform/Locale.h"
 #include "tolvana/platform/UserDefaults.h"
 
 namespace tolvana {
-
-using EnvironmentFn = std::function<std::optional<std::string>(std::string_view)>;
 
 // Splits an identifier with ICU ("zh-Hans-CN", "en_US", "fil-PH").
 LocaleComponents icuLocaleComponents(std::string_view identifier);

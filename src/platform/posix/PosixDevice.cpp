@@ -53,15 +53,11 @@ std::string randomUuid() {
   return uuid;
 }
 
-std::optional<std::string> nonEmptyVariable(const char* name) {
-  const char* value = std::getenv(name);
-  if (!value || !*value) return std::nullopt;
-  return std::string(value);
-}
-
 class PosixDevice final : public Device {
  public:
-  explicit PosixDevice(std::optional<std::string> dataDirectory) : dataDirectory_(std::move(dataDirectory)) {}
+  PosixDevice(std::optional<std::string> dataDirectory, EnvironmentFn environment)
+      : dataDirectory_(std::move(dataDirectory)),
+        environment_(environment ? std::move(environment) : processEnvironment) {}
 
   // The kernel's copy of argv, so no host has to hand its arguments to the library.
   std::vector<std::string> launchArguments() const override {
@@ -78,10 +74,7 @@ class PosixDevice final : public Device {
     return arguments;
   }
 
-  std::optional<std::string> environmentValue(std::string_view name) const override {
-    if (const char* value = std::getenv(std::string(name).c_str())) return std::string(value);
-    return std::nullopt;
-  }
+  std::optional<std::string> environmentValue(std::string_view name) const override { return environment_(name); }
 
   std::optional<std::string> dataDirectory() const override {
     if (dataDirectory_) return dataDirectory_;
@@ -123,8 +116,7 @@ class PosixDevice final : public Device {
   // and the executable cannot be changed by other users. Either would let someone else's
   // code run inside the app.
   bool passesIntegrityCheck() const override {
-    const char* preload = std::getenv("LD_PRELOAD");
-    if (preload && *preload) return false;
+    if (nonEmptyVariable("LD_PRELOAD")) return false;
     struct stat info {};
     if (stat("/proc/self/exe", &info) != 0) return false;
     return (info.st_mode & S_IWOTH) == 0;
@@ -140,14 +132,20 @@ class PosixDevice final : public Device {
   void exitProcess(int status) override { std::exit(status); }
 
  private:
+  std::optional<std::string> nonEmptyVariable(std::string_view name) const {
+    auto value = environment_(name);
+    return value && !value->empty() ? value : std::nullopt;
+  }
+
   mutable std::mutex vendorMutex_;
-  std::optional<std::string> dataDirectory_;
+  const std::optional<std::string> dataDirectory_;
+  const EnvironmentFn environment_;
 };
 
 }  // namespace
 
-std::shared_ptr<Device> makePosixDevice(std::optional<std::string> dataDirectory) {
-  return std::make_shared<PosixDevice>(std::move(dataDirectory));
+std::shared_ptr<Device> makePosixDevice(std::optional<std::string> dataDirectory, EnvironmentFn environment) {
+  return std::make_shared<PosixDevice>(std::move(dataDirectory), std::move(environment));
 }
 
 }  // namespace tolvana

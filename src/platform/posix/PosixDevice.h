@@ -5,12 +5,14 @@
 #include <optional>
 #include <string>
 
+#include "platform/posix/Environment.h"
 #include "tolvana/platform/Device.h"
 
 namespace tolvana {
 
 // dataDirectory, when given, replaces the XDG data directory (a tool working on another
-// app's data).
-std::shared_ptr<Device> makePosixDevice(std::optional<std::string> dataDirectory = std::nullopt);
+// app's data); environment defaults to the process environment.
+std::shared_ptr<Device> makePosixDevice(std::optional<std::string> dataDirectory = std::nullopt,
+                                        EnvironmentFn environment = {});
 
 }  // namespace tolvana

@@ -11,6 +11,8 @@
 #include <thread>
 #include <vector>
 
+#include "platform/PlatformLog.h"
+
 namespace tolvana {
 
 namespace {
@@ -22,6 +24,18 @@ constexpr int kGlobalThreads = 4;
 
 // Linux keeps at most 15 characters of a thread name; the start of a label is the telling part.
 void nameThisThread(const std::string& name) { ::pthread_setname_np(::pthread_self(), name.substr(0, 15).c_str()); }
+
+// A task that throws must not end the thread, nor the process with it: the host never sees
+// the library's failures as a crash.
+void runGuarded(Task& task) {
+  try {
+    task();
+  } catch (const std::exception& e) {
+    platformLogError(std::string("A queued task failed: ") + e.what());
+  } catch (...) {
+    platformLogError("A queued task failed.");
+  }
+}
 
 // What a serial queue's handle and its worker thread share. The worker holds it too, so a
 // handle dropped while tasks are pending (or by one of its own tasks) leaves nothing dangling.
@@ -68,29 +82,39 @@ void runSerialQueue(const std::shared_ptr<SerialState>& state) {
       task = std::move(state->tasks.front());
       state->tasks.pop_front();
     }
-    task();
+    runGuarded(task);
   }
 }
 
-class ThreadDispatch final : public Dispatch {
+// Everything the threads use lives here, shared by the handle and every thread: a dispatch
+// whose last handle is dropped by one of its own tasks is destroyed on that thread, which
+// then carries on through its loop and must find the state still there.
+class DispatchCore {
  public:
-  ThreadDispatch() {
-    mainThread_ = std::thread([this] {
+  // Ties in due time run in the order they were queued.
+  struct MainKey {
+    std::chrono::steady_clock::time_point due;
+    std::uint64_t sequence;
+    auto operator<=>(const MainKey&) const = default;
+  };
+
+  static void start(const std::shared_ptr<DispatchCore>& core) {
+    core->mainThread_ = std::thread([core] {
       nameThisThread("tolvana-main");
-      runMainQueue();
+      core->runMainQueue();
     });
-    mainThreadId_ = mainThread_.get_id();
+    core->mainThreadId_ = core->mainThread_.get_id();
     for (int i = 0; i < kGlobalThreads; ++i) {
-      globalThreads_.emplace_back([this] {
+      core->globalThreads_.emplace_back([core] {
         nameThisThread("tolvana-global");
-        runGlobalQueue();
+        core->runGlobalQueue();
       });
     }
   }
 
-  // Tasks still queued are discarded; running ones finish first. Must not run on one of
-  // this dispatch's own threads, which it joins.
-  ~ThreadDispatch() override {
+  // Tasks still queued are discarded; running ones finish first. Every thread is joined but
+  // the calling one, when it is one of ours: it is detached and ends when its task returns.
+  void stop() {
     std::map<MainKey, Task> mainLeft;
     std::deque<Task> globalLeft;
     {
@@ -105,8 +129,8 @@ class ThreadDispatch final : public Dispatch {
       globalLeft.swap(globalTasks_);
     }
     globalWake_.notify_all();
-    mainThread_.join();
-    for (auto& thread : globalThreads_) thread.join();
+    finish(mainThread_);
+    for (auto& thread : globalThreads_) finish(thread);
 
     std::vector<std::thread> workers;
     std::vector<std::shared_ptr<SerialState>> states;
@@ -131,16 +155,17 @@ class ThreadDispatch final : public Dispatch {
         state->wake.notify_one();
       }
     }
-    for (auto& worker : workers) worker.join();
+    for (auto& worker : workers) finish(worker);
   }
 
-  void mainAsync(Task task) override { enqueueMain(std::chrono::steady_clock::now(), std::move(task)); }
-
-  void mainAfter(std::chrono::milliseconds delay, Task task) override {
-    enqueueMain(std::chrono::steady_clock::now() + std::max(delay, std::chrono::milliseconds(0)), std::move(task));
+  void enqueueMain(std::chrono::steady_clock::time_point due, Task task) {
+    std::lock_guard lock(mainMutex_);
+    if (mainStopping_) return;
+    mainTasks_.emplace(MainKey{due, nextSequence_++}, std::move(task));
+    mainWake_.notify_one();
   }
 
-  void globalAsync(Task task) override {
+  void globalAsync(Task task) {
     std::lock_guard lock(globalMutex_);
     if (globalStopping_) return;
     globalTasks_.push_back(std::move(task));
@@ -150,44 +175,49 @@ class ThreadDispatch final : public Dispatch {
   // A queue is served by a pooled worker thread for as long as it lives; then the worker
   // waits for the next queue. Workers end only with the dispatch, which joins them, so no
   // thread is ever left finished and unjoined.
-  std::shared_ptr<SerialQueue> makeSerialQueue(std::string label) override {
+  static std::shared_ptr<SerialQueue> makeSerialQueue(const std::shared_ptr<DispatchCore>& core, std::string label) {
     auto state = std::make_shared<SerialState>();
     state->label = std::move(label);
-    std::lock_guard lock(workersMutex_);
-    if (serialStopping_) {
+    std::lock_guard lock(core->workersMutex_);
+    if (core->serialStopping_) {
       state->stopped = true;
       return std::make_shared<ThreadSerialQueue>(state);
     }
-    std::erase_if(serialStates_, [](const std::weak_ptr<SerialState>& weak) { return weak.expired(); });
-    serialStates_.push_back(state);
-    pendingQueues_.push_back(state);
-    if (idleWorkers_ == 0) {
-      workerThreads_.emplace_back([this] {
-        nameThisThread("tolvana-serial");
-        runSerialWorker();
-      });
+    std::erase_if(core->serialStates_, [](const std::weak_ptr<SerialState>& weak) { return weak.expired(); });
+    core->serialStates_.push_back(state);
+    core->pendingQueues_.push_back(state);
+    // The idle worker is promised to this queue now: it may not wake before the next queue
+    // is made, and that one must not count on it too.
+    if (core->idleWorkers_ > 0) {
+      --core->idleWorkers_;
+      core->workersWake_.notify_one();
     } else {
-      workersWake_.notify_one();
+      core->workerThreads_.emplace_back([core] {
+        nameThisThread("tolvana-serial");
+        core->runSerialWorker();
+      });
     }
     return std::make_shared<ThreadSerialQueue>(std::move(state));
   }
 
-  bool isMainThread() const override { return std::this_thread::get_id() == mainThreadId_; }
+  bool isMainThread() const { return std::this_thread::get_id() == mainThreadId_; }
 
  private:
-  // Ties in due time run in the order they were queued.
-  struct MainKey {
-    std::chrono::steady_clock::time_point due;
-    std::uint64_t sequence;
-    auto operator<=>(const MainKey&) const = default;
-  };
+  void finish(std::thread& thread) {
+    if (!thread.joinable()) return;
+    if (thread.get_id() == std::this_thread::get_id()) {
+      thread.detach();
+    } else {
+      thread.join();
+    }
+  }
 
+  // idleWorkers_ counts the workers not serving a queue, less the queues waiting for one: a
+  // new worker comes with its queue, a worker that finishes one becomes free again.
   void runSerialWorker() {
     std::unique_lock lock(workersMutex_);
     for (;;) {
-      ++idleWorkers_;
       workersWake_.wait(lock, [this] { return serialStopping_ || !pendingQueues_.empty(); });
-      --idleWorkers_;
       if (serialStopping_) return;
       std::shared_ptr<SerialState> state = std::move(pendingQueues_.front());
       pendingQueues_.pop_front();
@@ -196,14 +226,8 @@ class ThreadDispatch final : public Dispatch {
       runSerialQueue(state);
       state.reset();
       lock.lock();
+      ++idleWorkers_;
     }
-  }
-
-  void enqueueMain(std::chrono::steady_clock::time_point due, Task task) {
-    std::lock_guard lock(mainMutex_);
-    if (mainStopping_) return;
-    mainTasks_.emplace(MainKey{due, nextSequence_++}, std::move(task));
-    mainWake_.notify_one();
   }
 
   void runMainQueue() {
@@ -222,7 +246,7 @@ class ThreadDispatch final : public Dispatch {
       Task task = std::move(first->second);
       mainTasks_.erase(first);
       lock.unlock();
-      task();
+      runGuarded(task);
       task = nullptr;
       lock.lock();
     }
@@ -236,13 +260,13 @@ class ThreadDispatch final : public Dispatch {
       Task task = std::move(globalTasks_.front());
       globalTasks_.pop_front();
       lock.unlock();
-      task();
+      runGuarded(task);
       task = nullptr;
       lock.lock();
     }
   }
 
-  // Constant after construction.
+  // Constant after start().
   std::thread mainThread_;
   std::thread::id mainThreadId_;
   std::vector<std::thread> globalThreads_;
@@ -260,11 +284,42 @@ class ThreadDispatch final : public Dispatch {
 
   std::mutex workersMutex_;
   std::condition_variable workersWake_;
-  std::vector<std::thread> workerThreads_;                    // guarded by workersMutex_
-  std::deque<std::shared_ptr<SerialState>> pendingQueues_;    // guarded by workersMutex_
-  std::vector<std::weak_ptr<SerialState>> serialStates_;      // guarded by workersMutex_
-  int idleWorkers_ = 0;                                       // guarded by workersMutex_
-  bool serialStopping_ = false;                               // guarded by workersMutex_
+  std::vector<std::thread> workerThreads_;                  // guarded by workersMutex_
+  std::deque<std::shared_ptr<SerialState>> pendingQueues_;  // guarded by workersMutex_
+  std::vector<std::weak_ptr<SerialState>> serialStates_;    // guarded by workersMutex_
+  int idleWorkers_ = 0;                                     // guarded by workersMutex_
+  bool serialStopping_ = false;                             // guarded by workersMutex_
+};
+
+class ThreadDispatch final : public Dispatch {
+ public:
+  ThreadDispatch() {
+    try {
+      DispatchCore::start(core_);
+    } catch (...) {
+      core_->stop();  // the threads that did start would otherwise wait for ever
+      throw;
+    }
+  }
+  ~ThreadDispatch() override { core_->stop(); }
+
+  void mainAsync(Task task) override { core_->enqueueMain(std::chrono::steady_clock::now(), std::move(task)); }
+
+  void mainAfter(std::chrono::milliseconds delay, Task task) override {
+    core_->enqueueMain(std::chrono::steady_clock::now() + std::max(delay, std::chrono::milliseconds(0)),
+                       std::move(task));
+  }
+
+  void globalAsync(Task task) override { core_->globalAsync(std::move(task)); }
+
+  std::shared_ptr<SerialQueue> makeSerialQueue(std::string label) override {
+    return DispatchCore::makeSerialQueue(core_, std::move(label));
+  }
+
+  bool isMainThread() const override { return core_->isMainThread(); }
+
+ private:
+  const std::shared_ptr<DispatchCore> core_ = std::make_shared<DispatchCore>();
 };
 
 }  // namespace

@@ -1,0 +1,45 @@
+# The binding against the demo app (run under tests/with-demo-app, German device): what the
+# ctypes layer converts (texts, argument dictionaries, lists, booleans, callbacks).
+import os
+
+import pytest
+
+import tolvana
+
+
+def test_version_matches_the_package():
+    assert tolvana.sdk_version() == "2.0.149"
+
+
+@pytest.mark.parametrize("call, expected", [
+    (lambda: tolvana.localized_string("welcome.title"), "Willkommen"),
+    (lambda: tolvana.localized_string("no.such.key"), "no.such.key"),
+    (lambda: tolvana.localized_string("no.such.key", default="Grüße"), "Grüße"),
+    (lambda: tolvana.localized_string("x", default="%{a} und %{b}", arguments={"a": "Ä", "b": "ß"}), "Ä und ß"),
+    (lambda: tolvana.localized_string("cart.items", arguments={"count": "4"},
+                                      plural_rule=tolvana.plural_rule_for_quantity(4)), "4 Artikel im Warenkorb"),
+])
+def test_lookups_from_the_shipped_archive(call, expected):
+    assert call() == expected
+
+
+def test_languages_and_modes():
+    assert tolvana.available_languages() == ["de", "en", "fr"]
+    assert tolvana.device_language().startswith("de")
+    assert tolvana.set_language("fr") and tolvana.device_language() == "fr"
+    assert not tolvana.set_language("xx")
+    tolvana.set_language(None)
+    tolvana.set_show_id_mode_enabled(True)
+    assert tolvana.show_id_mode_enabled() and tolvana.localized_string("welcome.title") == "welcome.title"
+    tolvana.set_show_id_mode_enabled(False)
+    tolvana.set_draft_mode_enabled(False)
+    assert not tolvana.draft_mode_enabled() and not tolvana.in_draft_mode()
+    tolvana.set_draft_mode_enabled(True)
+
+
+def test_update_brings_the_servers_texts():
+    assert os.environ.get("TOLVANA_DEMO_SERVER"), "run under tests/with-demo-app"
+    assert tolvana.update_and_wait(timeout=30, groups=["main", "onboarding"], languages=["de"])
+    assert tolvana.localized_string("onboarding.step1") == "Lege dein Profil an"
+    assert tolvana.update_and_wait(timeout=30)
+    assert tolvana._pending == {}

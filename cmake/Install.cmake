@@ -1,0 +1,33 @@
+# Install rules and the CMake and pkg-config packages a host finds the installed library by.
+# Components: runtime (the shared library), development (headers, CMake package,
+# pkg-config file) and tools (the tolvana tool and the reference server); the Debian
+# packages are cut along them.
+include(CMakePackageConfigHelpers)
+
+set(TOLVANA_CMAKE_DIR ${CMAKE_INSTALL_LIBDIR}/cmake/Tolvana)
+
+install(TARGETS tolvana EXPORT TolvanaTargets
+  LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT runtime NAMELINK_COMPONENT development)
+install(DIRECTORY include/tolvana DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} COMPONENT development
+  FILES_MATCHING PATTERN "*.h")
+install(FILES ${PROJECT_BINARY_DIR}/include/tolvana/Version.h
+  DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/tolvana COMPONENT development)
+
+install(EXPORT TolvanaTargets NAMESPACE Tolvana:: DESTINATION ${TOLVANA_CMAKE_DIR} COMPONENT development)
+configure_package_config_file(cmake/TolvanaConfig.cmake.in ${PROJECT_BINARY_DIR}/TolvanaConfig.cmake
+  INSTALL_DESTINATION ${TOLVANA_CMAKE_DIR})
+write_basic_package_version_file(${PROJECT_BINARY_DIR}/TolvanaConfigVersion.cmake
+  COMPATIBILITY SameMajorVersion)
+install(FILES ${PROJECT_BINARY_DIR}/TolvanaConfig.cmake ${PROJECT_BINARY_DIR}/TolvanaConfigVersion.cmake
+  DESTINATION ${TOLVANA_CMAKE_DIR} COMPONENT development)
+
+# The pkg-config file finds its prefix from its own place, so a package installed under any
+# prefix (or unpacked elsewhere) still answers with the right paths.
+file(RELATIVE_PATH TOLVANA_PC_TO_PREFIX ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig ${CMAKE_INSTALL_PREFIX})
+string(REGEX REPLACE "/$" "" TOLVANA_PC_TO_PREFIX "${TOLVANA_PC_TO_PREFIX}")
+configure_file(cmake/tolvana.pc.in ${PROJECT_BINARY_DIR}/tolvana.pc @ONLY)
+install(FILES ${PROJECT_BINARY_DIR}/tolvana.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT development)
+
+if(TARGET tolvana-cli)
+  install(TARGETS tolvana-cli tolvana-devserver RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT tools)
+endif()

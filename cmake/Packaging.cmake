@@ -1,0 +1,39 @@
+# Debian packages, one per install component: libtolvana2 (the shared library),
+# libtolvana-dev (headers, CMake package, pkg-config file) and tolvana-tools (the tool and the
+# reference server). Their dependencies on other libraries come from what the binaries
+# actually link (dpkg-shlibdeps). scripts/package builds them.
+set(CPACK_GENERATOR DEB)
+set(CPACK_PACKAGE_NAME tolvana)
+set(CPACK_PACKAGE_VENDOR "Tolvana contributors")
+set(CPACK_PACKAGE_CONTACT "Tolvana contributors <maintainers@tolvana.io>")
+set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "Over-the-air localisation library for applications")
+set(CPACK_PACKAGE_HOMEPAGE_URL "https://tolvana.io")
+set(CPACK_RESOURCE_FILE_LICENSE ${PROJECT_SOURCE_DIR}/LICENSE)
+set(CPACK_PACKAGE_VERSION ${PROJECT_VERSION})
+set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
+set(CPACK_STRIP_FILES ON)
+set(CPACK_COMPONENTS_ALL runtime development tools)
+
+set(CPACK_DEB_COMPONENT_INSTALL ON)
+set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
+set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
+set(CPACK_DEBIAN_PACKAGE_SECTION libs)
+
+set(CPACK_DEBIAN_RUNTIME_PACKAGE_NAME libtolvana${PROJECT_VERSION_MAJOR})
+set(CPACK_COMPONENT_RUNTIME_DESCRIPTION "Tolvana localisation library (runtime)\n"
+    " Answers an application's string look-ups from local translation stores kept current\n"
+    " from a translation server.")
+
+set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_NAME libtolvana-dev)
+set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SECTION libdevel)
+set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_DEPENDS "libtolvana${PROJECT_VERSION_MAJOR} (= ${PROJECT_VERSION})")
+set(CPACK_COMPONENT_DEVELOPMENT_DESCRIPTION "Tolvana localisation library (development files)\n"
+    " C++20 and C headers, the CMake package (find_package(Tolvana)) and the pkg-config file.")
+
+set(CPACK_DEBIAN_TOOLS_PACKAGE_NAME tolvana-tools)
+set(CPACK_DEBIAN_TOOLS_PACKAGE_SECTION devel)
+set(CPACK_COMPONENT_TOOLS_DESCRIPTION "Tolvana command-line tool and reference translation server\n"
+    " tolvana looks up, inspects and updates an app's translations; tolvana-devserver serves\n"
+    " translations on loopback for development and tests.")
+
+include(CPack)

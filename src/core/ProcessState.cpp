@@ -1,0 +1,22 @@
+#include "core/ProcessState.h"
+
+namespace tolvana {
+
+ProcessState& ProcessState::get() {
+  static auto* state = new ProcessState;
+  return *state;
+}
+
+void ProcessState::forgetForTesting() {
+  for (auto* flag : {&notInitializedAlertShown, &developmentLanguageWarned, &sessionTimeoutsApplied,
+                     &firstUpdateCompleted, &gesturesRegistered}) {
+    *flag = false;
+  }
+  for (auto* fact : {&searchAllBundles, &uiTestRunning, &showIdOnLaunch, &debuggerConnected, &appExtension}) {
+    fact->clear();
+  }
+  deviceLanguageLong.clear();
+  deviceLanguage.clear();
+}
+
+}  // namespace tolvana

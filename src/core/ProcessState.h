@@ -1,0 +1,48 @@
+// ProcessState: what the library keeps for the process rather than for one engine. The
+// engine itself and the lock of its start, the facts read once per process, and the events
+// that happen once per process however often the engine is reset.
+//
+// Created on first use and never destroyed: the library's own threads may still reach it
+// while the process exits. Tests start a new simulated process with forgetForTesting(),
+// which TLInternal::dropInstanceForTesting calls.
+//
+// Thread contract: the engine fields are guarded by engineLock; the rest guard themselves.
+#pragma once
+
+#include <atomic>
+#include <memory>
+#include <mutex>
+#include <string>
+
+#include "support/CachedValue.h"
+
+namespace tolvana {
+
+class TLInternal;
+
+struct ProcessState {
+  static ProcessState& get();
+
+  // Re-entrant: start-up runs under it and may look strings up on the same thread.
+  std::recursive_mutex engineLock;
+  std::shared_ptr<TLInternal> engine;    // guarded by engineLock
+  std::shared_ptr<TLInternal> starting;  // the engine inside start(); guarded by engineLock
+
+  // Once-per-process events.
+  std::atomic<bool> notInitializedAlertShown{false};
+  std::atomic<bool> developmentLanguageWarned{false};
+  std::atomic<bool> sessionTimeoutsApplied{false};
+  std::atomic<bool> firstUpdateCompleted{false};
+  std::atomic<bool> gesturesRegistered{false};
+
+  // Facts read on first use and kept for the process.
+  CachedValue<bool> searchAllBundles;
+  CachedValue<bool> uiTestRunning, showIdOnLaunch, debuggerConnected, appExtension;
+  // The device languages, kept until the app language changes.
+  CachedValue<std::string> deviceLanguageLong, deviceLanguage;
+
+  // Everything but the engine fields.
+  void forgetForTesting();
+};
+
+}  // namespace tolvana
