@@ -65,5 +65,32 @@ TEST(DevServer, RefusesBadSignaturesUnknownAppsAndFixedStampsOnPosts) {
   EXPECT_EQ(json::parse(answer.body).value_or(Value()).find("__v")->asInteger(), 1);
 }
 
+TEST(DevServer, MisbehavingServersFailTheRequestInBoundedTime) {
+  ServerFixture server({.tls = false, .maxAnswerBytes = 1 << 20});
+  std::string body = R"({"requestedData":{}})";
+  struct Case {
+    const char* mode;
+    const char* error;
+  } const cases[] = {
+      {"endless", "the answer is larger than 1048576 bytes"},
+      {"gzipBomb", "the answer is larger than 1048576 bytes"},
+      {"silent", "the request timed out"},                     // idle past the request time-out
+      {"drip", "Timeout was reached"},                          // never idle, past the resource time-out
+      {"reset", "Transferred a partial file"},
+      {"shortBody", "Transferred a partial file"},
+  };
+  for (const Case& c : cases) {
+    server.injectFault({{"mode", c.mode}});
+    HttpRequest request{"POST", "/v4/mobile-apps/sdk/app1", signedHeaders(body), body};
+    request.headers.emplace_back("Accept-Encoding", "gzip");
+    request.requestTimeout = 0.5;
+    request.resourceTimeout = 1.5;
+    auto answer = send(server, request);
+    EXPECT_NE(answer.error.value_or("").find(c.error), std::string::npos) << c.mode << ": " << answer.error.value_or("none");
+    EXPECT_EQ(answer.status, 0);
+    EXPECT_TRUE(answer.body.empty());
+  }
+}
+
 }  // namespace
 }  // namespace tolvana

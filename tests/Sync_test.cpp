@@ -4,6 +4,7 @@
 
 #include "core/TLInternal.h"
 #include "platform/posix/CurlHttp.h"
+#include "support/Files.h"
 #include "support/Json.h"
 #include "tests/support/AppFixture.h"
 #include "tests/support/ServerFixture.h"
@@ -35,7 +36,8 @@ class Sync : public ::testing::Test {
   }
   Value::Array requests() { return server.inspect("requests").asArray(); }
 
-  ServerFixture server{{}};
+  // A small bound on answers, so that endless bodies and bombs meet it in a moment.
+  ServerFixture server{{.maxAnswerBytes = 4 << 20}};
   AppFixture app;
   std::shared_ptr<TLInternal> engine;
 };
@@ -115,9 +117,13 @@ TEST_F(Sync, MissesGoUpInOneRequestAfterTheQuietPeriod) {
 
 TEST_F(Sync, FaultsEndWithTheRightCompletionAndLoseNothing) {
   app.platform.device->setBeingTraced(true);
+  // Only the process's first update gets these time-outs; servers that never answer or drip
+  // bytes meet the client's time-outs in DevServer_test.
   app.bundle.info("TolvanaTimeoutIntervalForRequest", 1);
   start();
   engine->storeMissingEntryForLanguage("en", "kept", "Kept text");
+  const auto store = readWholeFile(app.storePath("en"));
+  ASSERT_TRUE(store);
   struct Case {
     const char* name;
     Value::Dictionary fault;
@@ -128,12 +134,17 @@ TEST_F(Sync, FaultsEndWithTheRightCompletionAndLoseNothing) {
       {"empty body", {{"status", 200}, {"body", ""}}},
       {"blank body", {{"status", 200}, {"body", " \n "}}},
       {"truncated gzip", {{"truncateGzip", true}}},
+      {"connection reset", {{"mode", "reset"}}},
+      {"short body", {{"mode", "shortBody"}}},
+      {"endless body", {{"mode", "endless"}}},
+      {"gzip bomb", {{"mode", "gzipBomb"}}},
   };
   for (const Case& c : cases) {
     server.injectFault(c.fault);
     EXPECT_EQ(update(), false) << c.name;
     EXPECT_TRUE(app.platform.dispatch->runUntil([&] { return !engine->isFetchingLocalisationTexts(); })) << c.name;
     EXPECT_EQ(engine->missingEntries()["en"]["kept"], "Kept text") << c.name;
+    EXPECT_EQ(readWholeFile(app.storePath("en")), store) << c.name;
   }
   // An answer that is no JSON object ends silently: no completion, still fetching.
   server.injectFault({{"status", 200}, {"body", "OK"}});
