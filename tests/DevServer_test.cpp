@@ -5,6 +5,8 @@
 #include <filesystem>
 #include <future>
 
+#include "platform/posix/CurlHttp.h"
+#include "platform/posix/ThreadDispatch.h"
 #include "support/Hmac.h"
 #include "support/Json.h"
 #include "tests/support/ServerFixture.h"
@@ -63,6 +65,17 @@ TEST(DevServer, RefusesBadSignaturesUnknownAppsAndFixedStampsOnPosts) {
   EXPECT_EQ(answer.status, 200);
   EXPECT_EQ(answer.headers["content-encoding"], "gzip");  // compressed on the wire, decoded by the client
   EXPECT_EQ(json::parse(answer.body).value_or(Value()).find("__v")->asInteger(), 1);
+}
+
+TEST(DevServer, ClientsRefuseACertificateTheyWereNotGiven) {
+  ServerFixture server({});
+  auto untrusting = makeCurlHttp(makeThreadDispatch());
+  std::promise<HttpResponse> answer;
+  untrusting->send({"GET", server.baseUrl() + "/_devserver/requests", {}, ""},
+                   [&](HttpResponse response) { answer.set_value(std::move(response)); });
+  HttpResponse response = answer.get_future().get();
+  EXPECT_TRUE(response.error);
+  EXPECT_EQ(response.status, 0);
 }
 
 TEST(DevServer, MisbehavingServersFailTheRequestInBoundedTime) {

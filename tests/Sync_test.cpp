@@ -156,6 +156,7 @@ TEST_F(Sync, FaultsEndWithTheRightCompletionAndLoseNothing) {
   EXPECT_EQ(server.inspect("missing").asArray().size(), 1u);  // it went with the next request
   server.stop();
   EXPECT_EQ(update(), false);
+  EXPECT_EQ(app.platform.log->count("s3cr3t-key"), 0u);  // verbose log, yet the secret never shows
 }
 
 TEST_F(Sync, WrongSecretIsRefused) {
