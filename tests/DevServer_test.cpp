@@ -89,11 +89,11 @@ TEST(DevServer, MisbehavingServersFailTheRequestInBoundedTime) {
       {"shortBody", "Transferred a partial file"},
   };
   for (const Case& c : cases) {
-    server.injectFault({{"mode", c.mode}});
+    server.injectFault({{"mode", c.mode}, {"delayMs", 50}});  // drip: a byte every 50 ms
     HttpRequest request{"POST", "/v4/mobile-apps/sdk/app1", signedHeaders(body), body};
     request.headers.emplace_back("Accept-Encoding", "gzip");
     request.requestTimeout = 0.5;
-    request.resourceTimeout = 1.5;
+    request.resourceTimeout = 3;  // well past the idle limit, which curl checks about once a second
     auto answer = send(server, request);
     EXPECT_NE(answer.error.value_or("").find(c.error), std::string::npos) << c.mode << ": " << answer.error.value_or("none");
     EXPECT_EQ(answer.status, 0);

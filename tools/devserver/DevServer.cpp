@@ -292,13 +292,15 @@ struct DevServer::Impl {
   bool streamFault(const Fault& armed, httplib::Response& response) {
     auto pause = std::chrono::milliseconds(armed.delayMs > 0 ? armed.delayMs : 200);
     const std::atomic<bool>* stop = &stopping;
+    // Bodies go out as octet streams: the server would gzip a JSON type for a client that
+    // accepts it, and its compressor would hold back the dripped bytes.
     response.status = 200;
     if (armed.mode == "reset") {
       // The status line and headers go out, then the connection ends before a byte of body.
-      response.set_chunked_content_provider("application/json", [](std::size_t, httplib::DataSink&) { return false; });
+      response.set_chunked_content_provider("application/octet-stream", [](std::size_t, httplib::DataSink&) { return false; });
     } else if (armed.mode == "shortBody") {
       // Fewer bytes than the announced length, then the connection ends.
-      response.set_content_provider(1000, "application/json", [](std::size_t, std::size_t, httplib::DataSink& sink) {
+      response.set_content_provider(1000, "application/octet-stream", [](std::size_t, std::size_t, httplib::DataSink& sink) {
         sink.write(R"({"__v":1,"data":{)", 17);
         return false;
       });
@@ -309,12 +311,12 @@ struct DevServer::Impl {
       response.set_content("", "text/plain");
     } else if (armed.mode == "drip") {
       // One byte per pause, for ever: never idle long enough to time out a single read.
-      response.set_chunked_content_provider("application/json", [stop, pause](std::size_t, httplib::DataSink& sink) {
+      response.set_chunked_content_provider("application/octet-stream", [stop, pause](std::size_t, httplib::DataSink& sink) {
         std::this_thread::sleep_for(pause);
         return !*stop && sink.write(" ", 1);
       });
     } else if (armed.mode == "endless") {
-      response.set_chunked_content_provider("application/json", [stop](std::size_t, httplib::DataSink& sink) {
+      response.set_chunked_content_provider("application/octet-stream", [stop](std::size_t, httplib::DataSink& sink) {
         static const std::string blanks(64 * 1024, ' ');
         return !*stop && sink.write(blanks.data(), blanks.size());
       });
@@ -322,7 +324,6 @@ struct DevServer::Impl {
       // About 4 MB on the wire that unpack to 4 GiB of zeros.
       auto bomb = std::make_shared<ZeroBomb>(std::uint64_t{4} << 30);
       response.set_header("Content-Encoding", "gzip");
-      // Not a compressible type, so the server sends the stream as it is.
       response.set_chunked_content_provider("application/octet-stream", [stop, bomb](std::size_t, httplib::DataSink& sink) {
         std::string piece = bomb->next();
         if (piece.empty()) {
