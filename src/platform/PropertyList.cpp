@@ -36,6 +36,26 @@ void setError(std::string* error, std::string message) {
   if (error) *error = std::move(message);
 }
 
+// Text is UTF-8 without NUL in both directions: libplist writes other bytes into a binary
+// list garbled or cut short (so it would not read back as written), and drops everything
+// after a NUL.
+bool isPlainText(std::string_view text) { return isValidUtf8(text) && text.find('\0') == std::string_view::npos; }
+
+bool allTextIsPlain(const Value& value, int depth = 0) {
+  if (depth > kMaxDepth) return false;
+  if (value.isString()) return isPlainText(value.asString());
+  if (value.isArray()) {
+    for (const Value& item : value.asArray()) {
+      if (!allTextIsPlain(item, depth + 1)) return false;
+    }
+  } else if (value.isDictionary()) {
+    for (const auto& [key, item] : value.asDictionary()) {
+      if (!isPlainText(key) || !allTextIsPlain(item, depth + 1)) return false;
+    }
+  }
+  return true;
+}
+
 std::optional<Value> toValue(plist_t node, int depth) {
   if (depth > kMaxDepth) return std::nullopt;
   switch (plist_get_node_type(node)) {
@@ -59,7 +79,9 @@ std::optional<Value> toValue(plist_t node, int depth) {
     case PLIST_STRING: {
       uint64_t length = 0;
       const char* s = plist_get_string_ptr(node, &length);
-      return Value(std::string(s ? s : "", s ? length : 0));
+      std::string text(s ? s : "", s ? length : 0);
+      if (!isPlainText(text)) return std::nullopt;
+      return Value(std::move(text));
     }
     case PLIST_DATA: {
       uint64_t length = 0;
@@ -102,7 +124,7 @@ std::optional<Value> toValue(plist_t node, int depth) {
         std::unique_ptr<char, MallocDeleter> key(rawKey);
         if (!item) break;
         auto value = toValue(item, depth + 1);
-        if (!value) return std::nullopt;
+        if (!value || (key && !isValidUtf8(key.get()))) return std::nullopt;
         dict.insert_or_assign(std::string(key ? key.get() : ""), std::move(*value));
       }
       return Value(std::move(dict));
@@ -199,22 +221,6 @@ class BinaryKeyCheck {
   std::uint64_t objects_ = 0;
 };
 
-// Keys the binary writer cannot store so that they read back: not UTF-8, or holding a NUL.
-std::optional<std::string> unwritableKey(const Value& value, int depth = 0) {
-  if (depth > kMaxDepth) return std::string("(nested too deeply)");
-  if (value.isArray()) {
-    for (const Value& item : value.asArray()) {
-      if (auto bad = unwritableKey(item, depth + 1)) return bad;
-    }
-  } else if (value.isDictionary()) {
-    for (const auto& [key, item] : value.asDictionary()) {
-      if (!isValidUtf8(key) || key.find('\0') != std::string::npos) return key;
-      if (auto bad = unwritableKey(item, depth + 1)) return bad;
-    }
-  }
-  return std::nullopt;
-}
-
 // Null has no property-list form: it gives no node, and containers leave such members out.
 plist_t toNode(const Value& value) {
   switch (value.type()) {
@@ -290,15 +296,15 @@ std::optional<Value> parse(const std::vector<std::uint8_t>& bytes, std::string* 
     return std::nullopt;
   }
   auto value = toValue(root.get(), 0);
-  if (!value) setError(error, "unsupported or too deeply nested property list");
+  if (!value) setError(error, "unsupported or too deeply nested property list, or text that is not UTF-8 without NUL");
   return value;
 }
 
-bool hasWritableKeys(const Value& value) { return !unwritableKey(value); }
+bool hasWritableText(const Value& value) { return allTextIsPlain(value); }
 
 std::vector<std::uint8_t> serialize(const Value& value, Format format, std::string* error) {
-  if (unwritableKey(value)) {
-    setError(error, "a dictionary key is not UTF-8 text without NUL");
+  if (!allTextIsPlain(value)) {
+    setError(error, "a key or string is not UTF-8 text without NUL");
     return {};
   }
   Node root(toNode(value));

@@ -131,7 +131,7 @@ TEST(PlistFileUserDefaults, MalformedOrUnwritableFileLogsOneLineNamingIt) {
   EXPECT_EQ(platform.log->count(blocked), 1u);
 }
 
-TEST(PlistFileUserDefaults, KeysThatWouldNotReadBackAreRefusedAndHostileFilesDoNotAbort) {
+TEST(PlistFileUserDefaults, TextThatWouldNotReadBackIsRefusedAndHostileFilesDoNotAbort) {
   testing::TestPlatform platform;
   platform.install();
   testing::TempDir dir;
@@ -140,7 +140,8 @@ TEST(PlistFileUserDefaults, KeysThatWouldNotReadBackAreRefusedAndHostileFilesDoN
   defaults->setObject("kept", 1);
   defaults->setObject("\xff\xfe", 2);
   defaults->setObject("nested", Value::Dictionary{{"\xC3", 3}});
-  EXPECT_EQ(platform.log->count("Refused to keep a user default"), 2u);
+  defaults->setObject("text", "cut \xE2\x82");
+  EXPECT_EQ(platform.log->count("Refused to keep a user default"), 3u);
   ASSERT_TRUE(defaults->synchronize());
   EXPECT_EQ(plist::readFile(path), Value(Value::Dictionary{{"kept", 1}}));
 

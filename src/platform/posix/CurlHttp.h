@@ -19,7 +19,8 @@ struct CurlHttpOptions {
   // A proxy URL; without one no proxy is used, whatever the environment says.
   std::optional<std::string> proxy;
   // Longest answer body kept, counted after decoding; a longer one fails the request. Well
-  // above any real answer, so that only an endless or bomb-like body meets it.
+  // above any real answer, so that only an endless or bomb-like body meets it. While the
+  // buffer grows, a request may briefly hold up to about twice this much.
   std::size_t maxBodyBytes = std::size_t{256} << 20;
 };
 

@@ -30,11 +30,10 @@ class PlistFileUserDefaults final : public UserDefaults {
   }
 
   void setObject(std::string_view key, Value value) override {
-    // Refused here rather than at synchronize(), where one bad key would keep every later
+    // Refused here rather than at synchronize(), where one bad text would keep every later
     // write of the domain from reaching the file.
-    if (!isValidUtf8(key) || key.find('\0') != std::string_view::npos || !plist::hasWritableKeys(value)) {
-      platformLogError("Refused to keep a user default whose key (or a key inside its value) is not UTF-8 text "
-                       "without NUL");
+    if (!isValidUtf8(key) || key.find('\0') != std::string_view::npos || !plist::hasWritableText(value)) {
+      platformLogError("Refused to keep a user default whose key or text is not UTF-8 without NUL");
       return;
     }
     std::lock_guard lock(mutex_);
