@@ -239,15 +239,18 @@ plist_t toNode(const Value& value) {
       return plist_new_data(reinterpret_cast<const char*>(data.data()), data.size());
     }
     case Value::Type::Date: {
-      double since2001 = value.asDate().secondsSince1970 - kSecondsFrom1970To2001;
+      // The library's date holds 32-bit seconds; clamp rather than wrap to a random year,
+      // a second inside the range, since its binary reader also turns the whole date
+      // (seconds and fraction) back into 32-bit seconds.
+      double since2001 = std::clamp(value.asDate().secondsSince1970 - kSecondsFrom1970To2001,
+                                    std::numeric_limits<int32_t>::min() + 1.0, std::numeric_limits<int32_t>::max() - 1.0);
+      if (std::isnan(since2001)) since2001 = 0;
       double whole = std::floor(since2001);
       auto usec = static_cast<int32_t>(std::lround((since2001 - whole) * 1e6));
       if (usec >= 1000000) {
         whole += 1;
         usec -= 1000000;
       }
-      // The library's date holds 32-bit seconds; clamp rather than wrap to a random year.
-      whole = std::clamp(whole, double(std::numeric_limits<int32_t>::min()), double(std::numeric_limits<int32_t>::max()));
       return plist_new_date(static_cast<int32_t>(whole), usec);
     }
     case Value::Type::Array: {
