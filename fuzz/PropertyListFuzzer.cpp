@@ -12,9 +12,11 @@ using namespace tolvana;
 
 namespace {
 
-// Equal, but for dates within a millisecond: libplist keeps dates as seconds and
-// microseconds and truncates the microseconds when it reads a binary date back.
+// Equal, but for dates within a millisecond (libplist keeps dates as seconds and
+// microseconds and truncates the microseconds when it reads a binary date back), and NaN
+// equal to NaN.
 bool sameUpToDateDrift(const Value& a, const Value& b) {
+  if (a.isReal() && b.isReal() && std::isnan(a.asReal()) && std::isnan(b.asReal())) return true;
   if (a.isDate() && b.isDate()) return std::fabs(a.asDate().secondsSince1970 - b.asDate().secondsSince1970) < 1e-3;
   if (a.isArray() && b.isArray()) {
     if (a.asArray().size() != b.asArray().size()) return false;

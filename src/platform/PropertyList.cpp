@@ -245,6 +245,9 @@ plist_t toNode(const Value& value) {
       double since2001 = std::clamp(value.asDate().secondsSince1970 - kSecondsFrom1970To2001,
                                     std::numeric_limits<int32_t>::min() + 1.0, std::numeric_limits<int32_t>::max() - 1.0);
       if (std::isnan(since2001)) since2001 = 0;
+      // Its binary reader also loses the sign of a fraction before 2001 (-5.5 comes back as
+      // -5 and +0.5), so such dates keep whole seconds only.
+      if (since2001 < 0) since2001 = std::round(since2001);
       double whole = std::floor(since2001);
       auto usec = static_cast<int32_t>(std::lround((since2001 - whole) * 1e6));
       if (usec >= 1000000) {
