@@ -14,10 +14,10 @@ namespace {
 
 using testing::ServerFixture;
 
-HttpResponse send(ServerFixture& server, HttpRequest request) {
+HttpResponse send(ServerFixture& server, HttpRequest request, std::shared_ptr<Http> client = nullptr) {
   request.url = server.baseUrl() + request.url;
   std::promise<HttpResponse> answer;
-  server.http()->send(request, [&](HttpResponse response) { answer.set_value(std::move(response)); });
+  (client ? client : server.http())->send(request, [&](HttpResponse response) { answer.set_value(std::move(response)); });
   return answer.get_future().get();
 }
 
@@ -63,6 +63,42 @@ TEST(DevServer, RefusesBadSignaturesUnknownAppsAndFixedStampsOnPosts) {
   EXPECT_EQ(answer.status, 200);
   EXPECT_EQ(answer.headers["content-encoding"], "gzip");  // compressed on the wire, decoded by the client
   EXPECT_EQ(json::parse(answer.body).value_or(Value()).find("__v")->asInteger(), 1);
+}
+
+TEST(DevServer, ClientsRefuseACertificateTheyWereNotGiven) {
+  ServerFixture server({}), other({});
+  // The other server's client trusts the other server's certificate, not this one's.
+  HttpResponse response = send(server, {"GET", "/_devserver/requests", {}, ""}, other.http());
+  EXPECT_NE(response.error.value_or("").find("certificate"), std::string::npos) << response.error.value_or("none");
+  EXPECT_EQ(response.status, 0);
+  EXPECT_EQ(send(server, {"GET", "/_devserver/requests", {}, ""}).status, 200);
+}
+
+TEST(DevServer, MisbehavingServersFailTheRequestInBoundedTime) {
+  ServerFixture server({.tls = false, .maxAnswerBytes = 1 << 20});
+  std::string body = R"({"requestedData":{}})";
+  struct Case {
+    const char* mode;
+    const char* error;
+  } const cases[] = {
+      {"endless", "the answer is larger than 1048576 bytes"},
+      {"gzipBomb", "the answer is larger than 1048576 bytes"},
+      {"silent", "the request timed out"},                     // idle past the request time-out
+      {"drip", "Timeout was reached"},                          // never idle, past the resource time-out
+      {"reset", "Transferred a partial file"},
+      {"shortBody", "Transferred a partial file"},
+  };
+  for (const Case& c : cases) {
+    server.injectFault({{"mode", c.mode}, {"delayMs", 50}});  // drip: a byte every 50 ms
+    HttpRequest request{"POST", "/v4/mobile-apps/sdk/app1", signedHeaders(body), body};
+    request.headers.emplace_back("Accept-Encoding", "gzip");
+    request.requestTimeout = 0.5;
+    request.resourceTimeout = 3;  // well past the idle limit, which curl checks about once a second
+    auto answer = send(server, request);
+    EXPECT_NE(answer.error.value_or("").find(c.error), std::string::npos) << c.mode << ": " << answer.error.value_or("none");
+    EXPECT_EQ(answer.status, 0);
+    EXPECT_TRUE(answer.body.empty());
+  }
 }
 
 }  // namespace

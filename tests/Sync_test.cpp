@@ -8,6 +8,7 @@
 #include "platform/fake/FaultInjectingHttp.h"
 #include "platform/posix/CurlHttp.h"
 #include "platform/posix/ThreadDispatch.h"
+#include "support/Files.h"
 #include "support/Json.h"
 #include "tests/support/AppFixture.h"
 #include "tests/support/ServerFixture.h"
@@ -39,7 +40,8 @@ class Sync : public ::testing::Test {
   }
   Value::Array requests() { return server.inspect("requests").asArray(); }
 
-  ServerFixture server{{}};
+  // A small bound on answers, so that endless bodies and bombs meet it in a moment.
+  ServerFixture server{{.maxAnswerBytes = 4 << 20}};
   AppFixture app;
   std::shared_ptr<TLInternal> engine;
 };
@@ -121,6 +123,8 @@ TEST_F(Sync, MissesGoUpInOneRequestAfterTheQuietPeriod) {
 
 TEST_F(Sync, FaultsEndWithTheRightCompletionAndLoseNothing) {
   app.platform.device->setBeingTraced(true);
+  // Only the process's first update gets these time-outs; servers that never answer or drip
+  // bytes meet the client's time-outs in DevServer_test.
   app.bundle.info("TolvanaTimeoutIntervalForRequest", 30);
   start();
   // Records what is sent, so the time-outs are checked without waiting for one.
@@ -129,6 +133,8 @@ TEST_F(Sync, FaultsEndWithTheRightCompletionAndLoseNothing) {
   ports.http = recorder;
   Platform::Install(std::make_shared<Platform>(ports));
   engine->storeMissingEntryForLanguage("en", "kept", "Kept text");
+  const auto store = readWholeFile(app.storePath("en"));
+  ASSERT_TRUE(store);
   struct Case {
     const char* name;
     Value::Dictionary fault;
@@ -138,12 +144,17 @@ TEST_F(Sync, FaultsEndWithTheRightCompletionAndLoseNothing) {
       {"empty body", {{"status", 200}, {"body", ""}}},
       {"blank body", {{"status", 200}, {"body", " \n "}}},
       {"truncated gzip", {{"truncateGzip", true}}},
+      {"connection reset", {{"mode", "reset"}}},
+      {"short body", {{"mode", "shortBody"}}},
+      {"endless body", {{"mode", "endless"}}},
+      {"gzip bomb", {{"mode", "gzipBomb"}}},
   };
   for (const Case& c : cases) {
     server.injectFault(c.fault);
     EXPECT_EQ(update(), false) << c.name;
     EXPECT_TRUE(app.platform.dispatch->runUntil([&] { return !engine->isFetchingLocalisationTexts(); })) << c.name;
     EXPECT_EQ(engine->missingEntries()["en"]["kept"], "Kept text") << c.name;
+    EXPECT_EQ(readWholeFile(app.storePath("en")), store) << c.name;
   }
   // An answer that is no JSON object ends silently: no completion, still fetching.
   server.injectFault({{"status", 200}, {"body", "OK"}});
@@ -159,6 +170,7 @@ TEST_F(Sync, FaultsEndWithTheRightCompletionAndLoseNothing) {
   auto sent = recorder->requests();
   EXPECT_EQ(sent.front().requestTimeout, 30);
   EXPECT_EQ(sent.back().requestTimeout, 60);
+  EXPECT_EQ(app.platform.log->count("s3cr3t-key"), 0u);  // verbose log, yet the secret never shows
 }
 
 TEST_F(Sync, WrongSecretIsRefused) {

@@ -104,6 +104,9 @@ class TLInternal : public std::enable_shared_from_this<TLInternal> {
   TLLocalizedString localizedStringForKey(std::string_view key, std::optional<std::string_view> value,
                                           std::optional<std::string_view> table, std::shared_ptr<const Bundle> bundle);
   TLLocalizedString localizedStringForKey(std::string_view key, std::optional<std::string_view> value);
+  // Substitution stops (logged) before the text outgrows the larger of this and 16 times the
+  // text and arguments together, so that chained placeholders cannot hang a look-up.
+  static constexpr std::size_t kFormattedSizeLimit = 1 << 20;
   static std::optional<std::string> formatString(std::optional<std::string_view> text,
                                                  const std::map<std::string, std::string>* arguments);
   TLLocalizedString localizedStringForKeyWithArguments(std::string_view key,

@@ -8,6 +8,8 @@
 #include "sync/TLDeviceUtil.h"
 #include "tolvana/platform/Platform.h"
 
+#include <algorithm>
+
 namespace tolvana {
 
 namespace {
@@ -112,14 +114,31 @@ std::optional<std::string> TLInternal::formatString(std::optional<std::string_vi
   if (!text) return std::nullopt;
   std::string result(*text);
   if (!arguments) return result;
+  // Replacements that hold placeholders of later pairs can double the text with every pair
+  // (40 pairs: terabytes), so the result may grow only to a bound well above any real text.
+  std::size_t input = text->size();
+  for (const auto& [name, replacement] : *arguments) input += name.size() + replacement.size();
+  const std::size_t limit = std::max<std::size_t>(kFormattedSizeLimit, 16 * input);
   // Applied one after another: a replacement that holds another placeholder may be filled
   // by a later pair. There is no escaping and no nesting.
   for (const auto& [name, replacement] : *arguments) {
     std::string placeholder = "%{" + name + "}";
-    for (std::size_t at = result.find(placeholder); at != std::string::npos;
-         at = result.find(placeholder, at + replacement.size())) {
-      result.replace(at, placeholder.size(), replacement);
+    std::size_t at = result.find(placeholder);
+    if (at == std::string::npos) continue;
+    std::string next;
+    std::size_t from = 0;
+    for (; at != std::string::npos; at = result.find(placeholder, from)) {
+      next.append(result, from, at - from).append(replacement);
+      from = at + placeholder.size();
+      if (next.size() > limit) break;
     }
+    if (next.size() <= limit) next.append(result, from, std::string::npos);
+    if (next.size() > limit) {
+      logError("Formatting stopped at argument %@: the text would grow past %ld bytes", name,
+               static_cast<long>(limit));
+      break;
+    }
+    result = std::move(next);
   }
   return result;
 }

@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
 
+#include <cstdio>
+
 #include "core/TLInternal.h"
 #include "sync/TLDeviceUtil.h"
 #include "tests/support/AppFixture.h"
@@ -97,6 +99,22 @@ TEST_F(StringLookup, ArgumentsAndPlurals) {
   std::map<std::string, std::string> none;
   EXPECT_EQ(TLInternal::formatString("Hi %{name}", &none), "Hi %{name}");
   EXPECT_EQ(TLInternal::formatString(std::nullopt, &args), std::nullopt);
+
+  // A replacement holding a later placeholder is filled in, but doubling chains stop at the
+  // bound with an error instead of hanging the look-up.
+  std::map<std::string, std::string> chained{{"a", "%{b}!"}, {"b", "x"}};
+  EXPECT_EQ(TLInternal::formatString("%{a}", &chained), "x!");
+  std::map<std::string, std::string> doubling;
+  for (int i = 0; i < 40; ++i) {
+    char name[8], next[8];
+    std::snprintf(name, sizeof name, "a%02d", i);
+    std::snprintf(next, sizeof next, "a%02d", i + 1);
+    doubling[name] = std::string("%{") + next + "}%{" + next + "}";
+  }
+  auto bombed = TLInternal::formatString("%{a00}", &doubling);
+  ASSERT_TRUE(bombed);
+  EXPECT_LE(bombed->size(), TLInternal::kFormattedSizeLimit);
+  EXPECT_TRUE(app.platform.log->contains("Formatting stopped at argument"));
 
   EXPECT_EQ(engine->localizedStringForKeyWithArgumentsAndPluralRule("items", &args, 5, std::nullopt).text, "3 items");
   EXPECT_EQ(engine->localizedStringForKeyWithArgumentsAndPluralRule("items", &args, 2, std::nullopt).text, "items[two]");

@@ -68,7 +68,9 @@ Platform::Ports makeLinuxPorts(const LinuxPortOptions& options) {
   ports.clock = makeSystemClock();
   ports.ui = std::make_shared<RecordingUi>();
   ports.logSink = makeStderrLogSink();
-  ports.http = makeCurlHttp(ports.dispatch, CurlHttpOptions{.extraCaFile = options.extraCaFile, .proxy = {}});
+  CurlHttpOptions httpOptions{.extraCaFile = options.extraCaFile, .proxy = {}};
+  if (options.maxAnswerBytes) httpOptions.maxBodyBytes = *options.maxAnswerBytes;
+  ports.http = makeCurlHttp(ports.dispatch, std::move(httpOptions));
   return ports;
 }
 

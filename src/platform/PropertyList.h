@@ -14,7 +14,12 @@ enum class Format { Xml, Binary };
 
 // Parses XML or binary property-list bytes; nullopt (and a reason in error) when they are neither.
 std::optional<Value> parse(const std::vector<std::uint8_t>& bytes, std::string* error = nullptr);
-std::vector<std::uint8_t> serialize(const Value& value, Format format);
+// Empty (and a reason in error) for a null value, or when a key or string anywhere in the
+// tree is not UTF-8 text without NUL: such text would not read back as it was. Parsing
+// refuses such text too.
+std::vector<std::uint8_t> serialize(const Value& value, Format format, std::string* error = nullptr);
+// True when every key and string in the tree can be written (see serialize).
+bool hasWritableText(const Value& value);
 
 // Reads a whole file; nullopt with a reason when it is missing, unreadable or malformed.
 std::optional<Value> readFile(const std::string& path, std::string* error = nullptr);

@@ -76,6 +76,40 @@ TEST(PropertyList, MalformedBytesGiveAReasonNotACrash) {
   }
 }
 
+// Binary lists whose dictionary key holds a NUL: { "\u00e9\0": 1 } (UTF-16; aborted the
+// process inside the reader) and { "a\0b": 1 } (ASCII; came back cut to "a").
+const std::vector<std::vector<std::uint8_t>> kNulKeyLists = {
+    {0x62, 0x70, 0x6c, 0x69, 0x73, 0x74, 0x30, 0x30, 0xd1, 0x01, 0x02, 0x62, 0x00, 0xe9, 0x00, 0x00, 0x10, 0x01,
+     0x08, 0x0b, 0x10, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x01, 0x01, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00,
+     0x03, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x12},
+    {0x62, 0x70, 0x6c, 0x69, 0x73, 0x74, 0x30, 0x30, 0xd1, 0x01, 0x02, 0x53, 0x61, 0x00, 0x62, 0x10, 0x01, 0x08,
+     0x0b, 0x0f, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x01, 0x01, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x03,
+     0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x11},
+};
+
+TEST(PropertyList, TextThatCannotRoundTripIsRefusedOnBothSides) {
+  for (const auto& bytes : kNulKeyLists) {
+    std::string error;
+    EXPECT_FALSE(parse(bytes, &error));
+    EXPECT_NE(error.find("NUL"), std::string::npos) << error;
+  }
+  using namespace std::string_literals;
+  for (std::string text : {"\xff"s, "a\0b"s, "\xC0\xAF"s, "\xED\xA0\x80"s, "cut \xE2\x82"s, "\xF4\x90\x80\x80"s}) {
+    for (Value nested : {Value(Value::Dictionary{{"ok", Value::Array{Value::Dictionary{{text, 1}}}}}),
+                         Value(Value::Dictionary{{"ok", Value::Array{text}}})}) {
+      for (Format format : {Format::Xml, Format::Binary}) {
+        std::string error;
+        EXPECT_TRUE(serialize(nested, format, &error).empty()) << text;
+        EXPECT_FALSE(error.empty());
+      }
+      EXPECT_FALSE(hasWritableText(nested));
+    }
+  }
+  // libplist's XML reader takes raw bytes that are no UTF-8; they would not read back.
+  std::string xml = "<plist><dict><key>k</key><string>io.tolvan\x9c\xd1" "e</string></dict></plist>";
+  EXPECT_FALSE(parse(std::vector<std::uint8_t>(xml.begin(), xml.end())));
+}
+
 TEST(PropertyList, FileErrorsNameTheFile) {
   TempDir dir;
   std::string error;

@@ -131,6 +131,31 @@ TEST(PlistFileUserDefaults, MalformedOrUnwritableFileLogsOneLineNamingIt) {
   EXPECT_EQ(platform.log->count(blocked), 1u);
 }
 
+TEST(PlistFileUserDefaults, TextThatWouldNotReadBackIsRefusedAndHostileFilesDoNotAbort) {
+  testing::TestPlatform platform;
+  platform.install();
+  testing::TempDir dir;
+  std::string path = dir.file("app.plist");
+  auto defaults = makePlistFileUserDefaults(path);
+  defaults->setObject("kept", 1);
+  defaults->setObject("\xff\xfe", 2);
+  defaults->setObject("nested", Value::Dictionary{{"\xC3", 3}});
+  defaults->setObject("text", "cut \xE2\x82");
+  EXPECT_EQ(platform.log->count("Refused to keep a user default"), 3u);
+  ASSERT_TRUE(defaults->synchronize());
+  EXPECT_EQ(plist::readFile(path), Value(Value::Dictionary{{"kept", 1}}));
+
+  // A binary file whose key is "\u00e9\0" used to abort the process on load.
+  const std::uint8_t nulKey[] = {0x62, 0x70, 0x6c, 0x69, 0x73, 0x74, 0x30, 0x30, 0xd1, 0x01, 0x02, 0x62, 0x00, 0xe9,
+                                 0x00, 0x00, 0x10, 0x01, 0x08, 0x0b, 0x10, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x01,
+                                 0x01, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x03, 0x00, 0x00, 0x00, 0x00, 0x00,
+                                 0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x12};
+  std::ofstream(path, std::ios::binary).write(reinterpret_cast<const char*>(nulKey), sizeof nulKey);
+  platform.log->clear();
+  EXPECT_EQ(makePlistFileUserDefaults(path)->objectForKey("kept"), std::nullopt);
+  EXPECT_EQ(platform.log->count("starting with an empty domain"), 1u);
+}
+
 TEST(PlistFileUserDefaults, ReaderNeverSeesAPartialFileAndNoTemporaryFilesRemain) {
   testing::TempDir dir;
   std::string path = dir.file("app.plist");

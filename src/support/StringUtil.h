@@ -33,6 +33,9 @@ std::string lastPathComponent(std::string_view path);
 std::size_t utf16Length(std::string_view utf8);
 // The first n UTF-16 code units; nullopt-like empty when the text is shorter.
 bool utf16Prefix(std::string_view utf8, std::size_t n, std::string* prefix);
+// Well-formed UTF-8: no stray continuation bytes, overlong forms, surrogates or code points
+// past U+10FFFF.
+bool isValidUtf8(std::string_view text);
 std::string removeAll(std::string_view text, char c);
 std::string toLower(std::string_view text);
 std::string toUpper(std::string_view text);

@@ -63,6 +63,7 @@ ServerFixture::ServerFixture(Options options) : options_(std::move(options)) {
   baseUrl_ = line.substr(prefix.size());
   CurlHttpOptions httpOptions;
   if (options_.tls) httpOptions.extraCaFile = caFile();
+  if (options_.maxAnswerBytes > 0) httpOptions.maxBodyBytes = options_.maxAnswerBytes;
   http_ = makeCurlHttp(makeThreadDispatch(), httpOptions);
 }
 

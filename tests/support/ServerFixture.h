@@ -26,6 +26,8 @@ class ServerFixture {
     std::string baseLanguage = "en";
     bool collectMissingEnabled = true;
     bool draftModeEnabled = true;
+    // The bound on an answer's decoded size for the client http() gives; 0 keeps its default.
+    std::size_t maxAnswerBytes = 0;
   };
 
   explicit ServerFixture(Options options);

@@ -16,8 +16,21 @@ std::string lowerCase(std::string text) {
   return text;
 }
 
+// The answer as it is decoded, up to a bound: an endless or highly compressed body would
+// otherwise grow until the process runs out of memory.
+struct BodySink {
+  std::string* body;
+  std::size_t limit;
+  bool overflowed = false;
+};
+
 size_t collectBody(char* data, size_t size, size_t count, void* user) {
-  static_cast<std::string*>(user)->append(data, size * count);
+  auto* sink = static_cast<BodySink*>(user);
+  if (size * count > sink->limit - sink->body->size()) {
+    sink->overflowed = true;
+    return 0;  // anything short of the full count makes curl end the transfer with an error
+  }
+  sink->body->append(data, size * count);
   return size * count;
 }
 
@@ -133,14 +146,16 @@ class CurlHttp final : public Http {
     curl_easy_setopt(curl, CURLOPT_XFERINFOFUNCTION, checkIdle);
     curl_easy_setopt(curl, CURLOPT_XFERINFODATA, &idle);
     curl_easy_setopt(curl, CURLOPT_WRITEFUNCTION, collectBody);
-    curl_easy_setopt(curl, CURLOPT_WRITEDATA, &response.body);
+    BodySink sink{.body = &response.body, .limit = options.maxBodyBytes};
+    curl_easy_setopt(curl, CURLOPT_WRITEDATA, &sink);
     curl_easy_setopt(curl, CURLOPT_HEADERFUNCTION, collectHeader);
     curl_easy_setopt(curl, CURLOPT_HEADERDATA, &response.headers);
 
     CURLcode result = curl_easy_perform(curl);
     if (result != CURLE_OK) {
-      response.failure = failureOf(result);
-      response.error = result == CURLE_ABORTED_BY_CALLBACK
+      response.failure = sink.overflowed ? HttpResponse::Failure::other : failureOf(result);
+      response.error = sink.overflowed ? "the answer is larger than " + std::to_string(options.maxBodyBytes) + " bytes"
+                       : result == CURLE_ABORTED_BY_CALLBACK
                            ? "the request timed out"
                            : std::string(curl_easy_strerror(result)) + (errorBuffer[0] ? std::string(": ") + errorBuffer : "");
       response.status = 0;

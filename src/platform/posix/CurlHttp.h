@@ -2,6 +2,7 @@
 // whose serial queue runs the transfer and then the completion.
 #pragma once
 
+#include <cstddef>
 #include <memory>
 #include <optional>
 #include <string>
@@ -17,6 +18,10 @@ struct CurlHttpOptions {
   std::optional<std::string> extraCaFile;
   // A proxy URL; without one no proxy is used, whatever the environment says.
   std::optional<std::string> proxy;
+  // Longest answer body kept, counted after decoding; a longer one fails the request. Well
+  // above any real answer, so that only an endless or bomb-like body meets it. While the
+  // buffer grows, a request may briefly hold up to about twice this much.
+  std::size_t maxBodyBytes = std::size_t{256} << 20;
 };
 
 // dispatch makes each request's session queue. The client may own it: a request sent before

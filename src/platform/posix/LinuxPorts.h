@@ -3,6 +3,7 @@
 // data passes them here.
 #pragma once
 
+#include <cstddef>
 #include <optional>
 #include <string>
 #include <vector>
@@ -16,6 +17,7 @@ struct LinuxPortOptions {
   std::optional<std::string> userDefaultsFile;  // default: the XDG file of the bundle's domain
   std::optional<std::string> dataDirectory;     // default: the XDG data directory
   std::optional<std::string> extraCaFile;       // certificate authorities to trust besides the system's
+  std::optional<std::size_t> maxAnswerBytes;     // default: CurlHttpOptions::maxBodyBytes
   // Replaces the preferred languages of the defaults and the environment, for the engine and
   // the bundles' own look-up alike.
   std::optional<std::vector<std::string>> preferredLanguages;

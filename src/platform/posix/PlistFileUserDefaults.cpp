@@ -12,6 +12,7 @@
 
 #include "platform/PlatformLog.h"
 #include "platform/PropertyList.h"
+#include "support/StringUtil.h"
 
 namespace tolvana {
 
@@ -29,6 +30,12 @@ class PlistFileUserDefaults final : public UserDefaults {
   }
 
   void setObject(std::string_view key, Value value) override {
+    // Refused here rather than at synchronize(), where one bad text would keep every later
+    // write of the domain from reaching the file.
+    if (!isValidUtf8(key) || key.find('\0') != std::string_view::npos || !plist::hasWritableText(value)) {
+      platformLogError("Refused to keep a user default whose key or text is not UTF-8 without NUL");
+      return;
+    }
     std::lock_guard lock(mutex_);
     values_.insert_or_assign(std::string(key), std::move(value));
   }
