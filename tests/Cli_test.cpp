@@ -1,5 +1,6 @@
 // The command-line tool as a developer runs it: against an app bundle on disk, its own data
 // directory and defaults, and the reference server.
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sqlite3.h>
 
@@ -215,6 +216,25 @@ TEST_F(Cli, UpdateBringsNewGroupsFromTheServerAndFailsCleanlyWithoutOne) {
   // The answer lists English too, though only German was asked for, so English stays.
   EXPECT_EQ(app({"set-language", "en"}).exitCode, 0);
   EXPECT_EQ(app({"lookup", "title"}).out, "Welcome\n");
+}
+
+TEST_F(Cli, LargeAnswersShowProgressOnlyOnATerminal) {
+  ServerFixture server({});
+  std::map<std::string, std::string> texts;
+  for (int i = 0; i < 15000; ++i) texts["key." + std::to_string(i)] = std::string(80, 'x');
+  server.publish("de", "big", texts);
+  useServer(server);
+  auto piped = app({"update", "--groups", "big", "--languages", "de"});
+  ASSERT_EQ(piped.exitCode, 0) << piped.err;
+  EXPECT_EQ(piped.err, "");
+  // script(1) gives the tool a terminal; it prints what the tool wrote there.
+  std::string command = std::string(TOLVANA_CLI_BINARY) + " --ca " + ca + " --bundle " + dir.file("Sample.app") +
+                        " --data-dir " + dir.file("data2") + " --defaults " + dir.file("defaults2.plist") +
+                        " update --groups big --languages de";
+  auto onTerminal = runProcess({"/usr/bin/script", "-qefc", command, "/dev/null"}, {"HOME=" + dir.path()});
+  ASSERT_EQ(onTerminal.exitCode, 0) << onTerminal.out;
+  EXPECT_THAT(onTerminal.out, ::testing::ContainsRegex("\rreceived [0-9.]+ MB, [0-9]+ entries written"));
+  EXPECT_NE(onTerminal.out.find("15000 entries written"), std::string::npos) << onTerminal.out;
 }
 
 TEST_F(Cli, AFailedUpdateSaysWhy) {

@@ -70,6 +70,7 @@ Platform::Ports makeLinuxPorts(const LinuxPortOptions& options) {
   ports.logSink = makeStderrLogSink();
   CurlHttpOptions httpOptions{.extraCaFile = options.extraCaFile, .proxy = {}};
   if (options.maxAnswerBytes) httpOptions.maxBodyBytes = *options.maxAnswerBytes;
+  httpOptions.onBodyBytes = options.onAnswerBytes;
   ports.http = makeCurlHttp(ports.dispatch, std::move(httpOptions));
   return ports;
 }

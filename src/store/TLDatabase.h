@@ -8,6 +8,7 @@
 #pragma once
 
 #include <cstdint>
+#include <atomic>
 #include <functional>
 #include <map>
 #include <memory>
@@ -75,6 +76,10 @@ class TLDatabase {
   // locked or broken store); set by the parser.
   void setUnwrittenGroups(int count);
   int unwrittenGroups() const;
+  // Entries the parse that runs now (or ran last) has written so far. Read without the
+  // manager's lock, which the parse holds throughout, so a progress display can follow it.
+  void setEntriesWritten(long count) { entriesWritten_ = count; }
+  long entriesWritten() const { return entriesWritten_; }
   // Rebuilds availableLanguages from the store files in dbDirectory.
   void refreshAvailableLanguages();
 
@@ -98,6 +103,7 @@ class TLDatabase {
   struct State;
   mutable std::recursive_mutex mutex_;
   std::unique_ptr<State> state_;  // guarded by mutex_
+  std::atomic<long> entriesWritten_{0};
 };
 
 }  // namespace tolvana

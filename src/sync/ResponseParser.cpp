@@ -170,6 +170,7 @@ bool ResponseParser::parseV2(std::string_view json) {
   logVerbose("Parsing entry data...");
   std::vector<std::string> delivered;
   long counter = 0;
+  database_.setEntriesWritten(0);
   int unwritten = 0;
   const bool inDraftMode = database_.engineInDraftMode();
   dom::object languages;
@@ -219,6 +220,7 @@ bool ResponseParser::parseV2(std::string_view json) {
           ++unwritten;
           if (database_.dropIfBroken(language, store)) store = database_.databaseForLanguage(language, true);
         }
+        database_.setEntriesWritten(counter);
         logVerbose("Entries parsed so far: %ld", counter);
       }
     }

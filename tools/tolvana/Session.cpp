@@ -111,6 +111,7 @@ std::string absolute(const std::string& path) { return fs::absolute(path).lexica
 struct Session::Impl {
   std::shared_ptr<CapturingLogSink> log;
   std::shared_ptr<WatchingHttp> http;  // lives as long as the session, which outlives every request
+  std::atomic<std::size_t> answerBytes{0};
   std::optional<Platform::Ports> ports;
   bool installed = false;
 };
@@ -134,6 +135,7 @@ void Session::requireApp() {
     portOptions.extraCaFile = absolute(options_.caFile);
   }
   if (options_.language) portOptions.preferredLanguages = std::vector<std::string>{*options_.language};
+  portOptions.onAnswerBytes = [impl = impl_.get()](std::size_t received) { impl->answerBytes = received; };
   Platform::Ports ports = makeLinuxPorts(portOptions);
   capture(ports);
   impl_->http = std::make_shared<WatchingHttp>(ports.http);
@@ -160,6 +162,8 @@ void Session::traceHttp() {
   requireApp();
   impl_->http->trace();
 }
+
+std::size_t Session::answerBytesReceived() const { return impl_->answerBytes; }
 
 std::optional<std::string> Session::lastHttpFailure() const {
   return impl_->http ? impl_->http->lastFailure() : std::nullopt;

@@ -68,6 +68,8 @@ class Session {
   void drainMainQueue();
   // Writes the app's defaults; throws CommandError with the cause when they cannot be saved.
   void saveDefaults();
+  // The size of the body of the answer being received (or received last) so far.
+  std::size_t answerBytesReceived() const;
   // Why the last request to a server failed ("HTTP 401"), if it did.
   std::optional<std::string> lastHttpFailure() const;
   // The text of the last error the engine logged during this run, if any.

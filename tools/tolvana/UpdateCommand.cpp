@@ -4,6 +4,8 @@
 #include <cstdio>
 #include <mutex>
 
+#include <unistd.h>
+
 #include "Commands.h"
 #include "core/TLSettings.h"
 #include "support/StringUtil.h"
@@ -16,6 +18,34 @@ struct UpdateArguments {
   std::string groups, languages;
   bool verbose = false;
   int timeoutSeconds = 120;
+};
+
+// A line on a terminal's standard error that follows a large answer: bytes received, then the
+// entries written while it is parsed. Small answers end before anyone could read it.
+class ProgressLine {
+ public:
+  ProgressLine(const Session& session, const TLDatabase& db)
+      : session_(session), db_(db), enabled_(isatty(STDERR_FILENO) != 0) {}
+
+  void show() {
+    std::size_t received = session_.answerBytesReceived();
+    if (!enabled_ || (!shown_ && received < kThreshold)) return;
+    std::fprintf(stderr, "\rreceived %.1f MB, %ld entries written", received / 1e6, db_.entriesWritten());
+    std::fflush(stderr);
+    shown_ = true;
+  }
+  void finish() {
+    if (!shown_) return;
+    show();
+    std::fputc('\n', stderr);
+  }
+
+ private:
+  static constexpr std::size_t kThreshold = 1 << 20;
+  const Session& session_;
+  const TLDatabase& db_;
+  const bool enabled_;
+  bool shown_ = false;
 };
 
 std::optional<std::vector<std::string>> listOption(const std::string& text) {
@@ -38,10 +68,16 @@ void update(Session& session, const UpdateArguments& args) {
     outcome = success;
     done.notify_all();
   });
+  ProgressLine progress(session, *db);
   std::unique_lock lock(mutex);
-  if (!done.wait_for(lock, std::chrono::seconds(args.timeoutSeconds), [&] { return outcome.has_value(); })) {
-    throw CommandError("no answer within " + std::to_string(args.timeoutSeconds) + " s");
+  const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(args.timeoutSeconds);
+  while (!done.wait_for(lock, std::chrono::milliseconds(200), [&] { return outcome.has_value(); })) {
+    if (std::chrono::steady_clock::now() >= deadline) {
+      throw CommandError("no answer within " + std::to_string(args.timeoutSeconds) + " s");
+    }
+    progress.show();
   }
+  progress.finish();
   if (!*outcome) {
     auto cause = session.lastHttpFailure();
     throw CommandError(cause ? "update failed: " + *cause : session.withEngineError("update failed"));

@@ -21,6 +21,7 @@ std::string lowerCase(std::string text) {
 struct BodySink {
   std::string* body;
   std::size_t limit;
+  const std::function<void(std::size_t)>* onGrowth;
   bool overflowed = false;
 };
 
@@ -31,6 +32,7 @@ size_t collectBody(char* data, size_t size, size_t count, void* user) {
     return 0;  // anything short of the full count makes curl end the transfer with an error
   }
   sink->body->append(data, size * count);
+  if (*sink->onGrowth) (*sink->onGrowth)(sink->body->size());
   return size * count;
 }
 
@@ -146,7 +148,7 @@ class CurlHttp final : public Http {
     curl_easy_setopt(curl, CURLOPT_XFERINFOFUNCTION, checkIdle);
     curl_easy_setopt(curl, CURLOPT_XFERINFODATA, &idle);
     curl_easy_setopt(curl, CURLOPT_WRITEFUNCTION, collectBody);
-    BodySink sink{.body = &response.body, .limit = options.maxBodyBytes};
+    BodySink sink{.body = &response.body, .limit = options.maxBodyBytes, .onGrowth = &options.onBodyBytes};
     curl_easy_setopt(curl, CURLOPT_WRITEDATA, &sink);
     curl_easy_setopt(curl, CURLOPT_HEADERFUNCTION, collectHeader);
     curl_easy_setopt(curl, CURLOPT_HEADERDATA, &response.headers);

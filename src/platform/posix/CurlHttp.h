@@ -3,6 +3,8 @@
 #pragma once
 
 #include <cstddef>
+#include <cstddef>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -18,6 +20,9 @@ struct CurlHttpOptions {
   std::optional<std::string> extraCaFile;
   // A proxy URL; without one no proxy is used, whatever the environment says.
   std::optional<std::string> proxy;
+  // Told the size of the answer's body received so far, each time it grows, on the request's
+  // thread; for a progress display. Must be cheap and must not throw.
+  std::function<void(std::size_t)> onBodyBytes;
   // Longest answer body kept, counted after decoding; a longer one fails the request. Well
   // above any real answer, so that only an endless or bomb-like body meets it. While the
   // buffer grows, a request may briefly hold up to about twice this much.

@@ -4,6 +4,7 @@
 #pragma once
 
 #include <cstddef>
+#include <functional>
 #include <optional>
 #include <string>
 #include <vector>
@@ -18,6 +19,7 @@ struct LinuxPortOptions {
   std::optional<std::string> dataDirectory;     // default: the XDG data directory
   std::optional<std::string> extraCaFile;       // certificate authorities to trust besides the system's
   std::optional<std::size_t> maxAnswerBytes;     // default: CurlHttpOptions::maxBodyBytes
+  std::function<void(std::size_t)> onAnswerBytes;  // CurlHttpOptions::onBodyBytes
   // Replaces the preferred languages of the defaults and the environment, for the engine and
   // the bundles' own look-up alike.
   std::optional<std::vector<std::string>> preferredLanguages;
