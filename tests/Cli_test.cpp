@@ -119,6 +119,14 @@ TEST_F(Cli, PackedArchivesUnpackAndCorruptOnesFailCleanly) {
   auto store = readWholeFile(dir.file("out/app1/de.sqlite"));
   ASSERT_TRUE(store);
   EXPECT_TRUE(store->starts_with("SQLite format 3"));
+  // As the app would, a second unpack keeps the store it finds; --force replaces it.
+  writeFile(dir.file("out/app1/de.sqlite"), "edited");
+  std::vector<std::string> again{"unpack", dir.file("Sample.app/tolvana_settings.tolvana"), dir.file("out")};
+  ASSERT_EQ(tolvana(again).exitCode, 0);
+  EXPECT_EQ(readWholeFile(dir.file("out/app1/de.sqlite")), "edited");
+  again.push_back("--force");
+  ASSERT_EQ(tolvana(again).exitCode, 0);
+  EXPECT_EQ(readWholeFile(dir.file("out/app1/de.sqlite")), store);
 
   ArchiveBuilder escaping;
   escaping.file("../outside.txt", "x").endBlocks();

@@ -133,13 +133,22 @@ void pack(Session& session, const PackArguments& args) {
                " bytes");
 }
 
-void unpack(Session& session, const std::string& archive, const std::string& destination) {
+struct UnpackArguments {
+  std::string archive, destination;
+  bool force = false;
+};
+
+void unpack(Session& session, const UnpackArguments& args) {
+  const std::string& archive = args.archive;
+  const std::string& destination = args.destination;
   if (!std::filesystem::is_regular_file(archive)) throw CommandError("no archive at " + archive);
   session.installWithoutApp();
   std::error_code ec;
   std::filesystem::create_directories(destination, ec);
   if (ec) throw CommandError("cannot create " + destination + ": " + ec.message());
-  if (!TLArchive::createFilesAndDirectoriesAtPath(destination, archive, false)) {
+  // The app's own rules keep the stores it already has and skip languages marked deleted in
+  // its defaults; --force writes every member.
+  if (!TLArchive::createFilesAndDirectoriesAtPath(destination, archive, !args.force)) {
     throw CommandError(session.withEngineError("cannot unpack " + archive));
   }
   std::size_t files = 0;
@@ -160,11 +169,15 @@ void addArchiveCommands(CLI::App& app, Session& session) {
   packCommand->add_option("-o,--output", args->output, "The archive to write")->required();
   packCommand->callback([&session, args] { pack(session, *args); });
 
-  auto paths = std::make_shared<std::pair<std::string, std::string>>();
-  auto* unpackCommand = app.add_subcommand("unpack", "Unpack a settings archive into a directory");
-  unpackCommand->add_option("ARCHIVE", paths->first, "The settings archive")->required();
-  unpackCommand->add_option("DIR", paths->second, "Where to unpack it")->required();
-  unpackCommand->callback([&session, paths] { unpack(session, paths->first, paths->second); });
+  auto unpackArgs = std::make_shared<UnpackArguments>();
+  auto* unpackCommand = app.add_subcommand(
+      "unpack",
+      "Unpack a settings archive into a directory as the app would: stores already there are kept and "
+      "languages the app's defaults mark deleted are not written (--force overwrites everything)");
+  unpackCommand->add_option("ARCHIVE", unpackArgs->archive, "The settings archive")->required();
+  unpackCommand->add_option("DIR", unpackArgs->destination, "Where to unpack it")->required();
+  unpackCommand->add_flag("--force", unpackArgs->force, "Write every member, also over existing stores");
+  unpackCommand->callback([&session, unpackArgs] { unpack(session, *unpackArgs); });
 }
 
 }  // namespace tolvana::cli
