@@ -44,6 +44,9 @@ class TLDBProtocol {
   // True once the file turned out to be no store at all (not a database, or corrupt): it
   // will not get better, and its owner should move it aside.
   virtual bool isBroken() const { return false; }
+  // True when entryValueForKey() and entryForKey() may run concurrently with the owner's
+  // other calls; otherwise the owner serialises them too.
+  virtual bool readsConcurrently() const { return false; }
 };
 
 }  // namespace tolvana
