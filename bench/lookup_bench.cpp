@@ -29,6 +29,7 @@
 #include "store/TLDBSqlite.h"
 #include "store/TLDatabase.h"
 #include "support/Format.h"
+#include "sync/TLDeviceUtil.h"
 #include "tests/support/AppFixture.h"
 #include "tests/support/TempDir.h"
 
@@ -75,6 +76,7 @@ std::unique_ptr<testing::AppFixture> app(bool keepOpen) {
   fixture->appLanguage("en", entries("en", true));
   fixture->stores["de"] = testing::StoreContents{entries("de"), {{"main", 1}}};
   fixture->stores["de-AT"] = testing::StoreContents{entries("de-AT"), {{"main", 1}}};
+  fixture->stores["fr"] = testing::StoreContents{entries("fr"), {{"main", 1}}};
   fixture->install();
   return fixture;
 }
@@ -299,6 +301,45 @@ void Footprint_allocationsAndIndex(benchmark::State& state) {
 }
 BENCHMARK(Footprint_allocationsAndIndex)->Iterations(1);
 
+// Engine start-up to the first answered look-up: the first start unpacks the archive (an app
+// file of 30,000 entries and three prepared stores), the second finds them unpacked.
+void Startup_toFirstLookup(benchmark::State& state) {
+  const bool first = state.range(0) == 0;
+  auto fixture = app(false);
+  TLInternal::sharedInstance();
+  std::vector<double> seconds;
+  for (auto _ : state) {
+    state.PauseTiming();
+    if (first) fs::remove_all(fixture->dataDirectory());
+    TLInternal::dropInstanceForTesting();
+    TLDeviceUtil::deviceLanguage(std::nullopt);
+    TLDeviceUtil::deviceLanguageLong(std::nullopt);
+    TLDeviceUtil::resetOnceValuesForTesting();
+    state.ResumeTiming();
+    auto start = std::chrono::steady_clock::now();
+    auto engine = TLInternal::sharedInstance();
+    if (lookUp(*engine, Kind::hit, Form::plain).text != expected(Kind::hit, Form::plain)) {
+      state.SkipWithError("wrong answer");
+    }
+    seconds.push_back(std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count());
+  }
+  recordFigure(first ? "Startup_firstStartMedianMs" : "Startup_secondStartMedianMs", percentiles(seconds).median * 1e3);
+  recordFigure("Startup_baselineLimitMs", 5);
+}
+BENCHMARK(Startup_toFirstLookup)->Arg(0)->Arg(1)->Unit(benchmark::kMillisecond)->Iterations(10);
+
+// A fixed number of hits in one mode (the second argument: 1 keeps stores open), for
+// scripts/syscalls-per-lookup, which counts the system calls of two such runs with strace.
+void Footprint_hits(benchmark::State& state) {
+  auto fixture = app(state.range(1) != 0);
+  auto engine = TLInternal::sharedInstance();
+  lookUp(*engine, Kind::hit, Form::plain);
+  for (auto _ : state) {
+    for (std::int64_t i = 0; i < state.range(0); ++i) benchmark::DoNotOptimize(lookUp(*engine, Kind::hit, Form::plain));
+  }
+}
+BENCHMARK(Footprint_hits)->ArgsProduct({{1000, 101000}, {0, 1}})->Iterations(1);
+
 const bool kTargets[] = {
     addTarget({"keep-open look-up hit", "Lookup_hitLongLanguageKeepOpen", "Lookup_baselineGettextHit", 1, true}),
     addTarget({"default-mode look-up hit", "Lookup_hitLongLanguage", "Lookup_baselineGettextHit", 1, true}),
@@ -308,6 +349,8 @@ const bool kTargets[] = {
     addTarget({"look-up p99 during a 16 MB ingest", "LookupLatency_p99DuringIngest", "LookupLatency_baselineP99Idle",
                2, true}),
     addTarget({"allocations per keep-open hit", "Alloc_perKeepOpenHit", "Alloc_baselineReturnedString", 1, true}),
+    addTarget({"second start to the first look-up, ms", "Startup_secondStartMedianMs", "Startup_baselineLimitMs", 1,
+               true}),
     addTarget({"index memory", "Index_bytes", "Index_baselineFileBytes", 2, true}),
 };
 
