@@ -4,9 +4,10 @@
 // createOrUpdateEntry(), commitWriteTransaction(), and save() where the store needs it.
 // Failures are logged and read as -1 or nullopt; nothing throws.
 //
-// Thread contract: a store takes no lock of its own. Its owner (the database manager)
-// serialises every call; a write transaction must not interleave with another one on the
-// same store, since the prepared statements live in the object.
+// Thread contract: a store takes no lock of its own, unless readsConcurrently() says it
+// guards its look-ups. Its owner (the database manager) serialises every other call; a
+// write transaction must not interleave with another one on the same store, since the
+// prepared statements live in the object.
 #pragma once
 
 #include <cstdint>
