@@ -1,6 +1,7 @@
 // Runs the registered benchmarks and then prints each one's throughput or time as a ratio
 // to its baseline, a benchmark of the same run named "<group>_baseline…": rates as a share
-// of the baseline's rate, times as a multiple of the baseline's time.
+// of the baseline's rate, times as a multiple of the baseline's time. Last come the targets,
+// one "TARGET |" line each, which scripts/bench gathers into its closing table.
 #pragma once
 
 #include <benchmark/benchmark.h>
@@ -8,8 +9,37 @@
 #include <cstdio>
 #include <map>
 #include <string>
+#include <vector>
 
 namespace tolvana::bench {
+
+// A figure of the run (a benchmark's name, or one given to recordFigure) held against a
+// baseline of the same run: figure / baseline must stay at most, or at least, limit.
+struct Target {
+  std::string path;
+  std::string figure;
+  std::string baseline;
+  double limit;
+  bool atMost;
+};
+
+inline std::vector<Target>& targets() {
+  static std::vector<Target> registered;
+  return registered;
+}
+
+inline bool addTarget(Target target) {
+  targets().push_back(std::move(target));
+  return true;
+}
+
+// Figures a benchmark measures itself (latency percentiles, bytes, counts).
+inline std::map<std::string, double>& recordedFigures() {
+  static std::map<std::string, double> figures;
+  return figures;
+}
+
+inline void recordFigure(const std::string& name, double value) { recordedFigures()[name] = value; }
 
 class RatioReporter : public benchmark::ConsoleReporter {
  public:
@@ -39,9 +69,28 @@ class RatioReporter : public benchmark::ConsoleReporter {
                     other.c_str());
       }
     }
+    printTargets();
   }
 
  private:
+  void printTargets() {
+    for (const auto& [name, value] : recordedFigures()) results_[name] = value;
+    std::printf("\nTargets (figure / baseline, same run):\n");
+    for (const Target& t : targets()) {
+      auto figure = results_.find(t.figure), baseline = results_.find(t.baseline);
+      if (figure == results_.end() || baseline == results_.end() || baseline->second == 0) {
+        std::printf("TARGET | %s | not run | | | %s %.2f x | not measured\n", t.path.c_str(), t.atMost ? "<=" : ">=",
+                    t.limit);
+        continue;
+      }
+      double ratio = figure->second / baseline->second;
+      bool met = t.atMost ? ratio <= t.limit : ratio >= t.limit;
+      std::printf("TARGET | %s | %s %.4g | %s %.4g | %.3f | %s %.2f x | %s\n", t.path.c_str(), t.figure.c_str(),
+                  figure->second, t.baseline.c_str(), baseline->second, ratio, t.atMost ? "<=" : ">=", t.limit,
+                  met ? "met" : "NOT MET");
+    }
+  }
+
   std::map<std::string, double> results_;
   std::map<std::string, bool> perSecond_;
 };

@@ -196,6 +196,13 @@ BENCHMARK(Manager_baselineRawInserts)->Unit(benchmark::kMillisecond)->Iterations
 BENCHMARK(Manager_selfTest)->Unit(benchmark::kMillisecond)->Iterations(1);
 BENCHMARK(Manager_selfTestKeepOpen)->Unit(benchmark::kMillisecond)->Iterations(1);
 
+const bool kTargets[] = {
+    addTarget({"V2 ingest, default mode", "Ingest_parser/iterations:3", "Ingest_baselineRawInserts/iterations:3", 0.8,
+               false}),
+    addTarget({"V2 ingest, kept open", "Ingest_parserKeepOpen/iterations:3", "Ingest_baselineRawInserts/iterations:3",
+               0.8, false}),
+};
+
 }  // namespace
 }  // namespace tolvana::bench
 

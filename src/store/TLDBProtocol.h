@@ -4,9 +4,10 @@
 // createOrUpdateEntry(), commitWriteTransaction(), and save() where the store needs it.
 // Failures are logged and read as -1 or nullopt; nothing throws.
 //
-// Thread contract: a store takes no lock of its own. Its owner (the database manager)
-// serialises every call; a write transaction must not interleave with another one on the
-// same store, since the prepared statements live in the object.
+// Thread contract: a store takes no lock of its own, unless readsConcurrently() says it
+// guards its look-ups. Its owner (the database manager) serialises every other call; a
+// write transaction must not interleave with another one on the same store, since the
+// prepared statements live in the object.
 #pragma once
 
 #include <cstdint>
@@ -44,6 +45,9 @@ class TLDBProtocol {
   // True once the file turned out to be no store at all (not a database, or corrupt): it
   // will not get better, and its owner should move it aside.
   virtual bool isBroken() const { return false; }
+  // True when entryValueForKey() and entryForKey() may run concurrently with the owner's
+  // other calls; otherwise the owner serialises them too.
+  virtual bool readsConcurrently() const { return false; }
 };
 
 }  // namespace tolvana

@@ -1,9 +1,13 @@
 #include "store/TLDBSqlite.h"
 
 #include <sqlite3.h>
+#include <sys/stat.h>
+
+#include <chrono>
 
 #include "core/TLSettings.h"
 #include "support/TLLog.h"
+#include "tolvana/platform/Platform.h"
 
 namespace tolvana {
 
@@ -18,6 +22,23 @@ constexpr const char* kCreateGroups = "CREATE TABLE IF NOT EXISTS groups (name T
 constexpr const char* kInsertGroup = "INSERT OR REPLACE INTO GROUPS (name, version) VALUES (@NAME, ?)";
 constexpr const char* kInsertEntry = "INSERT OR REPLACE INTO ENTRIES (key, value, draft) VALUES (@KEY, @VALUE, @DRAFT)";
 constexpr const char* kNotOpenRead = "Database not open (entryValueForKey).";
+constexpr std::chrono::nanoseconds kOutsideCheckInterval = std::chrono::seconds(1);
+
+// Opens a connection, logging a failure; null when there is none.
+sqlite3* openConnection(const std::string& path, bool readOnly, int& status) {
+  int flags = readOnly ? SQLITE_OPEN_READONLY : SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE;
+  sqlite3* handle = nullptr;
+  if (status = sqlite3_open_v2(path.c_str(), &handle, flags, nullptr); status != SQLITE_OK) {
+    logError("Failed to open/create database");
+    // SQLite hands out a handle even on failure; it only carries the error.
+    sqlite3_close(handle);
+    logError("Database not open (open).");
+    return nullptr;
+  }
+  // A lost update is fetched again from the server; speed matters more than durability.
+  sqlite3_exec(handle, "PRAGMA synchronous = OFF", nullptr, nullptr, nullptr);
+  return handle;
+}
 
 // Every caller's buffer outlives the step that reads it, so SQLite need not copy it. An
 // empty view may carry a null pointer, which SQLite would take for NULL; "" keeps it text.
@@ -116,19 +137,9 @@ void TLDBSqlite::open(bool readOnly) {
     logError("Database already open!");
     return;
   }
-  int flags = readOnly ? SQLITE_OPEN_READONLY : SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE;
-  sqlite3* handle = nullptr;
-  if (int result = sqlite3_open_v2(dbPath_.c_str(), &handle, flags, nullptr); result != SQLITE_OK) {
-    logError("Failed to open/create database");
-    noteFailure(result, false);
-    // SQLite hands out a handle even on failure; it only carries the error.
-    sqlite3_close(handle);
-  } else {
-    database_ = handle;
-    // A lost update is fetched again from the server; speed matters more than durability.
-    sqlite3_exec(database_, "PRAGMA synchronous = OFF", nullptr, nullptr, nullptr);
-  }
-  if (!database_) logError("Database not open (open).");
+  int status = SQLITE_OK;
+  database_ = openConnection(dbPath_, readOnly, status);
+  noteFailure(status, false);
 }
 
 void TLDBSqlite::close() {
@@ -175,37 +186,104 @@ std::int64_t TLDBSqlite::getGroupVersion(std::string_view name) {
 }
 
 std::optional<std::string> TLDBSqlite::entryValueForKey(std::string_view key) {
-  if (!openForRead(kNotOpenRead)) return std::nullopt;
   std::optional<std::string> value;
-  int status = SQLITE_OK;
-  {
-    ReadStatement select(database_, "SELECT value FROM entries WHERE key=@KEY", status);
-    if (select) {
-      bindText(select.get(), 1, key);
-      if (select.stepRow()) value = columnText(select.get(), 0);
-    }
-  }
-  noteFailure(status, false);
-  closeAfterRead();
+  readIndexed(key, [&](const TLReadIndex::Row& row) { value.emplace(row.value); });
   return value;
 }
 
 std::optional<TLLanguageEntry> TLDBSqlite::entryForKey(std::string_view key) {
-  if (!openForRead(kNotOpenRead)) return std::nullopt;
   std::optional<TLLanguageEntry> entry;
-  int status = SQLITE_OK;
+  readIndexed(key, [&](const TLReadIndex::Row& row) {
+    entry = TLLanguageEntry{std::string(key), std::string(row.value), std::string(row.draft)};
+  });
+  return entry;
+}
+
+template <typename Answer>
+bool TLDBSqlite::readIndexed(std::string_view key, Answer&& answer) {
+  noticeOutsideChanges();
   {
-    ReadStatement select(database_, "SELECT value,draft FROM entries WHERE key=@KEY", status);
-    if (select) {
-      bindText(select.get(), 1, key);
-      if (select.stepRow()) {
-        entry = TLLanguageEntry{std::string(key), columnText(select.get(), 0), columnText(select.get(), 1)};
-      }
+    std::shared_lock lock(indexMutex_);
+    if (index_) {
+      if (auto row = index_->find(key)) answer(*row);
+      return true;
     }
   }
+  std::lock_guard reading(sqliteReadMutex_);
+  std::shared_lock lock(indexMutex_, std::defer_lock);
+  // Another thread may have loaded it while this one waited.
+  if (lock.lock(); !index_) {
+    lock.unlock();
+    if (!loadIndex()) return false;
+    lock.lock();
+  }
+  if (auto row = index_->find(key)) answer(*row);
+  return true;
+}
+
+bool TLDBSqlite::loadIndex() {
+  // Taken before the read: a change made after it is then noticed by the next check.
+  FileSignature signature = signatureOf(dbPath_);
+  int status = SQLITE_OK;
+  // Never the owner's connection: a write transaction may be open on it on another thread.
+  sqlite3* reader = openConnection(dbPath_, true, status);
+  if (!reader) {
+    noteFailure(status, false);
+    logError(kNotOpenRead);
+    return false;
+  }
+  std::optional<TLReadIndex> index;
+  {
+    ReadStatement count(reader, "SELECT count(*) FROM entries", status);
+    std::size_t rows = count && count.stepRow() ? static_cast<std::size_t>(sqlite3_column_int64(count.get(), 0)) : 0;
+    ReadStatement select(reader, "SELECT key,value,draft FROM entries", status);
+    if (select) {
+      index.emplace(rows);
+      auto text = [&](int column) {
+        const auto* bytes = reinterpret_cast<const char*>(sqlite3_column_text(select.get(), column));
+        return bytes ? std::string_view(bytes, static_cast<std::size_t>(sqlite3_column_bytes(select.get(), column)))
+                     : std::string_view();
+      };
+      while (select.stepRow()) index->put(text(0), text(1), text(2));
+    }
+  }
+  // A read that failed half-way would answer "absent" for rows that exist.
+  if (status != SQLITE_OK) index.reset();
   noteFailure(status, false);
-  closeAfterRead();
-  return entry;
+  sqlite3_close(reader);
+  if (!index) return false;
+  std::unique_lock lock(indexMutex_);
+  index_ = std::move(index);
+  indexSignature_ = signature;
+  return true;
+}
+
+void TLDBSqlite::noticeOutsideChanges() {
+  // The platform's clock, so that tests can let a second pass.
+  const std::int64_t now = std::chrono::duration_cast<std::chrono::nanoseconds>(
+                               Platform::Current().clock().monotonicNow().time_since_epoch())
+                               .count();
+  std::int64_t due = nextOutsideCheck_.load(std::memory_order_relaxed);
+  if (now < due || !nextOutsideCheck_.compare_exchange_strong(due, now + kOutsideCheckInterval.count())) return;
+  FileSignature current = signatureOf(dbPath_);
+  std::unique_lock lock(indexMutex_);
+  if (index_ && !(current == indexSignature_)) index_.reset();
+}
+
+bool TLDBSqlite::FileSignature::operator==(const FileSignature& other) const {
+  return device == other.device && inode == other.inode && size == other.size &&
+         modified.tv_sec == other.modified.tv_sec && modified.tv_nsec == other.modified.tv_nsec;
+}
+
+TLDBSqlite::FileSignature TLDBSqlite::signatureOf(const std::string& path) {
+  struct stat info {};
+  if (::stat(path.c_str(), &info) != 0) return {};
+  return {info.st_dev, info.st_ino, info.st_size, info.st_mtim};
+}
+
+std::size_t TLDBSqlite::indexBytes() const {
+  std::shared_lock lock(indexMutex_);
+  return index_ ? index_->memoryBytes() : 0;
 }
 
 std::optional<std::vector<TLLanguageEntry>> TLDBSqlite::entryList() {
@@ -242,6 +320,19 @@ std::optional<std::map<std::string, std::int64_t>> TLDBSqlite::groupList() {
   return groups;
 }
 
+void TLDBSqlite::applyCommittedRows() {
+  FileSignature signature = signatureOf(dbPath_);
+  std::unique_lock lock(indexMutex_);
+  if (index_ && trackingRows_) {
+    for (const auto& row : pendingRows_) index_->put(row.key, row.value, row.draft);
+    indexSignature_ = signature;
+  } else {
+    // Loaded while the transaction was open, so without its rows.
+    index_.reset();
+  }
+  pendingRows_.clear();
+}
+
 void TLDBSqlite::noteFailure(int result, bool writing) {
   if (result == SQLITE_OK || result == SQLITE_ROW || result == SQLITE_DONE) return;
   if (writing) transactionFailed_ = true;
@@ -258,6 +349,11 @@ void TLDBSqlite::finalizeInsertStatements() {
 
 void TLDBSqlite::beginWriteTransaction() {
   transactionFailed_ = false;
+  pendingRows_.clear();
+  {
+    std::shared_lock lock(indexMutex_);
+    trackingRows_ = index_.has_value();
+  }
   if (alwaysCloseDB_) open(false);
   if (!database_) {
     logError("Database not open (beginWriteTransaction).");
@@ -317,6 +413,8 @@ void TLDBSqlite::createOrUpdateEntry(std::string_view key, std::optional<std::st
   if (int result = sqlite3_step(insert); result != SQLITE_DONE) {
     logError("Failed to add entry");
     noteFailure(result, true);
+  } else if (trackingRows_) {
+    pendingRows_.push_back({std::string(key), std::string(value.value_or("")), std::string(draft.value_or(""))});
   }
   sqlite3_reset(insert);
 }
@@ -363,6 +461,7 @@ bool TLDBSqlite::commitWriteTransaction() {
   }
   sqlite3_stmt* commit = nullptr;
   bool committed = false;
+  std::unique_lock reading(sqliteReadMutex_);
   if (int result = sqlite3_prepare_v2(database_, "COMMIT", -1, &commit, nullptr); result != SQLITE_OK) {
     logError("Could not COMMIT transaction. Error %d: %s", sqlite3_errcode(database_), sqlite3_errmsg(database_));
     noteFailure(result, true);
@@ -373,6 +472,8 @@ bool TLDBSqlite::commitWriteTransaction() {
     committed = true;
   }
   sqlite3_finalize(commit);
+  if (committed) applyCommittedRows();
+  reading.unlock();
   // A COMMIT that failed (a full disk, a lock) leaves the transaction open; undo it so the
   // connection can close.
   if (!committed && !sqlite3_get_autocommit(database_)) sqlite3_exec(database_, "ROLLBACK", nullptr, nullptr, nullptr);

@@ -11,14 +11,29 @@
 // write failed (a full disk, a lock) writes nothing more and is rolled back at commit, so a
 // group's version is never stored without all its entries.
 //
-// Thread contract: none of its own (see TLDBProtocol); the owner serialises every call.
+// Look-ups of entries are answered from a read index (TLReadIndex) loaded on the first one
+// through a connection of its own, and kept equal to the file: a committed transaction
+// applies its rows to it, and a file changed by another process (its size, modification time
+// or inode) is noticed by a check made at most once a second, which drops the index.
+//
+// Thread contract: the owner serialises every call, except entryValueForKey() and
+// entryForKey(), which may run on any thread at any time: they see each transaction whole or
+// not at all.
 #pragma once
 
+#include <sys/types.h>
+
+#include <atomic>
+#include <ctime>
 #include <memory>
+#include <mutex>
 #include <optional>
+#include <shared_mutex>
 #include <string>
+#include <vector>
 
 #include "store/TLDBProtocol.h"
+#include "store/TLReadIndex.h"
 
 struct sqlite3;
 struct sqlite3_stmt;
@@ -48,6 +63,9 @@ class TLDBSqlite final : public TLDBProtocol {
   void close() override;
   void save() override;
   bool isBroken() const override { return broken_; }
+  bool readsConcurrently() const override { return true; }
+  // The heap bytes of the read index; 0 before it is loaded.
+  std::size_t indexBytes() const;
 
   const std::string& dbPath() const { return dbPath_; }
   bool alwaysCloseDB() const { return alwaysCloseDB_; }
@@ -61,6 +79,14 @@ class TLDBSqlite final : public TLDBProtocol {
   bool openForRead(const char* notOpenMessage);
   void closeAfterRead();
   void finalizeInsertStatements();
+  // Calls answer with the key's row when the store has one; false when the store cannot be
+  // read (logged).
+  template <typename Answer>
+  bool readIndexed(std::string_view key, Answer&& answer);
+  bool loadIndex();
+  void noticeOutsideChanges();
+  // After a COMMIT: the transaction's rows go into the index, under its lock.
+  void applyCommittedRows();
   // Remembers a failed SQLite result: a failed write spoils the transaction, and a file
   // that is no database marks the store broken.
   void noteFailure(int result, bool writing);
@@ -75,7 +101,29 @@ class TLDBSqlite final : public TLDBProtocol {
   sqlite3_stmt* insertEntryStatement_ = nullptr;
   sqlite3_stmt* insertGroupStatement_ = nullptr;
   bool transactionFailed_ = false;
-  bool broken_ = false;
+  std::atomic<bool> broken_ = false;
+
+  // What identifies one version of the file without reading it.
+  struct FileSignature {
+    dev_t device = 0;
+    ino_t inode = 0;
+    off_t size = -1;
+    timespec modified{};
+    bool operator==(const FileSignature& other) const;
+  };
+  static FileSignature signatureOf(const std::string& path);
+
+  // Held across every SQLite read of the index loader and every COMMIT, so that the loader's
+  // read lock never makes a commit fail as busy. Taken before indexMutex_.
+  std::mutex sqliteReadMutex_;
+  mutable std::shared_mutex indexMutex_;
+  std::optional<TLReadIndex> index_;  // guarded by indexMutex_
+  FileSignature indexSignature_;      // the file the index reflects; guarded by indexMutex_
+  std::atomic<std::int64_t> nextOutsideCheck_{0};  // steady-clock nanoseconds
+  // The rows of the open transaction, applied to the index when it commits; kept only when
+  // the index existed at its beginning (owner's thread only).
+  std::vector<TLLanguageEntry> pendingRows_;
+  bool trackingRows_ = false;
 };
 
 }  // namespace tolvana

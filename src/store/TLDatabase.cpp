@@ -46,6 +46,9 @@ struct TLDatabase::State {
   std::set<std::string> availableLanguages;
   std::function<bool()> draftModeQuery;
   int unwrittenGroups = 0;
+  // Languages without a store file, until when that answer holds: a look-up in a language
+  // the app does not have then costs neither a file-system call nor the manager's lock.
+  std::map<std::string, std::chrono::steady_clock::time_point, std::less<>> absentUntil;
 };
 
 TLDatabase::TLDatabase() : state_(std::make_unique<State>()) {}
@@ -189,13 +192,21 @@ std::shared_ptr<TLDBProtocol> TLDatabase::databaseForLanguage(std::string_view l
   }
   std::string path = storePath(language);
   std::error_code ec;
-  if (!createDatabase && !fs::exists(path, ec)) return nullptr;
+  if (!createDatabase && !fs::exists(path, ec)) {
+    std::unique_lock reading(lookupMutex_);
+    s.absentUntil[std::string(language)] = Platform::Current().clock().monotonicNow() + std::chrono::seconds(1);
+    return nullptr;
+  }
   if (s.dbType == kTypeFile) {
     store = TLDBFile::initWithPath(path);
   } else {
     store = TLDBSqlite::initWithPath(s.dbPathFormat.empty() ? std::nullopt : std::optional(path));
   }
-  if (store) s.databases.emplace(std::move(cacheKey), store);
+  if (store) {
+    std::unique_lock reading(lookupMutex_);
+    s.absentUntil.erase(cacheKey);
+    s.databases.emplace(std::move(cacheKey), store);
+  }
   return store;
 }
 
@@ -210,6 +221,7 @@ bool TLDatabase::dropIfBroken(std::string_view language, const std::shared_ptr<T
   if (!store || !store->isBroken()) return false;
   std::lock_guard lock(mutex_);
   if (auto it = state_->databases.find(language); it != state_->databases.end() && it->second == store) {
+    std::unique_lock reading(lookupMutex_);
     state_->databases.erase(it);
   }
   // Renamed, not removed: the file may tell what broke it. The next start unpacks the
@@ -224,7 +236,25 @@ bool TLDatabase::dropIfBroken(std::string_view language, const std::shared_ptr<T
   return true;
 }
 
+std::shared_ptr<TLDBProtocol> TLDatabase::concurrentStore(std::string_view language) const {
+  std::shared_lock reading(lookupMutex_);
+  auto it = state_->databases.find(language);
+  return it != state_->databases.end() && it->second->readsConcurrently() ? it->second : nullptr;
+}
+
+bool TLDatabase::knownAbsent(std::string_view language) const {
+  std::shared_lock reading(lookupMutex_);
+  auto it = state_->absentUntil.find(language);
+  return it != state_->absentUntil.end() && Platform::Current().clock().monotonicNow() < it->second;
+}
+
 std::optional<std::string> TLDatabase::valueWithKey(std::string_view key, std::string_view language) {
+  if (auto store = concurrentStore(language)) {
+    auto value = store->entryValueForKey(key);
+    dropIfBroken(language, store);
+    return value;
+  }
+  if (knownAbsent(language)) return std::nullopt;
   std::lock_guard lock(mutex_);
   auto store = databaseForLanguage(language, false);
   auto value = store ? store->entryValueForKey(key) : std::nullopt;
@@ -233,6 +263,12 @@ std::optional<std::string> TLDatabase::valueWithKey(std::string_view key, std::s
 }
 
 std::optional<TLLanguageEntry> TLDatabase::entryWithKey(std::string_view key, std::string_view language) {
+  if (auto store = concurrentStore(language)) {
+    auto entry = store->entryForKey(key);
+    dropIfBroken(language, store);
+    return entry;
+  }
+  if (knownAbsent(language)) return std::nullopt;
   std::lock_guard lock(mutex_);
   auto store = databaseForLanguage(language, false);
   auto entry = store ? store->entryForKey(key) : std::nullopt;
@@ -263,7 +299,7 @@ std::map<std::string, std::string> TLDatabase::stringsForLanguage(std::string_vi
 }
 
 bool TLDatabase::isLanguageSupported(std::string_view language) {
-  std::lock_guard lock(mutex_);
+  std::shared_lock reading(lookupMutex_);
   return state_->availableLanguages.count(std::string(language)) > 0;
 }
 
@@ -388,38 +424,44 @@ bool TLDatabase::engineInDraftMode() const {
 
 void TLDatabase::setAppVersion(Value version) {
   std::lock_guard lock(mutex_);
+  std::unique_lock reading(lookupMutex_);
   state_->appVersion = std::move(version);
 }
 
 void TLDatabase::setBaseLanguage(std::optional<std::string> language) {
   std::lock_guard lock(mutex_);
+  std::unique_lock reading(lookupMutex_);
   state_->baseLanguage = std::move(language);
 }
 
 void TLDatabase::setCollectMissingEnabled(bool enabled) {
   std::lock_guard lock(mutex_);
+  std::unique_lock reading(lookupMutex_);
   state_->collectMissingEnabled = enabled;
 }
 
 void TLDatabase::setDraftModeEnabled(bool enabled) {
   std::lock_guard lock(mutex_);
+  std::unique_lock reading(lookupMutex_);
   state_->draftModeEnabled = enabled;
 }
 
 void TLDatabase::setUnwrittenGroups(int count) {
   std::lock_guard lock(mutex_);
+  std::unique_lock reading(lookupMutex_);
   state_->unwrittenGroups = count;
 }
 
 void TLDatabase::refreshAvailableLanguages() {
   std::lock_guard lock(mutex_);
+  std::unique_lock reading(lookupMutex_);
   auto languages = storeLanguagesIn(state_->dbDirectory);
   state_->availableLanguages = std::set<std::string>(languages.begin(), languages.end());
 }
 
 #define TL_GETTER(type, name) \
   type TLDatabase::name() const { \
-    std::lock_guard lock(mutex_); \
+    std::shared_lock reading(lookupMutex_); \
     return state_->name; \
   }
 TL_GETTER(std::string, apiSecret)

@@ -3,8 +3,10 @@
 // At creation it finds the settings archive in the app bundle, unpacks it into the data
 // directory, reads the app file and fixes where each language's store lives; afterwards it
 // hands out one backend per language and answers look-ups. Every public operation holds the
-// manager's lock for its whole length (re-entrant, since the parsers call back in), so
-// look-ups from any thread and a parse on another are serialised.
+// manager's lock for its whole length (re-entrant, since the parsers call back in), except
+// look-ups in stores that guard their own reads (TLDBProtocol::readsConcurrently) and the
+// getters of app-level state: these take only a short shared lock, so a parse does not hold
+// up the user interface.
 #pragma once
 
 #include <cstdint>
@@ -15,6 +17,7 @@
 #include <mutex>
 #include <optional>
 #include <set>
+#include <shared_mutex>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -100,7 +103,15 @@ class TLDatabase {
  private:
   TLDatabase();
   std::string storePath(std::string_view language) const;
+  // The language's store when it is already made and answers look-ups without the lock.
+  std::shared_ptr<TLDBProtocol> concurrentStore(std::string_view language) const;
+  // True when the language had no store file at the last look at most a second ago.
+  bool knownAbsent(std::string_view language) const;
   struct State;
+  // Guards, besides mutex_, what look-ups read: the store table, the absent languages and
+  // the app-level state. Changes take both; readers only this one, so that a parse holding
+  // mutex_ does not hold them up.
+  mutable std::shared_mutex lookupMutex_;
   mutable std::recursive_mutex mutex_;
   std::unique_ptr<State> state_;  // guarded by mutex_
   std::atomic<long> entriesWritten_{0};

@@ -153,6 +153,7 @@ TEST_F(TLDatabaseTest, BrokenStoreIsMovedAsideAndComesBackFromTheArchive) {
     } else {
       replaceFileAtomically(app.storePath("de"), c.bytes);
     }
+    app.platform.clock->advance(std::chrono::seconds(1));
     c.use(*db);
     EXPECT_TRUE(fs::exists(app.storePath("de") + ".corrupt"));
     EXPECT_TRUE(app.platform.log->contains("E/Tolvana\xEF\xB9\x95 Store de is broken"));

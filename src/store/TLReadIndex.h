@@ -1,0 +1,56 @@
+// TLReadIndex: every entry of one store held in memory, for look-ups that touch neither
+// SQLite nor the file system.
+//
+// The strings live back to back in one arena and an open-addressing table of offsets points
+// into it, so an entry costs its bytes plus about forty: less than the store file, which
+// holds each key twice (row and primary-key index). A replaced entry leaves its old bytes
+// behind until they outweigh the live ones, then the arena is rebuilt.
+//
+// Thread contract: none of its own; its owner guards reads against writes.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace tolvana {
+
+class TLReadIndex {
+ public:
+  struct Row {
+    std::string_view value;
+    std::string_view draft;
+  };
+
+  explicit TLReadIndex(std::size_t expectedEntries = 0);
+  void put(std::string_view key, std::string_view value, std::string_view draft);
+  // Views into the index, valid until the next put().
+  std::optional<Row> find(std::string_view key) const;
+  std::size_t size() const { return count_; }
+  // What the index holds on the heap.
+  std::size_t memoryBytes() const;
+
+ private:
+  struct Slot {
+    std::uint32_t hash = 0;
+    std::uint32_t keyOffset = 0;
+    std::uint32_t keyLength = 0;  // 0: an empty slot (a key is never empty)
+    std::uint32_t valueLength = 0;
+    std::uint32_t draftLength = 0;
+  };
+  static std::uint32_t hashOf(std::string_view key);
+  std::size_t slotFor(std::string_view key, std::uint32_t hash) const;
+  std::string_view keyOf(const Slot& slot) const { return {arena_.data() + slot.keyOffset, slot.keyLength}; }
+  void grow();
+  void compact();
+
+  std::vector<Slot> slots_;
+  std::string arena_;  // key, value and draft of each entry, one after another
+  std::size_t count_ = 0;
+  std::size_t liveBytes_ = 0;
+};
+
+}  // namespace tolvana
