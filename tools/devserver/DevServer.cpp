@@ -489,6 +489,9 @@ bool DevServer::start(std::string* error) {
     return false;
   }
   d.thread = std::thread([server = d.server.get()] { server->listen_after_bind(); });
+  // The library's stop() does nothing before its accept loop runs, and the loop would then
+  // never end: a server stopped right after it started (tests do) hung its owner.
+  while (!d.server->is_running()) std::this_thread::sleep_for(std::chrono::milliseconds(1));
   return true;
 }
 

@@ -34,10 +34,10 @@ class ProgressLine {
     std::fflush(stderr);
     shown_ = true;
   }
+  // The last figures, also for a large answer that came and was written between two looks.
   void finish() {
-    if (!shown_) return;
     show();
-    std::fputc('\n', stderr);
+    if (shown_) std::fputc('\n', stderr);
   }
 
  private:
