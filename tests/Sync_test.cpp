@@ -129,9 +129,7 @@ TEST_F(Sync, FaultsEndWithTheRightCompletionAndLoseNothing) {
   start();
   // Records what is sent, so the time-outs are checked without waiting for one.
   auto recorder = std::make_shared<FaultInjectingHttp>(server.http(), app.platform.dispatch);
-  auto ports = Platform::Current().ports();
-  ports.http = recorder;
-  Platform::Install(std::make_shared<Platform>(ports));
+  testing::installPorts([&](Platform::Ports& ports) { ports.http = recorder; });
   engine->storeMissingEntryForLanguage("en", "kept", "Kept text");
   const auto store = readWholeFile(app.storePath("en"));
   ASSERT_TRUE(store);

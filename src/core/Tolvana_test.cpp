@@ -2,7 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include <functional>
 #include <system_error>
 
 #include "core/TLInternal.h"
@@ -12,6 +11,7 @@ namespace tolvana {
 namespace {
 
 using testing::AppFixture;
+using testing::installPorts;
 
 struct Provider : TolvanaScreenshotInterface {
   void getStringPositions(std::function<void(std::string)> completion) override { completion("{}"); }
@@ -97,13 +97,6 @@ TEST(Tolvana, ScreenshotProviderMustConform) {
 
   provider.reset();  // held weakly
   EXPECT_EQ(TLInternal::sharedInstance()->screenshotInterface(), nullptr);
-}
-
-// Replaces the current platform's port with the test's own, after the fixture installed it.
-void installPorts(const std::function<void(Platform::Ports&)>& change) {
-  auto ports = Platform::Current().ports();
-  change(ports);
-  Platform::Install(std::make_shared<Platform>(ports));
 }
 
 // A toolkit's translator looks strings up as soon as its hook is in, which is inside start-up.

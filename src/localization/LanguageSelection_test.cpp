@@ -129,9 +129,7 @@ TEST_F(LanguageSelection, LookupsRacingSetLanguageCannotBringTheOldLanguageBack)
   start();
   auto locale = std::make_shared<HoldingLocale>();
   locale->inner = makeIcuLocale(app.platform.defaults, [](std::string_view) { return std::nullopt; });
-  auto ports = Platform::Current().ports();
-  ports.locale = locale;
-  Platform::Install(std::make_shared<Platform>(ports));
+  testing::installPorts([&](Platform::Ports& ports) { ports.locale = locale; });
   ASSERT_TRUE(engine->setLanguage("fr"));
   TLDeviceUtil::deviceLanguage(std::nullopt);
   TLDeviceUtil::deviceLanguageLong(std::nullopt);

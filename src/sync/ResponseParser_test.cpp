@@ -119,7 +119,7 @@ TEST_F(ResponseParserTest, HostileTypesAreSkippedAndNoTransactionStaysOpen) {
 // A malformed answer writes nothing at all: not a group, not an entry, no app-level field.
 TEST_F(ResponseParserTest, MalformedAnswersWriteNothing) {
   const std::string head = R"({"__v":9,"baseLanguage":"fr","data":{"de":{"main":{"version":4,"entries":{"a":{"v":"1"},)";
-  for (const std::string& tail : {R"("b" {"v":"2"},"c":{"v":"3"}}}}}})", R"("b":{"v":"2")", R"("b":{"v":"2"}]}}}})",
+  for (const char* tail : {R"("b" {"v":"2"},"c":{"v":"3"}}}}}})", R"("b":{"v":"2")", R"("b":{"v":"2"}]}}}})",
                                   R"("b":{"v":tru}}}}}})", R"("b":{"v":"2"}}}}}} trailing)"}) {
     EXPECT_FALSE(parse(head + tail)) << tail;
     EXPECT_EQ(db->versionForGroup("main", "de"), 3) << tail;

@@ -22,4 +22,10 @@ Platform& TestPlatform::install() {
   return Platform::Current();
 }
 
+void installPorts(const std::function<void(Platform::Ports&)>& change) {
+  auto ports = Platform::Current().ports();
+  change(ports);
+  Platform::Install(std::make_shared<Platform>(ports));
+}
+
 }  // namespace tolvana::testing

@@ -4,6 +4,7 @@
 // and thresholds, so each test reads its own Info.plist.
 #pragma once
 
+#include <functional>
 #include <memory>
 
 #include "platform/fake/FakeDevice.h"
@@ -38,5 +39,9 @@ struct TestPlatform {
   // Makes this platform current; returns it.
   Platform& install();
 };
+
+// Swaps ports of whatever platform is current, for a test that brings its own after the
+// fixture installed the rest.
+void installPorts(const std::function<void(Platform::Ports&)>& change);
 
 }  // namespace tolvana::testing
