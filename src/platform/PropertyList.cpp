@@ -307,6 +307,7 @@ std::optional<Value> parse(const std::vector<std::uint8_t>& bytes, std::string* 
 }
 
 bool hasWritableText(const Value& value) { return allTextIsPlain(value); }
+bool isWritableText(std::string_view text) { return isPlainText(text); }
 
 std::vector<std::uint8_t> serialize(const Value& value, Format format, std::string* error) {
   if (!allTextIsPlain(value)) {

@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "tolvana/Value.h"
@@ -20,6 +21,8 @@ std::optional<Value> parse(const std::vector<std::uint8_t>& bytes, std::string* 
 std::vector<std::uint8_t> serialize(const Value& value, Format format, std::string* error = nullptr);
 // True when every key and string in the tree can be written (see serialize).
 bool hasWritableText(const Value& value);
+// The same rule for one text, such as a dictionary key.
+bool isWritableText(std::string_view text);
 
 // Reads a whole file; nullopt with a reason when it is missing, unreadable or malformed.
 std::optional<Value> readFile(const std::string& path, std::string* error = nullptr);

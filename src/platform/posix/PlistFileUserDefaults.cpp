@@ -12,7 +12,6 @@
 
 #include "platform/PlatformLog.h"
 #include "platform/PropertyList.h"
-#include "support/StringUtil.h"
 
 namespace tolvana {
 
@@ -32,7 +31,7 @@ class PlistFileUserDefaults final : public UserDefaults {
   void setObject(std::string_view key, Value value) override {
     // Refused here rather than at synchronize(), where one bad text would keep every later
     // write of the domain from reaching the file.
-    if (!isValidUtf8(key) || key.find('\0') != std::string_view::npos || !plist::hasWritableText(value)) {
+    if (!plist::isWritableText(key) || !plist::hasWritableText(value)) {
       platformLogError("Refused to keep a user default whose key or text is not UTF-8 without NUL");
       return;
     }
