@@ -29,7 +29,7 @@
 #include "store/TLDBSqlite.h"
 #include "store/TLDatabase.h"
 #include "support/Format.h"
-#include "sync/TLDeviceUtil.h"
+#include "config/TLDeviceUtil.h"
 #include "tests/support/AppFixture.h"
 #include "tests/support/TempDir.h"
 

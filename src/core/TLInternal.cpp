@@ -2,18 +2,16 @@
 
 #include <algorithm>
 
-#include "core/ProcessState.h"
-#include "core/TLSettings.h"
+#include "config/ProcessState.h"
+#include "config/TLSettings.h"
 #include "localization/TLPluralRule.h"
 #include "support/StringUtil.h"
 #include "support/TLLog.h"
-#include "sync/TLDeviceUtil.h"
+#include "config/TLDeviceUtil.h"
 #include "tolvana/BuildConfig.h"
 #include "tolvana/platform/Platform.h"
 
 namespace tolvana {
-
-std::atomic<bool> draftModeEnabled{true};
 
 namespace {
 
@@ -44,7 +42,7 @@ void logSettingsFound() {
                         : reported.shown == Shown::Boolean ? (value->boolValue() ? "true" : "false")
                                                            : "true";
     logInfo("Tolvana Setting found: %@ value: %@", reported.key, shown);
-    if (std::string_view(reported.key) == "TolvanaDraftModeEnabled") draftModeEnabled = value->boolValue();
+    if (std::string_view(reported.key) == "TolvanaDraftModeEnabled") ProcessState::get().draftModeEnabled = value->boolValue();
   }
 }
 
@@ -197,10 +195,10 @@ void TLInternal::writeDraftMode() {
 
 bool TLInternal::IsDraftModeEnabled() const {
   auto db = database();
-  return draftModeEnabled && db && db->draftModeEnabled();
+  return ProcessState::get().draftModeEnabled && db && db->draftModeEnabled();
 }
 
-void TLInternal::setDraftModeEnabled(bool enabled) { draftModeEnabled = enabled; }
+void TLInternal::setDraftModeEnabled(bool enabled) { ProcessState::get().draftModeEnabled = enabled; }
 
 std::shared_ptr<TLDatabase> TLInternal::database() const {
   std::lock_guard lock(mutex_);

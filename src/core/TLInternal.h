@@ -48,9 +48,6 @@ struct TLLocalizedString {
 // Language → key → text (or default value).
 using TLLanguageMap = std::map<std::string, std::map<std::string, std::string>>;
 
-// The application's own permission for draft mode, process-wide; initially on.
-extern std::atomic<bool> draftModeEnabled;
-
 class TLInternal : public std::enable_shared_from_this<TLInternal> {
  public:
   static std::shared_ptr<TLInternal> sharedInstance();

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include "config/ProcessState.h"
 #include "tests/support/AppFixture.h"
 #include "support/StringUtil.h"
 #include "tolvana/BuildConfig.h"
@@ -27,7 +28,6 @@ TEST(TLInternalStart, LogsInTheFixedOrder) {
       .info("TolvanaTranslateWebViews", false)
       .info("TolvanaLogGetString", Value(7));
   app.install();
-  draftModeEnabled = true;
   auto engine = TLInternal::sharedInstance();
   auto lines = app.platform.log->lines();
   const char* expectedOrder[] = {
@@ -50,8 +50,10 @@ TEST(TLInternalStart, LogsInTheFixedOrder) {
     EXPECT_GE(at, previous) << "out of order: " << expected;
     previous = at;
   }
-  EXPECT_FALSE(draftModeEnabled);
-  draftModeEnabled = true;
+  EXPECT_FALSE(ProcessState::get().draftModeEnabled);
+  TLInternal::dropInstanceForTesting();  // a new simulated process starts with the permission on
+  EXPECT_TRUE(ProcessState::get().draftModeEnabled);
+  engine = TLInternal::sharedInstance();
   EXPECT_EQ(engine->defaultGroups(), (std::vector<std::string>{"main", "extra"}));
   EXPECT_TRUE(engine->enabled());
   ASSERT_NE(engine->database(), nullptr);

@@ -1,6 +1,6 @@
 #include "localization/DevelopmentLanguage.h"
 
-#include "core/ProcessState.h"
+#include "config/ProcessState.h"
 #include "support/StringUtil.h"
 #include "support/TLLog.h"
 

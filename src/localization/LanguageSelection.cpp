@@ -2,10 +2,10 @@
 #include <algorithm>
 
 #include "core/TLInternal.h"
-#include "core/TLSettings.h"
+#include "config/TLSettings.h"
 #include "localization/DevelopmentLanguage.h"
 #include "support/StringUtil.h"
-#include "sync/TLDeviceUtil.h"
+#include "config/TLDeviceUtil.h"
 #include "tolvana/platform/Platform.h"
 
 namespace tolvana {

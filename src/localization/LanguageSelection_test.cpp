@@ -6,7 +6,7 @@
 
 #include "core/TLInternal.h"
 #include "platform/posix/IcuLocale.h"
-#include "sync/TLDeviceUtil.h"
+#include "config/TLDeviceUtil.h"
 #include "tests/support/AppFixture.h"
 
 namespace tolvana {

@@ -1,11 +1,11 @@
 // The read path of the engine: a key to the text shown to the user (part of TLInternal).
 #include "core/TLInternal.h"
-#include "core/TLSettings.h"
+#include "config/TLSettings.h"
 #include "localization/DevelopmentLanguage.h"
 #include "localization/TLPluralRule.h"
 #include "support/StringUtil.h"
 #include "support/TLLog.h"
-#include "sync/TLDeviceUtil.h"
+#include "config/TLDeviceUtil.h"
 #include "tolvana/platform/Platform.h"
 
 #include <algorithm>

@@ -3,7 +3,7 @@
 #include <cstdio>
 
 #include "core/TLInternal.h"
-#include "sync/TLDeviceUtil.h"
+#include "config/TLDeviceUtil.h"
 #include "tests/support/AppFixture.h"
 
 namespace tolvana {

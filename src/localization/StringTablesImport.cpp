@@ -4,9 +4,9 @@
 #include <mutex>
 #include <set>
 
-#include "core/ProcessState.h"
+#include "config/ProcessState.h"
 #include "core/TLInternal.h"
-#include "core/TLSettings.h"
+#include "config/TLSettings.h"
 #include "localization/DevelopmentLanguage.h"
 #include "localization/TLPluralRule.h"
 #include "platform/StringsTable.h"

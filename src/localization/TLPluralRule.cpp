@@ -2,7 +2,7 @@
 
 #include <array>
 
-#include "sync/TLDeviceUtil.h"
+#include "config/TLDeviceUtil.h"
 
 namespace tolvana {
 

@@ -17,7 +17,7 @@
 #include "store/TLDatabase.h"
 #include "support/Files.h"
 #include "support/TLLog.h"
-#include "sync/TLDeviceUtil.h"
+#include "config/TLDeviceUtil.h"
 #include "tolvana/platform/Platform.h"
 
 namespace tolvana {

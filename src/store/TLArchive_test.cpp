@@ -13,7 +13,7 @@
 #include "store/TLDatabase.h"
 #include "support/Files.h"
 #include "support/TLLog.h"
-#include "sync/TLDeviceUtil.h"
+#include "config/TLDeviceUtil.h"
 #include "tests/support/ArchiveBuilder.h"
 #include "tests/support/TempDir.h"
 #include "tests/support/TestPlatform.h"

@@ -5,7 +5,7 @@
 
 #include <chrono>
 
-#include "core/TLSettings.h"
+#include "config/TLSettings.h"
 #include "support/TLLog.h"
 #include "tolvana/platform/Platform.h"
 

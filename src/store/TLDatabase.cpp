@@ -5,7 +5,7 @@
 #include <chrono>
 #include <filesystem>
 
-#include "core/TLSettings.h"
+#include "config/TLSettings.h"
 #include "platform/PropertyList.h"
 #include "store/TLArchive.h"
 #include "store/TLDBFile.h"
@@ -15,8 +15,8 @@
 #include "support/SafeName.h"
 #include "support/StringUtil.h"
 #include "support/TLLog.h"
-#include "sync/ResponseParser.h"
-#include "sync/TLDeviceUtil.h"
+#include "store/ResponseParser.h"
+#include "config/TLDeviceUtil.h"
 #include "tolvana/platform/Platform.h"
 
 namespace fs = std::filesystem;

@@ -6,8 +6,6 @@
 #include <memory>
 #include <vector>
 
-#include "core/TLSettings.h"
-#include "tolvana/platform/Platform.h"
 
 namespace tolvana {
 
@@ -16,6 +14,12 @@ namespace {
 constexpr std::string_view kLevelStrings[] = {"V", "D", "I", "W", "E", "A"};
 // U+FE55 SMALL COLON and a blank: the separator after the tag.
 constexpr std::string_view kTagSeparator = "\xEF\xB9\x95 ";
+
+// Configurations are kept for the process, like the tags, so a line being written while
+// another thread configures still has its writer.
+std::atomic<const TLLog::Configuration*> configuration{nullptr};
+
+const TLLog::Configuration* configured() { return configuration.load(std::memory_order_acquire); }
 
 std::mutex tagMutex;
 std::string* cachedTag = nullptr;  // guarded by tagMutex
@@ -44,6 +48,10 @@ int thresholdFromSetting(const std::optional<Value>& setting) {
 
 }  // namespace
 
+void TLLog::configure(Configuration replacement) {
+  configuration.store(new Configuration(std::move(replacement)), std::memory_order_release);
+}
+
 TLLog& TLLog::sharedInstance() {
   static auto* instance = new TLLog;
   return *instance;
@@ -52,8 +60,8 @@ TLLog& TLLog::sharedInstance() {
 const std::string& TLLog::tag() {
   std::lock_guard lock(tagMutex);
   if (!cachedTag) {
-    auto value = TLSettings::objectForInfoDictionaryKey("TLLogTag");
-    // Any value becomes the tag; a non-string one by its text.
+    const Configuration* config = configured();
+    auto value = config && config->tagSetting ? config->tagSetting() : std::nullopt;
     allTags().push_back(std::make_unique<std::string>(value ? value->description() : std::string(kDefaultTag)));
     cachedTag = allTags().back().get();
   }
@@ -76,7 +84,8 @@ int TLLog::levelForTag(std::string_view tag) {
     if (auto it = tagLevels_.find(tag); it != tagLevels_.end()) return it->second;
   }
   // Read outside the lock: the settings read may log, and logging asks for a threshold.
-  int level = thresholdFromSetting(TLSettings::objectForInfoDictionaryKey(std::string(tag) + "LogLevel"));
+  const Configuration* config = configured();
+  int level = thresholdFromSetting(config && config->levelSetting ? config->levelSetting(tag) : std::nullopt);
   setLevelForTag(tag, level);
   return level;
 }
@@ -109,13 +118,18 @@ std::string TLLog::formatLine(int level, std::string_view tag, std::string_view 
 }
 
 void TLLog::write(std::string_view tag, int level, std::string_view message) {
-  LogSink& sink = Platform::Current().logSink();
+  const Configuration* config = configured();
+  auto writeLine = [config](std::string line) {
+    if (config && config->writeLine) return config->writeLine(line);
+    line += '\n';
+    [[maybe_unused]] auto written = ::write(STDERR_FILENO, line.data(), line.size());
+  };
   // Only "\n" splits: a carriage return stays part of its line, and a trailing line feed
   // yields a last empty line.
   std::size_t start = 0;
   while (true) {
     std::size_t end = message.find('\n', start);
-    sink.writeLine(formatLine(level, tag, message.substr(start, end == std::string_view::npos ? end : end - start)));
+    writeLine(formatLine(level, tag, message.substr(start, end == std::string_view::npos ? end : end - start)));
     if (end == std::string_view::npos) break;
     start = end + 1;
   }

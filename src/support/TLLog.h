@@ -1,15 +1,21 @@
 // TLLog: the engine's one logger.
 //
-// Every line goes to the platform's log sink as the level letter, "/", the tag, a small
-// colon (U+FE55), a blank and the text; a message with line feeds becomes one sink call per
-// line. Whether a message is written depends on the tag's threshold, read once per tag from
-// the Info.plist key "<tag>LogLevel" (one level letter, or a number) and cached until
-// resetTagLevels().
+// Every line goes to the configured writer (the platform's log sink) as the level letter, "/",
+// the tag, a small colon (U+FE55), a blank and the text; a message with line feeds becomes one
+// writer call per line. Whether a message is written depends on the tag's threshold, worked
+// out once per tag from the configured level setting (one level letter, or a number) and
+// cached until resetTagLevels().
+//
+// The logger sits below everything it serves, so it reads no settings and knows no port:
+// whoever configures the library pushes in where lines go and where the tag and the
+// thresholds come from (configure()). Until then lines go to standard error under the
+// default tag and threshold.
 //
 // Thread contract: any thread may log; thresholds and the tag are worked out once under
 // guards, and a race between two first look-ups computes the same value twice.
 #pragma once
 
+#include <functional>
 #include <map>
 #include <memory>
 #include <mutex>
@@ -18,6 +24,7 @@
 #include <string_view>
 
 #include "support/Format.h"
+#include "tolvana/Value.h"
 
 namespace tolvana {
 
@@ -27,8 +34,21 @@ class TLLog {
   static constexpr int kDefaultThreshold = kInfo;
   static constexpr std::string_view kDefaultTag = "Tolvana";
 
+  // What the logger is told from above. Each function may be called from any thread, and
+  // neither setting function may log.
+  struct Configuration {
+    std::function<void(std::string_view line)> writeLine;
+    // The configured tag's raw setting, if any; any value becomes the tag, a non-string one
+    // by its text.
+    std::function<std::optional<Value>()> tagSetting;
+    // The raw threshold setting of a tag, if any.
+    std::function<std::optional<Value>(std::string_view tag)> levelSetting;
+  };
+  // Replaces the configuration; tags and thresholds already worked out stay until reset.
+  static void configure(Configuration configuration);
+
   static TLLog& sharedInstance();
-  // The engine's tag: "TLLogTag" of the Info.plist, read on the first call, else "Tolvana".
+  // The engine's tag: the configured tag setting, asked on the first call, else "Tolvana".
   static const std::string& tag();
   // The tag before any Info.plist has been read, for lines written below the logger.
   static std::string_view defaultTag() { return kDefaultTag; }

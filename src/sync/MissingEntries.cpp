@@ -5,7 +5,7 @@
 #include "core/TLInternal.h"
 #include "support/StringUtil.h"
 #include "support/TLLog.h"
-#include "sync/TLDeviceUtil.h"
+#include "config/TLDeviceUtil.h"
 #include "tolvana/platform/Platform.h"
 
 namespace tolvana {

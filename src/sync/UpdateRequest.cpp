@@ -3,15 +3,15 @@
 #include <algorithm>
 #include <ctime>
 
-#include "core/ProcessState.h"
+#include "config/ProcessState.h"
 #include "core/TLInternal.h"
-#include "core/TLSettings.h"
+#include "config/TLSettings.h"
 #include "support/Hmac.h"
 #include "support/Json.h"
 #include "support/StringUtil.h"
 #include "support/TLLog.h"
 #include "sync/HttpFailure.h"
-#include "sync/TLDeviceUtil.h"
+#include "config/TLDeviceUtil.h"
 #include "tolvana/BuildConfig.h"
 #include "tolvana/platform/Platform.h"
 

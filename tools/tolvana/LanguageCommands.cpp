@@ -3,7 +3,7 @@
 #include <cstdio>
 
 #include "Commands.h"
-#include "sync/TLDeviceUtil.h"
+#include "config/TLDeviceUtil.h"
 
 namespace tolvana::cli {
 

@@ -14,7 +14,7 @@
 #include "platform/posix/DirectoryBundle.h"
 #include "platform/posix/LinuxPorts.h"
 #include "sync/HttpFailure.h"
-#include "sync/TLDeviceUtil.h"
+#include "config/TLDeviceUtil.h"
 #include "tolvana/platform/Platform.h"
 
 namespace tolvana::cli {

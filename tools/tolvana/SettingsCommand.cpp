@@ -2,7 +2,7 @@
 #include <cstdio>
 
 #include "Commands.h"
-#include "core/TLSettings.h"
+#include "config/TLSettings.h"
 
 namespace tolvana::cli {
 

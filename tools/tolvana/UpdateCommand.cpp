@@ -7,7 +7,7 @@
 #include <unistd.h>
 
 #include "Commands.h"
-#include "core/TLSettings.h"
+#include "config/TLSettings.h"
 #include "support/StringUtil.h"
 
 namespace tolvana::cli {

@@ -1,8 +1,8 @@
 // The device language in its three forms (part of TLDeviceUtil).
 #include <cstdlib>
 
-#include "core/ProcessState.h"
-#include "sync/TLDeviceUtil.h"
+#include "config/ProcessState.h"
+#include "config/TLDeviceUtil.h"
 #include "tolvana/platform/Platform.h"
 
 namespace tolvana {

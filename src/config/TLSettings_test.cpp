@@ -1,4 +1,4 @@
-#include "core/TLSettings.h"
+#include "config/TLSettings.h"
 
 #include <gtest/gtest.h>
 

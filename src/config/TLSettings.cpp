@@ -1,12 +1,30 @@
-#include "core/TLSettings.h"
+#include "config/TLSettings.h"
 
 #include <algorithm>
 
 #include "support/StringUtil.h"
+#include "support/TLLog.h"
 #include "tolvana/BuildConfig.h"
 #include "tolvana/platform/Platform.h"
 
 namespace tolvana {
+
+namespace {
+
+// The logger sits below the settings and the ports; it learns here, when the library is
+// loaded and before anything logs, where its lines go and where its tag ("TLLogTag") and
+// each tag's threshold ("<tag>LogLevel") come from.
+[[maybe_unused]] const bool loggerConfigured = [] {
+  TLLog::configure({
+      .writeLine = [](std::string_view line) { Platform::Current().logSink().writeLine(line); },
+      .tagSetting = [] { return TLSettings::objectForInfoDictionaryKey("TLLogTag"); },
+      .levelSetting =
+          [](std::string_view tag) { return TLSettings::objectForInfoDictionaryKey(std::string(tag) + "LogLevel"); },
+  });
+  return true;
+}();
+
+}  // namespace
 
 std::optional<Value> TLSettings::objectForInfoDictionaryKey(std::string_view key) {
   return Platform::Current().bundles().mainBundle()->objectForInfoDictionaryKey(key);

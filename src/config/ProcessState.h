@@ -28,6 +28,9 @@ struct ProcessState {
   std::shared_ptr<TLInternal> engine;    // guarded by engineLock
   std::shared_ptr<TLInternal> starting;  // the engine inside start(); guarded by engineLock
 
+  // The application's own permission for draft mode; initially on.
+  std::atomic<bool> draftModeEnabled{true};
+
   // Once-per-process events.
   std::atomic<bool> notInitializedAlertShown{false};
   std::atomic<bool> developmentLanguageWarned{false};

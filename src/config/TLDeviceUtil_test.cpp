@@ -1,4 +1,4 @@
-#include "sync/TLDeviceUtil.h"
+#include "config/TLDeviceUtil.h"
 
 #include <gtest/gtest.h>
 

@@ -4,6 +4,7 @@
 
 #include <system_error>
 
+#include "config/ProcessState.h"
 #include "core/TLInternal.h"
 #include "tests/support/AppFixture.h"
 
@@ -43,9 +44,9 @@ TEST(Tolvana, LookupsThroughTheFacade) {
   Tolvana::setShowIdModeEnabled(false);
 
   Tolvana::setDraftModelEnabled(false);
-  EXPECT_FALSE(draftModeEnabled);
+  EXPECT_FALSE(ProcessState::get().draftModeEnabled);
   Tolvana::setDraftModeEnabled(true);
-  EXPECT_TRUE(draftModeEnabled);
+  EXPECT_TRUE(ProcessState::get().draftModeEnabled);
 }
 
 // Whether the engine runs or not (no archive, a corrupt one), every look-up form falls back

@@ -1,11 +1,11 @@
-#include "sync/TLDeviceUtil.h"
+#include "config/TLDeviceUtil.h"
 
 #include <cmath>
 
 #include <filesystem>
 
-#include "core/ProcessState.h"
-#include "core/TLSettings.h"
+#include "config/ProcessState.h"
+#include "config/TLSettings.h"
 #include "support/Hmac.h"
 #include "support/SafeName.h"
 #include "support/StringUtil.h"

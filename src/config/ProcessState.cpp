@@ -1,4 +1,4 @@
-#include "core/ProcessState.h"
+#include "config/ProcessState.h"
 
 namespace tolvana {
 
@@ -17,6 +17,7 @@ void ProcessState::forgetForTesting() {
   }
   deviceLanguageLong.clear();
   deviceLanguage.clear();
+  draftModeEnabled = true;
 }
 
 }  // namespace tolvana

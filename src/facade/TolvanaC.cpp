@@ -11,7 +11,7 @@
 #include "core/TLInternal.h"
 #include "support/StringUtil.h"
 #include "support/TLLog.h"
-#include "sync/TLDeviceUtil.h"
+#include "config/TLDeviceUtil.h"
 #include "tolvana/Tolvana.h"
 #include "tolvana/tolvana.h"
 

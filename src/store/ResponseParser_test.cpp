@@ -1,4 +1,4 @@
-#include "sync/ResponseParser.h"
+#include "store/ResponseParser.h"
 
 #include <gtest/gtest.h>
 #include <sqlite3.h>
