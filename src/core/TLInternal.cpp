@@ -46,29 +46,27 @@ void logSettingsFound() {
   }
 }
 
-std::vector<std::string> enterpriseHostsOfBuild() {
-  std::vector<std::string> hosts;
-  for (auto& host : split(build::kEnterpriseHosts, ';')) {
-    if (!host.empty()) hosts.push_back(std::move(host));
-  }
-  return hosts;
-}
-
-std::string hostOfUrl(std::string_view url) {
-  auto scheme = url.find("://");
-  std::string_view rest = scheme == std::string_view::npos ? url : url.substr(scheme + 3);
-  rest = rest.substr(0, rest.find_first_of("/?#"));
-  if (auto at = rest.rfind('@'); at != std::string_view::npos) rest = rest.substr(at + 1);
-  if (auto colon = rest.rfind(':'); colon != std::string_view::npos && rest.find(']') == std::string_view::npos) {
-    rest = rest.substr(0, colon);
-  }
-  return toLower(rest);
-}
-
 }  // namespace
 
-TLInternal::TLInternal() = default;
 TLInternal::~TLInternal() = default;
+
+void TLInternal::assemble() {
+  std::weak_ptr<const void> owner = weak_from_this();
+  lookup_ = std::make_unique<StringLookup>(StringLookup::Context{
+      state_, [this](auto language, auto key, auto value) { return storeMissingEntryForLanguage(language, key, value); }});
+  languages_ = std::make_unique<LanguageSelection>(LanguageSelection::Context{state_});
+  missing_ = std::make_unique<MissingEntries>(MissingEntries::Context{
+      state_, owner, [this](MissingEntries::Completion done) { updateGroups(std::nullopt, std::nullopt, true, done); }});
+  import_ = std::make_unique<StringTablesImport>(StringTablesImport::Context{
+      *lookup_, *languages_,
+      [this](auto language, auto key, auto value) { return storeMissingEntryForLanguage(language, key, value); }});
+  updates_ = std::make_unique<UpdateClient>(UpdateClient::Context{state_, *languages_, *missing_, owner,
+                                                                  [this] {
+                                                                    setInDraftMode(false);
+                                                                    writeDraftMode();
+                                                                  },
+                                                                  [this] { fillMissingStringsFromLocalStrings(); }});
+}
 
 std::shared_ptr<TLInternal> TLInternal::sharedInstance() {
   ProcessState& state = ProcessState::get();
@@ -79,6 +77,7 @@ std::shared_ptr<TLInternal> TLInternal::sharedInstance() {
   // bundle's own tables until its store is open, rather than starting another engine.
   if (state.starting) return state.starting;
   state.starting.reset(new TLInternal());
+  state.starting->assemble();
   struct Started {
     ProcessState& state;
     ~Started() { state.starting.reset(); }
@@ -105,42 +104,36 @@ void TLInternal::dropInstanceForTesting() {
 }
 
 void TLInternal::start() {
-  std::lock_guard lock(mutex_);
+  std::lock_guard lock(state_.lock());
   Platform& platform = Platform::Current();
-  enabled_ = readTolvanaEnabled(platform.userDefaults());
-  if (!enabled_) return;
+  state_.enabled = readTolvanaEnabled(platform.userDefaults());
+  if (!state_.enabled) return;
   logInfo("Version: %@", build::kSdkVersion);
-  customHostingEnterpriseHosts_ = enterpriseHostsOfBuild();
   platform.ui().installLookupHooks();
   logSettingsFound();
   logVerbose("Current Language: %@", TLDeviceUtil::deviceLanguageLong());
   logVerbose("Development Language: %@", platform.bundles().mainBundle()->developmentLocalization());
-  collectStoryBoardStrings_ = TLSettings::collectStoryBoardStrings();
+  state_.collectStoryBoardStrings = TLSettings::collectStoryBoardStrings();
 
-  database_ = TLDatabase::create();
-  if (database_) {
+  auto database = TLDatabase::create();
+  if (database) {
     // The parser asks whether to take every group again; the engine may be gone by then.
-    database_->setDraftModeQuery([weak = weak_from_this()] {
+    database->setDraftModeQuery([weak = weak_from_this()] {
       auto engine = weak.lock();
       return engine && engine->isInDraftMode();
     });
   }
-  if (database_ && database_->initialized() && !inDraftMode_ && !TLDeviceUtil::isDebuggerConnected()) {
+  state_.setDatabase(database);
+  if (database && database->initialized() && !state_.inDraftMode && !TLDeviceUtil::isDebuggerConnected()) {
     logInfo("Strings will NOT be uploaded. Neither the debugger is connected nor the app is in draft mode!");
   }
   setInDraftMode(readDraftMode(platform.userDefaults()));
-  if (!database_ || !database_->initialized()) {
+  if (!database || !database->initialized()) {
     showNotInitializedError();
     return;
   }
 
-  defaultGroups_ = {"main"};
-  for (const auto& group : TLSettings::updateGroups()) {
-    std::string trimmed = trimWhitespace(group);
-    if (!trimmed.empty() && std::find(defaultGroups_.begin(), defaultGroups_.end(), trimmed) == defaultGroups_.end()) {
-      defaultGroups_.push_back(trimmed);
-    }
-  }
+  updates_->resetDefaultGroups();
   resetDefaultLanguages();
   if (TLDeviceUtil::isUITestRunning()) {
     logInfo("UI Tests are running.");
@@ -159,25 +152,26 @@ bool TLInternal::readTolvanaEnabled(const UserDefaults& defaults) {
 
 void TLInternal::writeTolvanaEnabled() {
   UserDefaults& defaults = Platform::Current().userDefaults();
-  defaults.setObject("TolvanaEnabled", enabled_.load());
+  defaults.setObject("TolvanaEnabled", state_.enabled.load());
   defaults.synchronize();
 }
 
 void TLInternal::setEnabled(bool enabled) {
   bool restart = false;
   {
-    std::lock_guard lock(mutex_);
-    if (enabled_ == enabled) return;
-    enabled_ = enabled;
+    std::lock_guard lock(state_.lock());
+    if (state_.enabled == enabled) return;
+    state_.enabled = enabled;
     logInfo("Tolvana is now %@!", enabled ? "enabled" : "disabled");
     writeTolvanaEnabled();
-    restart = enabled && (!database_ || !database_->initialized());
+    auto database = state_.database();
+    restart = enabled && (!database || !database->initialized());
   }
   if (restart) resetInstance();
 }
 
 void TLInternal::setInDraftMode(bool inDraftMode) {
-  if (inDraftMode_.exchange(inDraftMode) == inDraftMode || inDraftMode) return;
+  if (state_.inDraftMode.exchange(inDraftMode) == inDraftMode || inDraftMode) return;
   Platform& platform = Platform::Current();
   platform.dispatch().mainAsync([&platform] { platform.ui().removeOverlay(); });
 }
@@ -193,39 +187,11 @@ void TLInternal::writeDraftMode() {
   defaults.synchronize();
 }
 
-bool TLInternal::IsDraftModeEnabled() const {
-  auto db = database();
-  return ProcessState::get().draftModeEnabled && db && db->draftModeEnabled();
-}
+bool TLInternal::IsDraftModeEnabled() const { return state_.isDraftModeEnabled(); }
 
 void TLInternal::setDraftModeEnabled(bool enabled) { ProcessState::get().draftModeEnabled = enabled; }
 
-std::shared_ptr<TLDatabase> TLInternal::database() const {
-  std::lock_guard lock(mutex_);
-  return database_;
-}
-
-std::vector<std::string> TLInternal::defaultLanguages() const {
-  std::lock_guard lock(mutex_);
-  return defaultLanguages_;
-}
-
-void TLInternal::setDefaultLanguages(std::vector<std::string> languages) {
-  std::lock_guard lock(mutex_);
-  defaultLanguages_ = std::move(languages);
-}
-
-std::vector<std::string> TLInternal::defaultGroups() const {
-  std::lock_guard lock(mutex_);
-  return defaultGroups_;
-}
-
-bool TLInternal::isEnterpriseHost(std::string_view url) const {
-  std::string host = hostOfUrl(url);
-  std::lock_guard lock(mutex_);
-  return std::any_of(customHostingEnterpriseHosts_.begin(), customHostingEnterpriseHosts_.end(),
-                     [&](const std::string& suffix) { return host.ends_with(toLower(suffix)); });
-}
+std::shared_ptr<TLDatabase> TLInternal::database() const { return state_.database(); }
 
 void TLInternal::showNotInitializedError() {
   if (TLDeviceUtil::isAppExtension() || ProcessState::get().notInitializedAlertShown.exchange(true)) return;
@@ -243,12 +209,12 @@ void TLInternal::showNotInitializedError() {
 void TLInternal::exitApp() { Platform::Current().device().exitProcess(0); }
 
 void TLInternal::setScreenshotInterface(std::weak_ptr<TolvanaScreenshotInterface> provider) {
-  std::lock_guard lock(mutex_);
+  std::lock_guard lock(state_.lock());
   screenshotInterface_ = std::move(provider);
 }
 
 std::shared_ptr<TolvanaScreenshotInterface> TLInternal::screenshotInterface() const {
-  std::lock_guard lock(mutex_);
+  std::lock_guard lock(state_.lock());
   return screenshotInterface_.lock();
 }
 
@@ -264,6 +230,82 @@ std::int64_t TLInternal::pluralRuleFromString(std::optional<std::string_view> wo
 std::optional<std::string> TLInternal::pluralRuleToString(std::int64_t rule) const {
   auto word = pluralRuleWord(rule);
   return word ? std::optional<std::string>(*word) : std::nullopt;
+}
+
+// The parts' work, under the names the facade, the tools and the tests know.
+
+std::vector<std::string> TLInternal::defaultLanguages() const { return languages_->defaultLanguages(); }
+void TLInternal::setDefaultLanguages(std::vector<std::string> languages) {
+  languages_->setDefaultLanguages(std::move(languages));
+}
+void TLInternal::resetDefaultLanguages() { languages_->resetDefaultLanguages(); }
+bool TLInternal::setLanguage(std::optional<std::string_view> language) { return languages_->setLanguage(language); }
+std::optional<std::string> TLInternal::getBaseLanguage() const { return languages_->getBaseLanguage(); }
+std::optional<std::string> TLInternal::uploadLanguage() const { return languages_->uploadLanguage(); }
+
+std::optional<std::string> TLInternal::localizedStringForKeyAndLanguage(std::string_view key,
+                                                                        std::string_view language) {
+  return lookup_->localizedStringForKeyAndLanguage(key, language);
+}
+TLLocalizedString TLInternal::localizedStringForKey(std::string_view key, std::optional<std::string_view> value,
+                                                    std::optional<std::string_view> table,
+                                                    std::shared_ptr<const Bundle> bundle) {
+  return lookup_->localizedStringForKey(key, value, table, std::move(bundle));
+}
+TLLocalizedString TLInternal::localizedStringForKey(std::string_view key, std::optional<std::string_view> value) {
+  return lookup_->localizedStringForKey(key, value, std::nullopt, nullptr);
+}
+TLLocalizedString TLInternal::localizedStringForKeyWithArguments(std::string_view key,
+                                                                 const std::map<std::string, std::string>* arguments,
+                                                                 std::optional<std::string_view> value) {
+  return lookup_->localizedStringForKeyWithArguments(key, arguments, value);
+}
+TLLocalizedString TLInternal::localizedStringForKeyWithArgumentsAndPluralRule(
+    std::string_view key, const std::map<std::string, std::string>* arguments, std::int64_t pluralRule,
+    std::optional<std::string_view> value) {
+  return lookup_->localizedStringForKeyWithArgumentsAndPluralRule(key, arguments, pluralRule, value);
+}
+TLLanguageMap TLInternal::localizeMap(const TLLanguageMap& map) { return lookup_->localizeMap(map); }
+std::map<std::string, std::string> TLInternal::localizedStringsForLanguage(std::string_view language) {
+  return lookup_->localizedStringsForLanguage(language);
+}
+std::map<std::string, std::string> TLInternal::localizedStringsForCurrentLanguage() {
+  return lookup_->localizedStringsForCurrentLanguage();
+}
+bool TLInternal::entryExists(std::string_view key) { return lookup_->entryExists(key); }
+bool TLInternal::collectMissingEnabled() const { return state_.collectMissingEnabled(); }
+
+void TLInternal::updateGroups(std::optional<std::vector<std::string>> groups,
+                              std::optional<std::vector<std::string>> languages, bool completeOnMainQueue,
+                              UpdateCompletion completion) {
+  updates_->updateGroups(std::move(groups), std::move(languages), completeOnMainQueue, std::move(completion));
+}
+void TLInternal::updateGroupsFromHost(std::optional<std::vector<std::string>> groups,
+                                      std::optional<std::vector<std::string>> languages, const std::string& host,
+                                      bool completeOnMainQueue, UpdateCompletion completion) {
+  updates_->updateGroupsFromHost(std::move(groups), std::move(languages), host, completeOnMainQueue,
+                                 std::move(completion));
+}
+std::string TLInternal::generateHmac(std::string_view message) const { return updates_->generateHmac(message); }
+bool TLInternal::shouldSendMAU() const { return updates_->shouldSendMAU(); }
+void TLInternal::writeLastMAU() { updates_->writeLastMAU(); }
+std::vector<std::string> TLInternal::defaultGroups() const { return updates_->defaultGroups(); }
+bool TLInternal::isEnterpriseHost(std::string_view url) const { return updates_->isEnterpriseHost(url); }
+
+bool TLInternal::storeMissingEntryForLanguage(std::optional<std::string_view> language,
+                                              std::optional<std::string_view> key,
+                                              std::optional<std::string_view> value) {
+  return missing_->storeMissingEntryForLanguage(language, key, value);
+}
+bool TLInternal::queueSendMissingEntrys() { return missing_->queueSendMissingEntrys(); }
+TLLanguageMap TLInternal::missingEntries() const { return missing_->missingEntries(); }
+
+void TLInternal::fillMissingStringsFromLocalStrings() { import_->fillMissingStringsFromLocalStrings(); }
+void TLInternal::fillMissingStringsFromLocalStringsAndBundle(const Bundle& bundle) {
+  import_->fillMissingStringsFromLocalStringsAndBundle(bundle);
+}
+void TLInternal::forEachLocalString(const Bundle& bundle, const LocalStringVisitor& visit) {
+  import_->forEachLocalString(bundle, visit);
 }
 
 }  // namespace tolvana

@@ -1,5 +1,8 @@
-// TLInternal: the engine. One shared object holds the store manager, the engine's switches
-// and the working state of look-ups, updates and the review tools.
+// TLInternal: the engine, and the composition root of its parts. It owns the engine's state
+// (lock, switches, store manager) and the parts that work on it: the look-up, the language
+// selection, the import of the app's own string tables, the missing-string collection and the
+// update client; its public methods are what the facade, the tools and the tests call, and
+// each forwards to the part that does the work.
 //
 // Start-up runs on the thread that first asks for the engine, in a fixed order: the persisted
 // on/off switch, the version and settings log, the store manager (which unpacks the settings
@@ -23,30 +26,19 @@
 #include <string_view>
 #include <vector>
 
+#include "localization/EngineState.h"
+#include "localization/LanguageSelection.h"
+#include "localization/StringLookup.h"
+#include "localization/StringTablesImport.h"
 #include "store/TLDatabase.h"
+#include "sync/MissingEntries.h"
+#include "sync/UpdateClient.h"
 #include "tolvana/platform/Bundle.h"
-#include "tolvana/platform/Http.h"
 #include "tolvana/platform/UserDefaults.h"
 
 namespace tolvana {
 
 class TolvanaScreenshotInterface;
-
-// Which step of the look-up chain answered, for tools that explain a look-up.
-enum class TLLookupSource { engineOff, language, bundleTable, defaultValue, key };
-
-// A look-up result; key is set when the text must carry the key that produced it (draft
-// mode and UI tests), so the review tools can tie a shown text back to its key.
-// sourceLanguage is the store's language when a store answered.
-struct TLLocalizedString {
-  std::string text;
-  std::optional<std::string> key;
-  TLLookupSource source = TLLookupSource::engineOff;
-  std::string sourceLanguage;
-};
-
-// Language → key → text (or default value).
-using TLLanguageMap = std::map<std::string, std::map<std::string, std::string>>;
 
 class TLInternal : public std::enable_shared_from_this<TLInternal> {
  public:
@@ -58,23 +50,23 @@ class TLInternal : public std::enable_shared_from_this<TLInternal> {
   static void dropInstanceForTesting();
   ~TLInternal();
 
-  std::recursive_mutex& lock() { return mutex_; }
+  std::recursive_mutex& lock() { return state_.lock(); }
 
   // Switches.
-  bool enabled() const { return enabled_; }
+  bool enabled() const { return state_.enabled; }
   void setEnabled(bool enabled);
   static bool readTolvanaEnabled(const UserDefaults& defaults);
   void writeTolvanaEnabled();
-  bool isInDraftMode() const { return inDraftMode_; }
+  bool isInDraftMode() const { return state_.inDraftMode; }
   void setInDraftMode(bool inDraftMode);
-  bool isInShowIdMode() const { return inShowIdMode_; }
-  void setInShowIdMode(bool inShowIdMode) { inShowIdMode_ = inShowIdMode; }
+  bool isInShowIdMode() const { return state_.inShowIdMode; }
+  void setInShowIdMode(bool inShowIdMode) { state_.inShowIdMode = inShowIdMode; }
   static bool readDraftMode(const UserDefaults& defaults);
   void writeDraftMode();
   bool IsDraftModeEnabled() const;
   void setDraftModeEnabled(bool enabled);
-  bool collectStoryBoardStrings() const { return collectStoryBoardStrings_; }
-  bool isPossibleSwiftUi() const { return isPossibleSwiftUi_; }
+  bool collectStoryBoardStrings() const { return state_.collectStoryBoardStrings; }
+  bool isPossibleSwiftUi() const { return state_.isPossibleSwiftUi; }
 
   std::shared_ptr<TLDatabase> database() const;
   std::vector<std::string> defaultLanguages() const;
@@ -101,11 +93,11 @@ class TLInternal : public std::enable_shared_from_this<TLInternal> {
   TLLocalizedString localizedStringForKey(std::string_view key, std::optional<std::string_view> value,
                                           std::optional<std::string_view> table, std::shared_ptr<const Bundle> bundle);
   TLLocalizedString localizedStringForKey(std::string_view key, std::optional<std::string_view> value);
-  // Substitution stops (logged) before the text outgrows the larger of this and 16 times the
-  // text and arguments together, so that chained placeholders cannot hang a look-up.
-  static constexpr std::size_t kFormattedSizeLimit = 1 << 20;
+  static constexpr std::size_t kFormattedSizeLimit = StringLookup::kFormattedSizeLimit;
   static std::optional<std::string> formatString(std::optional<std::string_view> text,
-                                                 const std::map<std::string, std::string>* arguments);
+                                                 const std::map<std::string, std::string>* arguments) {
+    return StringLookup::formatString(text, arguments);
+  }
   TLLocalizedString localizedStringForKeyWithArguments(std::string_view key,
                                                        const std::map<std::string, std::string>* arguments,
                                                        std::optional<std::string_view> value);
@@ -125,7 +117,7 @@ class TLInternal : public std::enable_shared_from_this<TLInternal> {
 
   // Server synchronisation. The completion gets true when an answer was received and
   // accepted; it runs on the main queue when asked, else on the request's own queue.
-  using UpdateCompletion = std::function<void(bool)>;
+  using UpdateCompletion = UpdateClient::Completion;
   void updateGroups(std::optional<std::vector<std::string>> groups, std::optional<std::vector<std::string>> languages,
                     bool completeOnMainQueue, UpdateCompletion completion);
   void updateGroupsFromHost(std::optional<std::vector<std::string>> groups,
@@ -135,7 +127,7 @@ class TLInternal : public std::enable_shared_from_this<TLInternal> {
   std::string generateHmac(std::string_view message) const;
   bool shouldSendMAU() const;
   void writeLastMAU();
-  bool isFetchingLocalisationTexts() const { return isFetchingLocalisationTexts_; }
+  bool isFetchingLocalisationTexts() const { return updates_->isFetchingLocalisationTexts(); }
 
   // Missing strings: recorded on a miss and uploaded with an update after a quiet period.
   // The key may be the very same text as the value (the same characters in memory), which
@@ -144,42 +136,31 @@ class TLInternal : public std::enable_shared_from_this<TLInternal> {
                                     std::optional<std::string_view> value);
   bool queueSendMissingEntrys();
   TLLanguageMap missingEntries() const;
-  bool missingEntryUpdateQueued() const { return missingEntryUpdateQueued_; }
+  bool missingEntryUpdateQueued() const { return missing_->missingEntryUpdateQueued(); }
 
   // The app's own string tables, reported as missing where the store lacks their keys.
   void fillMissingStringsFromLocalStrings();
   void fillMissingStringsFromLocalStringsAndBundle(const Bundle& bundle);
   // Every text of the bundle's own tables that the import above reads, with the language it
   // counts for (plural forms as "key[form]").
-  using LocalStringVisitor =
-      std::function<void(const std::string& language, const std::string& key, const std::string& text)>;
+  using LocalStringVisitor = StringTablesImport::LocalStringVisitor;
   void forEachLocalString(const Bundle& bundle, const LocalStringVisitor& visit);
 
  private:
-  TLInternal();
+  TLInternal() = default;
+  // Builds the parts; they need the engine's own weak reference, which exists only once the
+  // engine is held by a shared pointer.
+  void assemble();
   void start();
-  void sendMissingEntries();
-  void handleUpdateAnswer(const HttpResponse& response, bool fullRequest, bool completeOnMainQueue,
-                          const UpdateCompletion& completion);
 
-  mutable std::recursive_mutex mutex_;
-  // Written during start-up and then only through their setters.
-  std::atomic<bool> enabled_{false};
-  std::atomic<bool> inDraftMode_{false};
-  std::atomic<bool> inShowIdMode_{false};
-  std::atomic<bool> isPossibleSwiftUi_{false};
-  std::atomic<bool> collectStoryBoardStrings_{true};
-  // Guarded by mutex_.
-  std::shared_ptr<TLDatabase> database_;
-  std::vector<std::string> defaultLanguages_;
-  std::vector<std::string> defaultGroups_;
-  std::vector<std::string> customHostingEnterpriseHosts_;
+  EngineState state_;
+  std::unique_ptr<StringLookup> lookup_;
+  std::unique_ptr<LanguageSelection> languages_;
+  std::unique_ptr<MissingEntries> missing_;
+  std::unique_ptr<StringTablesImport> import_;
+  std::unique_ptr<UpdateClient> updates_;
+  // Guarded by the engine's lock.
   std::weak_ptr<TolvanaScreenshotInterface> screenshotInterface_;
-  std::atomic<bool> isFetchingLocalisationTexts_{false};
-  std::atomic<bool> missingEntryUpdateQueued_{false};
-  // Guarded by missingMutex_, always taken after mutex_.
-  mutable std::mutex missingMutex_;
-  TLLanguageMap missingEntries_;
 };
 
 }  // namespace tolvana

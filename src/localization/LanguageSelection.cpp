@@ -1,11 +1,11 @@
-// Which languages the engine works in (part of TLInternal).
+#include "localization/LanguageSelection.h"
+
 #include <algorithm>
 
-#include "core/TLInternal.h"
+#include "config/TLDeviceUtil.h"
 #include "config/TLSettings.h"
 #include "localization/DevelopmentLanguage.h"
 #include "support/StringUtil.h"
-#include "config/TLDeviceUtil.h"
 #include "tolvana/platform/Platform.h"
 
 namespace tolvana {
@@ -37,8 +37,18 @@ void clearDeviceLanguages() {
 
 }  // namespace
 
-void TLInternal::resetDefaultLanguages() {
-  std::lock_guard lock(mutex_);
+std::vector<std::string> LanguageSelection::defaultLanguages() const {
+  std::lock_guard lock(context_.state.lock());
+  return defaultLanguages_;
+}
+
+void LanguageSelection::setDefaultLanguages(std::vector<std::string> languages) {
+  std::lock_guard lock(context_.state.lock());
+  defaultLanguages_ = std::move(languages);
+}
+
+void LanguageSelection::resetDefaultLanguages() {
+  std::lock_guard lock(context_.state.lock());
   Platform& platform = Platform::Current();
   std::vector<std::string> languages;
   if (auto base = getBaseLanguage()) languages.push_back(*base);
@@ -63,7 +73,7 @@ void TLInternal::resetDefaultLanguages() {
   defaultLanguages_ = std::move(languages);
 }
 
-bool TLInternal::setLanguage(std::optional<std::string_view> language) {
+bool LanguageSelection::setLanguage(std::optional<std::string_view> language) {
   UserDefaults& defaults = Platform::Current().userDefaults();
   // Only "no language" resets; an empty or blank text is looked for, not found, and refused.
   if (!language) {
@@ -74,7 +84,7 @@ bool TLInternal::setLanguage(std::optional<std::string_view> language) {
     return true;
   }
   std::string code = normalisedLanguage(*language);
-  auto db = database();
+  auto db = context_.state.database();
   if (!db || !db->isLanguageSupported(code)) return false;
 
   Value::Array preferred;
@@ -88,12 +98,12 @@ bool TLInternal::setLanguage(std::optional<std::string_view> language) {
   return true;
 }
 
-std::optional<std::string> TLInternal::getBaseLanguage() const {
-  auto db = database();
+std::optional<std::string> LanguageSelection::getBaseLanguage() const {
+  auto db = context_.state.database();
   return db ? db->baseLanguage() : std::nullopt;
 }
 
-std::optional<std::string> TLInternal::uploadLanguage() const {
+std::optional<std::string> LanguageSelection::uploadLanguage() const {
   auto development = languageCodeOrNothing(Platform::Current().bundles().mainBundle()->developmentLocalization());
   warnOnceAboutDevelopmentLanguage(development, getBaseLanguage());
   if (development && !development->empty()) return development;

@@ -4,15 +4,16 @@
 #include <latch>
 #include <thread>
 
-#include "core/TLInternal.h"
-#include "platform/posix/IcuLocale.h"
 #include "config/TLDeviceUtil.h"
+#include "platform/posix/IcuLocale.h"
 #include "tests/support/AppFixture.h"
+#include "tests/support/EngineParts.h"
 
 namespace tolvana {
 namespace {
 
 using testing::AppFixture;
+using testing::EngineParts;
 
 TEST(DeviceLanguages, LongShortAndLocaleForms) {
   const struct {
@@ -50,54 +51,54 @@ TEST(DeviceLanguages, LongShortAndLocaleForms) {
   }
 }
 
-class LanguageSelection : public ::testing::Test {
+class LanguageSelectionTest : public ::testing::Test {
  protected:
   void start(std::vector<std::string> preferred = {"de-AT"}) {
     app.platform.locale->setPreferredLanguages(std::move(preferred));
     for (const char* language : {"en", "de", "de-AT", "fr", "pt-BR", "zh-Hant"}) app.appLanguage(language, {{"k", "v", ""}});
     app.install();
-    engine = TLInternal::sharedInstance();
+    parts = std::make_unique<EngineParts>();
   }
   AppFixture app;
-  std::shared_ptr<TLInternal> engine;
+  std::unique_ptr<EngineParts> parts;
 };
 
-TEST_F(LanguageSelection, DefaultLanguagesEndWithTheParentsOfRegionalOnes) {
+TEST_F(LanguageSelectionTest, DefaultLanguagesEndWithTheParentsOfRegionalOnes) {
   app.bundle.info("TolvanaUpdateLanguages", " fr, pt-BR,, fr");
   start();
-  EXPECT_EQ(engine->defaultLanguages(), (std::vector<std::string>{"en", "de-AT", "fr", "pt-BR", "de", "pt"}));
+  EXPECT_EQ(parts->languages.defaultLanguages(), (std::vector<std::string>{"en", "de-AT", "fr", "pt-BR", "de", "pt"}));
 }
 
-TEST_F(LanguageSelection, DevelopmentLocalizationsThatAreNoCodesAreLeftOut) {
+TEST_F(LanguageSelectionTest, DevelopmentLocalizationsThatAreNoCodesAreLeftOut) {
   for (const char* development : {"Base", "English"}) {
     AppFixture other;
     other.bundle.info("CFBundleDevelopmentRegion", development);
     other.platform.locale->setPreferredLanguages({"fr"});
     other.appFile["baseLanguage"] = "de";
     other.install();
-    EXPECT_EQ(TLInternal::sharedInstance()->defaultLanguages(), (std::vector<std::string>{"de", "fr"})) << development;
+    EXPECT_EQ(EngineParts().languages.defaultLanguages(), (std::vector<std::string>{"de", "fr"})) << development;
   }
   AppFixture withCode;
   withCode.appFile["baseLanguage"] = "de";
   withCode.install();
-  EXPECT_EQ(TLInternal::sharedInstance()->defaultLanguages(), (std::vector<std::string>{"de", "en", "en-US"}));
+  EXPECT_EQ(EngineParts().languages.defaultLanguages(), (std::vector<std::string>{"de", "en", "en-US"}));
 }
 
-TEST_F(LanguageSelection, SetLanguageNormalisesAndPersists) {
+TEST_F(LanguageSelectionTest, SetLanguageNormalisesAndPersists) {
   start();
-  EXPECT_TRUE(engine->setLanguage("pt_br"));
+  EXPECT_TRUE(parts->languages.setLanguage("pt_br"));
   EXPECT_EQ(app.platform.defaults->objectForKey("AppleLanguages"), Value(Value::Array{"pt-BR"}));
-  EXPECT_TRUE(engine->setLanguage("zh_hant_tw"));
-  EXPECT_TRUE(engine->setLanguage("DE"));
+  EXPECT_TRUE(parts->languages.setLanguage("zh_hant_tw"));
+  EXPECT_TRUE(parts->languages.setLanguage("DE"));
   EXPECT_EQ(app.platform.defaults->objectForKey("AppleLanguages"), Value(Value::Array{"de", "zh-Hant", "pt-BR"}));
 
   int writes = app.platform.defaults->synchronizeCount();
-  EXPECT_FALSE(engine->setLanguage("it"));
-  EXPECT_FALSE(engine->setLanguage(""));
-  EXPECT_FALSE(engine->setLanguage("  \n"));
+  EXPECT_FALSE(parts->languages.setLanguage("it"));
+  EXPECT_FALSE(parts->languages.setLanguage(""));
+  EXPECT_FALSE(parts->languages.setLanguage("  \n"));
   EXPECT_EQ(app.platform.defaults->synchronizeCount(), writes);
 
-  EXPECT_TRUE(engine->setLanguage(std::nullopt));
+  EXPECT_TRUE(parts->languages.setLanguage(std::nullopt));
   EXPECT_EQ(app.platform.defaults->objectForKey("AppleLanguages"), std::nullopt);
 }
 
@@ -125,18 +126,18 @@ struct HoldingLocale final : Locale {
 
 // Look-ups that read the device language before setLanguage must not put it back into the
 // caches after the switch: once setLanguage returns, the new language holds, in both forms.
-TEST_F(LanguageSelection, LookupsRacingSetLanguageCannotBringTheOldLanguageBack) {
+TEST_F(LanguageSelectionTest, LookupsRacingSetLanguageCannotBringTheOldLanguageBack) {
   start();
   auto locale = std::make_shared<HoldingLocale>();
   locale->inner = makeIcuLocale(app.platform.defaults, [](std::string_view) { return std::nullopt; });
   testing::installPorts([&](Platform::Ports& ports) { ports.locale = locale; });
-  ASSERT_TRUE(engine->setLanguage("fr"));
+  ASSERT_TRUE(parts->languages.setLanguage("fr"));
   TLDeviceUtil::deviceLanguage(std::nullopt);
   TLDeviceUtil::deviceLanguageLong(std::nullopt);
 
   std::thread longForm([] { TLDeviceUtil::deviceLanguageLong(); }), shortForm([] { TLDeviceUtil::deviceLanguage(); });
   locale->read.wait();
-  EXPECT_TRUE(engine->setLanguage("de"));
+  EXPECT_TRUE(parts->languages.setLanguage("de"));
   locale->release.set_value();
   longForm.join();
   shortForm.join();

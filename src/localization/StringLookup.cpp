@@ -1,14 +1,14 @@
-// The read path of the engine: a key to the text shown to the user (part of TLInternal).
-#include "core/TLInternal.h"
+#include "localization/StringLookup.h"
+
+#include <algorithm>
+
+#include "config/TLDeviceUtil.h"
 #include "config/TLSettings.h"
 #include "localization/DevelopmentLanguage.h"
 #include "localization/TLPluralRule.h"
 #include "support/StringUtil.h"
 #include "support/TLLog.h"
-#include "config/TLDeviceUtil.h"
 #include "tolvana/platform/Platform.h"
-
-#include <algorithm>
 
 namespace tolvana {
 
@@ -16,25 +16,26 @@ namespace {
 
 bool absentOrEmpty(const std::optional<std::string>& text) { return !text || text->empty(); }
 
-bool tagsResults(const TLInternal& engine) { return engine.isInDraftMode() || TLDeviceUtil::isUITestRunning(); }
-
-TLLocalizedString tagged(const TLInternal& engine, std::string text, std::string_view key) {
-  TLLocalizedString result{std::move(text), std::nullopt, TLLookupSource::engineOff, {}};
-  if (tagsResults(engine)) result.key = std::string(key);
-  return result;
-}
-
 std::shared_ptr<const Bundle> orMainBundle(std::shared_ptr<const Bundle> bundle) {
   return bundle ? bundle : Platform::Current().bundles().mainBundle();
 }
 
 }  // namespace
 
-std::optional<std::string> TLInternal::localizedStringForKeyAndLanguage(std::string_view key,
-                                                                        std::string_view language) {
-  auto db = database();
-  if (!enabled() || !db || !db->initialized() || isInShowIdMode()) return std::string(key);
-  if (isInDraftMode()) {
+bool StringLookup::tagsResults() const { return context_.state.inDraftMode || TLDeviceUtil::isUITestRunning(); }
+
+TLLocalizedString StringLookup::tagged(std::string text, std::string_view key) const {
+  TLLocalizedString result{std::move(text), std::nullopt, TLLookupSource::engineOff, {}};
+  if (tagsResults()) result.key = std::string(key);
+  return result;
+}
+
+std::optional<std::string> StringLookup::localizedStringForKeyAndLanguage(std::string_view key,
+                                                                          std::string_view language) const {
+  const EngineState& state = context_.state;
+  auto db = state.database();
+  if (!state.enabled || !db || !db->initialized() || state.inShowIdMode) return std::string(key);
+  if (state.inDraftMode) {
     auto entry = db->entryWithKey(key, language);
     if (!entry) return std::nullopt;
     return entry->draft.empty() ? entry->value : entry->draft;
@@ -42,12 +43,13 @@ std::optional<std::string> TLInternal::localizedStringForKeyAndLanguage(std::str
   return db->valueWithKey(key, language);
 }
 
-TLLocalizedString TLInternal::localizedStringForKey(std::string_view key, std::optional<std::string_view> value,
-                                                    std::optional<std::string_view> table,
-                                                    std::shared_ptr<const Bundle> bundle) {
-  auto db = database();
-  if (!enabled() || !db || !db->initialized()) {
-    return tagged(*this, orMainBundle(bundle)->localizedStringForKey(key, value, table), key);
+TLLocalizedString StringLookup::localizedStringForKey(std::string_view key, std::optional<std::string_view> value,
+                                                      std::optional<std::string_view> table,
+                                                      std::shared_ptr<const Bundle> bundle) const {
+  const EngineState& state = context_.state;
+  auto db = state.database();
+  if (!state.enabled || !db || !db->initialized()) {
+    return tagged(orMainBundle(bundle)->localizedStringForKey(key, value, table), key);
   }
   std::string deviceLong = TLDeviceUtil::deviceLanguageLong();
   std::string deviceShort = TLDeviceUtil::deviceLanguage();
@@ -68,13 +70,13 @@ TLLocalizedString TLInternal::localizedStringForKey(std::string_view key, std::o
 
   // A miss is recorded only in the base language (or the bundle's development language),
   // and only for keys that come with a default text.
-  if (value && !value->empty() && collectMissingEnabled()) {
+  if (value && !value->empty() && state.collectMissingEnabled()) {
     if (!baseValue) baseValue = base ? localizedStringForKeyAndLanguage(key, *base) : std::nullopt;
     if (absentOrEmpty(*baseValue)) {
       bool fromInterfaceFile = false;
       if (table) {
         bundle = orMainBundle(bundle);
-        if (!collectStoryBoardStrings()) {
+        if (!state.collectStoryBoardStrings) {
           auto path = bundle->pathForResource(*table, "storyboardc");
           if (!path) path = bundle->pathForResource(*table, "nib");
           fromInterfaceFile = path && !path->empty();
@@ -83,7 +85,7 @@ TLLocalizedString TLInternal::localizedStringForKey(std::string_view key, std::o
       if (!fromInterfaceFile) {
         auto development = languageCodeOrNothing(bundle ? bundle->developmentLocalization() : std::nullopt);
         warnOnceAboutDevelopmentLanguage(development, base);
-        storeMissingEntryForLanguage(development && !development->empty() ? development : base, key, value);
+        context_.recordMiss(development && !development->empty() ? development : base, key, value);
       }
     }
   }
@@ -99,18 +101,14 @@ TLLocalizedString TLInternal::localizedStringForKey(std::string_view key, std::o
                                                            : TLLookupSource::bundleTable;
   }
   if (TLSettings::enableLogGetString()) logVerbose("getString called - key: '%@' value: '%@'", key, *result);
-  TLLocalizedString answer = tagged(*this, std::move(*result), key);
+  TLLocalizedString answer = tagged(std::move(*result), key);
   answer.source = source;
   if (source == TLLookupSource::language) answer.sourceLanguage = *answeredIn;
   return answer;
 }
 
-TLLocalizedString TLInternal::localizedStringForKey(std::string_view key, std::optional<std::string_view> value) {
-  return localizedStringForKey(key, value, std::nullopt, nullptr);
-}
-
-std::optional<std::string> TLInternal::formatString(std::optional<std::string_view> text,
-                                                    const std::map<std::string, std::string>* arguments) {
+std::optional<std::string> StringLookup::formatString(std::optional<std::string_view> text,
+                                                      const std::map<std::string, std::string>* arguments) {
   if (!text) return std::nullopt;
   std::string result(*text);
   if (!arguments) return result;
@@ -143,45 +141,46 @@ std::optional<std::string> TLInternal::formatString(std::optional<std::string_vi
   return result;
 }
 
-TLLocalizedString TLInternal::localizedStringForKeyWithArguments(std::string_view key,
-                                                                 const std::map<std::string, std::string>* arguments,
-                                                                 std::optional<std::string_view> value) {
+TLLocalizedString StringLookup::localizedStringForKeyWithArguments(std::string_view key,
+                                                                   const std::map<std::string, std::string>* arguments,
+                                                                   std::optional<std::string_view> value) const {
   std::string cleanKey = removeAll(key, '\n');
   // With the engine off the plain look-up answers from the bundle (then the default, then
   // the key), and the arguments are applied to that answer all the same: a host that ships
   // without an archive must still show "Hello Ann!", not the key.
-  TLLocalizedString text = localizedStringForKey(cleanKey, value);
-  TLLocalizedString formatted = tagged(*this, *formatString(text.text, arguments), cleanKey);
+  TLLocalizedString text = localizedStringForKey(cleanKey, value, std::nullopt, nullptr);
+  TLLocalizedString formatted = tagged(*formatString(text.text, arguments), cleanKey);
   formatted.source = text.source;
   formatted.sourceLanguage = std::move(text.sourceLanguage);
   return formatted;
 }
 
-TLLocalizedString TLInternal::localizedStringForKeyWithArgumentsAndPluralRule(
+TLLocalizedString StringLookup::localizedStringForKeyWithArgumentsAndPluralRule(
     std::string_view key, const std::map<std::string, std::string>* arguments, std::int64_t pluralRule,
-    std::optional<std::string_view> value) {
-  // A rule outside 0…5 has no word; the key then ends in "[(null)]", as it always has.
+    std::optional<std::string_view> value) const {
+  // A rule outside 0…5 has no word; the key then ends in "[(null)]": projects hold variants
+  // under that exact key, so a host that passes a bad rule still finds its text.
   std::string variant = std::string(key) + "[" + std::string(pluralRuleWord(pluralRule).value_or("(null)")) + "]";
   // The full look-up never comes back empty-handed, so a missing variant shows the default or
   // the variant key itself; the plain key is deliberately not tried.
   return localizedStringForKeyWithArguments(variant, arguments, value);
 }
 
-TLLanguageMap TLInternal::localizeMap(const TLLanguageMap& map) {
+TLLanguageMap StringLookup::localizeMap(const TLLanguageMap& map) const {
   TLLanguageMap output;
-  bool collecting = collectMissingEnabled();
+  bool collecting = context_.state.collectMissingEnabled();
   for (const auto& [language, defaults] : map) {
     auto& texts = output[language];
     for (const auto& [key, defaultText] : defaults) {
       std::optional<std::string> text = localizedStringForKeyAndLanguage(key, language);
       if (!text && collecting) {
-        storeMissingEntryForLanguage(language, key, defaultText);
+        context_.recordMiss(language, key, defaultText);
         text = std::string();
       }
       if (absentOrEmpty(text)) {
         if (defaultText.empty()) continue;
         text = defaultText;
-        if (collecting) storeMissingEntryForLanguage(language, key, defaultText);
+        if (collecting) context_.recordMiss(language, key, defaultText);
       }
       texts[key] = std::move(*text);
     }
@@ -189,15 +188,16 @@ TLLanguageMap TLInternal::localizeMap(const TLLanguageMap& map) {
   return output;
 }
 
-std::map<std::string, std::string> TLInternal::localizedStringsForLanguage(std::string_view language) {
-  auto db = database();
+std::map<std::string, std::string> StringLookup::localizedStringsForLanguage(std::string_view language) const {
+  auto db = context_.state.database();
   return db ? db->stringsForLanguage(language) : std::map<std::string, std::string>{};
 }
 
-std::map<std::string, std::string> TLInternal::localizedStringsForCurrentLanguage() {
+std::map<std::string, std::string> StringLookup::localizedStringsForCurrentLanguage() const {
   auto longTable = localizedStringsForLanguage(TLDeviceUtil::deviceLanguageLong());
   auto shortTable = localizedStringsForLanguage(TLDeviceUtil::deviceLanguage());
-  auto base = getBaseLanguage();
+  auto db = context_.state.database();
+  auto base = db ? db->baseLanguage() : std::nullopt;
   auto merged = base ? localizedStringsForLanguage(*base) : std::map<std::string, std::string>{};
   for (const auto* table : {&shortTable, &longTable}) {
     for (const auto& [key, text] : *table) {
@@ -207,15 +207,10 @@ std::map<std::string, std::string> TLInternal::localizedStringsForCurrentLanguag
   return merged;
 }
 
-bool TLInternal::entryExists(std::string_view key) {
-  auto db = database();
+bool StringLookup::entryExists(std::string_view key) const {
+  auto db = context_.state.database();
   auto base = db ? db->baseLanguage() : std::nullopt;
   return base && db->valueWithKey(key, *base).has_value();
-}
-
-bool TLInternal::collectMissingEnabled() const {
-  auto db = database();
-  return enabled() && db && db->collectMissingEnabled() && (isInDraftMode() || TLDeviceUtil::isDebuggerConnected());
 }
 
 }  // namespace tolvana

@@ -2,18 +2,20 @@
 
 #include <cstdio>
 
-#include "core/TLInternal.h"
 #include "config/TLDeviceUtil.h"
+#include "localization/StringLookup.h"
 #include "tests/support/AppFixture.h"
+#include "tests/support/EngineParts.h"
 
 namespace tolvana {
 namespace {
 
 using testing::AppFixture;
+using testing::EngineParts;
 using testing::StoreContents;
 
 // Stores: de-AT (long), de (short), en (base); the bundle's own table has "bundle.only".
-class StringLookup : public ::testing::Test {
+class StringLookupTest : public ::testing::Test {
  protected:
   void start() {
     app.platform.locale->setPreferredLanguages({"de-AT"});
@@ -24,17 +26,17 @@ class StringLookup : public ::testing::Test {
     app.stores["de"] = StoreContents{{{"hello", "Hallo", "Hallo-Entwurf"}, {"short.only", "Kurz", ""}}, {{"main", 1}}};
     app.stores["de-AT"] = StoreContents{{{"hello", "Servus", ""}, {"draft.empty", "Veröffentlicht", ""}}, {{"main", 1}}};
     app.install();
-    engine = TLInternal::sharedInstance();
+    parts = std::make_unique<EngineParts>();
   }
   std::string lookup(std::string_view key, std::optional<std::string_view> value = std::nullopt,
                      std::optional<std::string_view> table = std::nullopt) {
-    return engine->localizedStringForKey(key, value, table, nullptr).text;
+    return parts->lookup.localizedStringForKey(key, value, table, nullptr).text;
   }
   AppFixture app;
-  std::shared_ptr<TLInternal> engine;
+  std::unique_ptr<EngineParts> parts;
 };
 
-TEST_F(StringLookup, FallBackChainCollectsNothingWithoutDebuggerOrDraftMode) {
+TEST_F(StringLookupTest, FallBackChainCollectsNothingWithoutDebuggerOrDraftMode) {
   start();
   EXPECT_EQ(lookup("hello"), "Servus");             // long device language
   EXPECT_EQ(lookup("short.only"), "Kurz");          // short device language
@@ -42,30 +44,30 @@ TEST_F(StringLookup, FallBackChainCollectsNothingWithoutDebuggerOrDraftMode) {
   EXPECT_EQ(lookup("bundle.only"), "From the bundle");
   EXPECT_EQ(lookup("empty.base", "Default"), "Default");
   EXPECT_EQ(lookup("nowhere"), "nowhere");
-  EXPECT_EQ(engine->localizedStringForKey("hello", std::nullopt).key, std::nullopt);  // untagged outside draft mode
+  EXPECT_EQ(parts->lookup.localizedStringForKey("hello", std::nullopt, std::nullopt, nullptr).key, std::nullopt);  // untagged outside draft mode
   // Without a debugger or draft mode no miss is collected.
-  EXPECT_FALSE(engine->collectMissingEnabled());
+  EXPECT_FALSE(parts->state.collectMissingEnabled());
   lookup("missing", "Missing text");
-  EXPECT_TRUE(engine->missingEntries().empty());
+  EXPECT_TRUE(parts->missing.missingEntries().empty());
 }
 
-TEST_F(StringLookup, DraftAndShowIdModes) {
+TEST_F(StringLookupTest, DraftAndShowIdModes) {
   start();
-  engine->setInDraftMode(true);
+  parts->state.inDraftMode = true;
   EXPECT_EQ(lookup("short.only"), "Kurz");
   EXPECT_EQ(lookup("draft.empty"), "Veröffentlicht");  // an empty draft shows the published value
   app.platform.locale->setPreferredLanguages({"de"});
   TLDeviceUtil::deviceLanguageLong(std::nullopt);
-  auto tagged = engine->localizedStringForKey("hello", std::nullopt);
+  auto tagged = parts->lookup.localizedStringForKey("hello", std::nullopt, std::nullopt, nullptr);
   EXPECT_EQ(tagged.text, "Hallo-Entwurf");
   EXPECT_EQ(tagged.key, "hello");
-  engine->setInDraftMode(false);
-  engine->setInShowIdMode(true);
+  parts->state.inDraftMode = false;
+  parts->state.inShowIdMode = true;
   EXPECT_EQ(lookup("hello", "Default"), "hello");
-  EXPECT_TRUE(engine->missingEntries().empty());
+  EXPECT_TRUE(parts->missing.missingEntries().empty());
 }
 
-TEST_F(StringLookup, MissesAreRecordedOnlyUnderTheirConditions) {
+TEST_F(StringLookupTest, MissesAreRecordedOnlyUnderTheirConditions) {
   app.platform.device->setBeingTraced(true);  // misses are collected with a debugger attached
   start();
   lookup("nowhere");                              // no default: not recorded
@@ -75,35 +77,35 @@ TEST_F(StringLookup, MissesAreRecordedOnlyUnderTheirConditions) {
   lookup("missing", "Missing text");
   // A table look-up goes to the main bundle's development language, the others to the base
   // language; both are en here.
-  EXPECT_EQ(engine->missingEntries(),
+  EXPECT_EQ(parts->missing.missingEntries(),
             (TLLanguageMap{{"en", {{"Main.title", "Title"}, {"missing", "Missing text"}}}}));
-  EXPECT_TRUE(engine->missingEntryUpdateQueued());
+  EXPECT_TRUE(parts->missing.missingEntryUpdateQueued());
   EXPECT_EQ(app.platform.log->count("The Development Language(en) of your app is different to your Tolvana Base "
                                     "Language(en). Your strings will be uploaded to en."),
             1u);
 }
 
-TEST_F(StringLookup, StoryboardStringsAreSkippedWhenNotCollected) {
+TEST_F(StringLookupTest, StoryboardStringsAreSkippedWhenNotCollected) {
   app.platform.device->setBeingTraced(true);
   app.bundle.info("TolvanaCollectStoryBoardStrings", false);
   start();
   lookup("Main.title", "Title", "Main");
   lookup("Other.title", "Title", "Other");
-  EXPECT_EQ(engine->missingEntries(), (TLLanguageMap{{"en", {{"Other.title", "Title"}}}}));
+  EXPECT_EQ(parts->missing.missingEntries(), (TLLanguageMap{{"en", {{"Other.title", "Title"}}}}));
 }
 
-TEST_F(StringLookup, ArgumentsAndPlurals) {
+TEST_F(StringLookupTest, ArgumentsAndPlurals) {
   start();
   std::map<std::string, std::string> args{{"n", "3"}, {"name", "Ann"}};
-  EXPECT_EQ(TLInternal::formatString("Hello %{name}, %{name}! %{unknown}", &args), "Hello Ann, Ann! %{unknown}");
+  EXPECT_EQ(StringLookup::formatString("Hello %{name}, %{name}! %{unknown}", &args), "Hello Ann, Ann! %{unknown}");
   std::map<std::string, std::string> none;
-  EXPECT_EQ(TLInternal::formatString("Hi %{name}", &none), "Hi %{name}");
-  EXPECT_EQ(TLInternal::formatString(std::nullopt, &args), std::nullopt);
+  EXPECT_EQ(StringLookup::formatString("Hi %{name}", &none), "Hi %{name}");
+  EXPECT_EQ(StringLookup::formatString(std::nullopt, &args), std::nullopt);
 
   // A replacement holding a later placeholder is filled in, but doubling chains stop at the
   // bound with an error instead of hanging the look-up.
   std::map<std::string, std::string> chained{{"a", "%{b}!"}, {"b", "x"}};
-  EXPECT_EQ(TLInternal::formatString("%{a}", &chained), "x!");
+  EXPECT_EQ(StringLookup::formatString("%{a}", &chained), "x!");
   std::map<std::string, std::string> doubling;
   for (int i = 0; i < 40; ++i) {
     char name[8], next[8];
@@ -111,40 +113,40 @@ TEST_F(StringLookup, ArgumentsAndPlurals) {
     std::snprintf(next, sizeof next, "a%02d", i + 1);
     doubling[name] = std::string("%{") + next + "}%{" + next + "}";
   }
-  auto bombed = TLInternal::formatString("%{a00}", &doubling);
+  auto bombed = StringLookup::formatString("%{a00}", &doubling);
   ASSERT_TRUE(bombed);
-  EXPECT_LE(bombed->size(), TLInternal::kFormattedSizeLimit);
+  EXPECT_LE(bombed->size(), StringLookup::kFormattedSizeLimit);
   EXPECT_TRUE(app.platform.log->contains("Formatting stopped at argument"));
 
-  EXPECT_EQ(engine->localizedStringForKeyWithArgumentsAndPluralRule("items", &args, 5, std::nullopt).text, "3 items");
-  EXPECT_EQ(engine->localizedStringForKeyWithArgumentsAndPluralRule("items", &args, 2, std::nullopt).text, "items[two]");
-  EXPECT_EQ(engine->localizedStringForKeyWithArgumentsAndPluralRule("items", &args, 9, "fallback").text, "fallback");
-  EXPECT_EQ(engine->localizedStringForKeyWithArgumentsAndPluralRule("items", &args, 9, std::nullopt).text,
+  EXPECT_EQ(parts->lookup.localizedStringForKeyWithArgumentsAndPluralRule("items", &args, 5, std::nullopt).text, "3 items");
+  EXPECT_EQ(parts->lookup.localizedStringForKeyWithArgumentsAndPluralRule("items", &args, 2, std::nullopt).text, "items[two]");
+  EXPECT_EQ(parts->lookup.localizedStringForKeyWithArgumentsAndPluralRule("items", &args, 9, "fallback").text, "fallback");
+  EXPECT_EQ(parts->lookup.localizedStringForKeyWithArgumentsAndPluralRule("items", &args, 9, std::nullopt).text,
             "items[(null)]");
-  EXPECT_EQ(engine->localizedStringForKeyWithArguments("hel\nlo", &args, std::nullopt).text, "Servus");
+  EXPECT_EQ(parts->lookup.localizedStringForKeyWithArguments("hel\nlo", &args, std::nullopt).text, "Servus");
 
-  engine->setEnabled(false);
-  EXPECT_EQ(engine->localizedStringForKeyWithArguments("a\nb", &args, "Default %{n}").text, "Default 3");
-  EXPECT_EQ(engine->localizedStringForKeyWithArgumentsAndPluralRule("items", &args, 1, std::nullopt).text, "items[one]");
+  parts->state.enabled = false;
+  EXPECT_EQ(parts->lookup.localizedStringForKeyWithArguments("a\nb", &args, "Default %{n}").text, "Default 3");
+  EXPECT_EQ(parts->lookup.localizedStringForKeyWithArgumentsAndPluralRule("items", &args, 1, std::nullopt).text, "items[one]");
   EXPECT_EQ(lookup("hello"), "Bundle hello");
 }
 
-TEST_F(StringLookup, TablesMapsAndExistence) {
+TEST_F(StringLookupTest, TablesMapsAndExistence) {
   app.platform.device->setBeingTraced(true);
   start();
-  auto current = engine->localizedStringsForCurrentLanguage();
+  auto current = parts->lookup.localizedStringsForCurrentLanguage();
   EXPECT_EQ(current["hello"], "Servus");
   EXPECT_EQ(current["short.only"], "Kurz");
   EXPECT_EQ(current["base.only"], "Base");
 
   TLLanguageMap map{{"de", {{"hello", "Hi"}, {"unknown", "Default"}, {"unknown.empty", ""}}}, {"xx", {}}};
-  auto localized = engine->localizeMap(map);
+  auto localized = parts->lookup.localizeMap(map);
   EXPECT_EQ(localized["de"], (std::map<std::string, std::string>{{"hello", "Hallo"}, {"unknown", "Default"}}));
   EXPECT_TRUE(localized.count("xx"));
-  EXPECT_EQ(engine->missingEntries(), (TLLanguageMap{{"de", {{"unknown", "Default"}, {"unknown.empty", ""}}}}));
+  EXPECT_EQ(parts->missing.missingEntries(), (TLLanguageMap{{"de", {{"unknown", "Default"}, {"unknown.empty", ""}}}}));
 
-  EXPECT_TRUE(engine->entryExists("empty.base"));
-  EXPECT_FALSE(engine->entryExists("short.only"));
+  EXPECT_TRUE(parts->lookup.entryExists("empty.base"));
+  EXPECT_FALSE(parts->lookup.entryExists("short.only"));
 }
 
 }  // namespace

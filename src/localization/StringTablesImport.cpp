@@ -1,11 +1,10 @@
-// The app's own string tables, so the translation service learns every key of the app
-// without anyone typing it in (part of TLInternal).
+#include "localization/StringTablesImport.h"
+
 #include <filesystem>
 #include <mutex>
 #include <set>
 
 #include "config/ProcessState.h"
-#include "core/TLInternal.h"
 #include "config/TLSettings.h"
 #include "localization/DevelopmentLanguage.h"
 #include "localization/TLPluralRule.h"
@@ -51,7 +50,7 @@ void replaceAll(std::string& text, const std::string& token, const std::string& 
 
 }  // namespace
 
-void TLInternal::fillMissingStringsFromLocalStrings() {
+void StringTablesImport::fillMissingStringsFromLocalStrings() const {
   Bundles& bundles = Platform::Current().bundles();
   bool searchAll = searchAllFromSettings();
   auto frameworks = TLSettings::additionalFrameworks();
@@ -69,18 +68,20 @@ void TLInternal::fillMissingStringsFromLocalStrings() {
   }
 }
 
-void TLInternal::fillMissingStringsFromLocalStringsAndBundle(const Bundle& bundle) {
+void StringTablesImport::fillMissingStringsFromLocalStringsAndBundle(const Bundle& bundle) const {
   forEachLocalString(bundle, [this](const std::string& language, const std::string& key, const std::string& text) {
-    auto stored = localizedStringForKeyAndLanguage(key, language);
-    if (!stored || (stored->empty() && !text.empty())) storeMissingEntryForLanguage(language, key, text);
+    auto stored = context_.lookup.localizedStringForKeyAndLanguage(key, language);
+    if (!stored || (stored->empty() && !text.empty())) context_.recordMiss(language, key, text);
   });
 }
 
-void TLInternal::forEachLocalString(const Bundle& bundle, const LocalStringVisitor& visit) {
+void StringTablesImport::forEachLocalString(const Bundle& bundle, const LocalStringVisitor& visit) const {
   std::string mainPath = Platform::Current().bundles().mainBundle()->bundlePath();
   std::vector<std::string> languages = bundle.localizations();
   if (languages.empty()) {
-    if (auto language = bundle.developmentLocalization() ? bundle.developmentLocalization() : getBaseLanguage()) {
+    auto language = bundle.developmentLocalization();
+    if (!language) language = context_.languages.getBaseLanguage();
+    if (language) {
       languages.push_back(*language);
     }
   }
@@ -91,7 +92,8 @@ void TLInternal::forEachLocalString(const Bundle& bundle, const LocalStringVisit
       if (!importsTable(bundle, table)) continue;
       std::string language = folder;
       if (folder == "Base" || path == mainPath + "/" + file) {
-        language = languageCodeOrNothing(bundle.developmentLocalization()).value_or(getBaseLanguage().value_or(""));
+        language = languageCodeOrNothing(bundle.developmentLocalization())
+                       .value_or(context_.languages.getBaseLanguage().value_or(""));
       }
       // Unreadable tables contribute nothing, without a word.
       for (const auto& [key, text] : strings::readDictionaryFile(path).value_or(Value::Dictionary{})) {

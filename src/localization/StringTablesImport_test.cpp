@@ -1,12 +1,13 @@
 #include <gtest/gtest.h>
 
-#include "core/TLInternal.h"
 #include "tests/support/AppFixture.h"
+#include "tests/support/EngineParts.h"
 
 namespace tolvana {
 namespace {
 
 using testing::AppFixture;
+using testing::EngineParts;
 using testing::StringsEncoding;
 
 Value pluralSpec(Value::Dictionary forms) {
@@ -15,7 +16,7 @@ Value pluralSpec(Value::Dictionary forms) {
   return forms;
 }
 
-class StringTablesImport : public ::testing::Test {
+class StringTablesImportTest : public ::testing::Test {
  protected:
   void SetUp() override {
     app.platform.device->setBeingTraced(true);
@@ -41,12 +42,12 @@ class StringTablesImport : public ::testing::Test {
   AppFixture app;
 };
 
-TEST_F(StringTablesImport, ReportsEveryKeyTheStoreLacks) {
+TEST_F(StringTablesImportTest, ReportsEveryKeyTheStoreLacks) {
   app.bundle.info("TolvanaLogLevel", "w");
   app.install();
-  auto engine = TLInternal::sharedInstance();
-  engine->fillMissingStringsFromLocalStrings();
-  auto missing = engine->missingEntries();
+  EngineParts parts;
+  parts.import.fillMissingStringsFromLocalStrings();
+  auto missing = parts.missing.missingEntries();
   EXPECT_EQ(missing["en"], (std::map<std::string, std::string>{
                                {"both[one]", "a file and %#@folders@"},
                                {"both[other]", "files and folders"},
@@ -64,26 +65,26 @@ TEST_F(StringTablesImport, ReportsEveryKeyTheStoreLacks) {
             1u);
 }
 
-TEST_F(StringTablesImport, SearchAllTakesEveryTableButInfoPlist) {
+TEST_F(StringTablesImportTest, SearchAllTakesEveryTableButInfoPlist) {
   app.bundle.info("TolvanaSearchIDsInAllBundles", true);
   app.bundle.framework("Kit").info("CFBundleIdentifier", "io.kit").strings("en", "Kit", {{"kit.key", "Kit"}});
   app.install();
-  auto engine = TLInternal::sharedInstance();
-  engine->fillMissingStringsFromLocalStrings();
-  auto missing = engine->missingEntries()["en"];
+  EngineParts parts;
+  parts.import.fillMissingStringsFromLocalStrings();
+  auto missing = parts.missing.missingEntries()["en"];
   EXPECT_TRUE(missing.count("not.imported"));
   EXPECT_FALSE(missing.count("CFBundleName"));
   EXPECT_FALSE(missing.count("kit.key"));  // frameworks only when listed
 }
 
-TEST_F(StringTablesImport, ListedFrameworksAndBundlesWithoutLocalizations) {
+TEST_F(StringTablesImportTest, ListedFrameworksAndBundlesWithoutLocalizations) {
   app.bundle.info("TolvanaAdditionalFrameworks", "Kit.framework");
   app.bundle.framework("Kit").info("CFBundleIdentifier", "io.kit").strings("", "Localizable", {{"kit.key", "Kit"}});
   app.install();
-  auto engine = TLInternal::sharedInstance();
-  engine->fillMissingStringsFromLocalStrings();
+  EngineParts parts;
+  parts.import.fillMissingStringsFromLocalStrings();
   // The framework has no language folders and no development language: the base language.
-  EXPECT_EQ(engine->missingEntries()["en"]["kit.key"], "Kit");
+  EXPECT_EQ(parts.missing.missingEntries()["en"]["kit.key"], "Kit");
 }
 
 }  // namespace

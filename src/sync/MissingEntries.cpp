@@ -1,11 +1,10 @@
-// Strings the app asked for but the store lacks: recorded with the app's own text and
-// uploaded with an update after a quiet period (part of TLInternal).
+#include "sync/MissingEntries.h"
+
 #include <chrono>
 
-#include "core/TLInternal.h"
+#include "config/TLDeviceUtil.h"
 #include "support/StringUtil.h"
 #include "support/TLLog.h"
-#include "config/TLDeviceUtil.h"
 #include "tolvana/platform/Platform.h"
 
 namespace tolvana {
@@ -27,13 +26,14 @@ std::string uploadLanguageCode(std::string_view language) {
 
 }  // namespace
 
-bool TLInternal::storeMissingEntryForLanguage(std::optional<std::string_view> language,
-                                              std::optional<std::string_view> key,
-                                              std::optional<std::string_view> value) {
+bool MissingEntries::storeMissingEntryForLanguage(std::optional<std::string_view> language,
+                                                  std::optional<std::string_view> key,
+                                                  std::optional<std::string_view> value) {
   // The cheap checks come first: a released app pays almost nothing per miss.
-  auto db = database();
-  if (!enabled() || !db || !db->initialized() || !key || !db->collectMissingEnabled()) return false;
-  if (!isInDraftMode() && !TLDeviceUtil::isDebuggerConnected()) return false;
+  const EngineState& state = context_.state;
+  auto db = state.database();
+  if (!state.enabled || !db || !db->initialized() || !key || !db->collectMissingEnabled()) return false;
+  if (!state.inDraftMode && !TLDeviceUtil::isDebuggerConnected()) return false;
   if (key->size() > kMaximumKeyBytes) {
     logError("You are using an ID that is to large to be uploaded to Tolvana since the maximum ID length is %ld Bytes "
              "while yours is %ld. Please shorten the ID: %@",
@@ -51,7 +51,7 @@ bool TLInternal::storeMissingEntryForLanguage(std::optional<std::string_view> la
   std::string code = uploadLanguageCode(language.value_or(""));
   if (!db->isLanguageSupported(code)) return false;
 
-  std::lock_guard engineLock(mutex_);
+  std::lock_guard engineLock(state.lock());
   {
     std::lock_guard lock(missingMutex_);
     auto& texts = missingEntries_[code];
@@ -62,15 +62,14 @@ bool TLInternal::storeMissingEntryForLanguage(std::optional<std::string_view> la
   return true;
 }
 
-bool TLInternal::queueSendMissingEntrys() {
-  std::lock_guard lock(mutex_);
+bool MissingEntries::queueSendMissingEntrys() {
+  std::lock_guard lock(context_.state.lock());
   if (missingEntryUpdateQueued_) return false;
   missingEntryUpdateQueued_ = true;
   logVerbose("Queue send missing Translations.");
-  std::weak_ptr<TLInternal> weak = weak_from_this();
   try {
-    Platform::Current().dispatch().mainAfter(kQuietPeriod, [weak] {
-      if (auto engine = weak.lock()) engine->sendMissingEntries();
+    Platform::Current().dispatch().mainAfter(kQuietPeriod, [this, owner = context_.owner] {
+      if (auto alive = owner.lock()) sendMissingEntries();
     });
   } catch (...) {
     missingEntryUpdateQueued_ = false;  // else no later miss would ever queue an upload
@@ -79,7 +78,7 @@ bool TLInternal::queueSendMissingEntrys() {
   return true;
 }
 
-void TLInternal::sendMissingEntries() {
+void MissingEntries::sendMissingEntries() {
   std::size_t languages;
   {
     std::lock_guard lock(missingMutex_);
@@ -90,20 +89,19 @@ void TLInternal::sendMissingEntries() {
     return;
   }
   logVerbose("Send missing Translations.");
-  std::weak_ptr<TLInternal> weak = weak_from_this();
-  updateGroups(std::nullopt, std::nullopt, true, [weak](bool success) {
-    auto engine = weak.lock();
-    if (!success || !engine) return;
-    std::lock_guard lock(engine->missingMutex_);
+  context_.upload([this, owner = context_.owner](bool success) {
+    auto alive = owner.lock();
+    if (!success || !alive) return;
+    std::lock_guard lock(missingMutex_);
     logInfo("Updated missing Translations.");
     // Misses recorded while the request was in flight go too; they come back if they miss again.
-    engine->missingEntries_.clear();
+    missingEntries_.clear();
   });
   // Misses that arrive during the upload schedule the next one.
   missingEntryUpdateQueued_ = false;
 }
 
-TLLanguageMap TLInternal::missingEntries() const {
+TLLanguageMap MissingEntries::missingEntries() const {
   std::lock_guard lock(missingMutex_);
   return missingEntries_;
 }

@@ -1,42 +1,39 @@
 #include <gtest/gtest.h>
 
-#include "core/TLInternal.h"
-#include "platform/fake/FaultInjectingHttp.h"
+#include "sync/MissingEntries.h"
 #include "tests/support/AppFixture.h"
+#include "tests/support/EngineParts.h"
 
 namespace tolvana {
 namespace {
 
 using testing::AppFixture;
+using testing::EngineParts;
 
-class MissingEntries : public ::testing::Test {
+class MissingEntriesTest : public ::testing::Test {
  protected:
   void start(bool debugger = true) {
     app.platform.device->setBeingTraced(debugger);
     app.bundle.info("TolvanaLogLevel", "v");
     for (const char* language : {"en", "de", "en-GB", "de-AT"}) app.appLanguage(language, {{"present", "x", ""}});
-    // No server: every request is refused, so uploads fail and the collection stays.
-    http = std::make_shared<FaultInjectingHttp>(nullptr, app.platform.dispatch);
-    app.platform.http = http;
     app.install();
-    engine = TLInternal::sharedInstance();
+    parts = std::make_unique<EngineParts>();
   }
   bool store(std::string_view language, std::string_view key, std::optional<std::string_view> value = "text") {
-    return engine->storeMissingEntryForLanguage(language, key, value);
+    return parts->missing.storeMissingEntryForLanguage(language, key, value);
   }
   AppFixture app;
-  std::shared_ptr<FaultInjectingHttp> http;
-  std::shared_ptr<TLInternal> engine;
+  std::unique_ptr<EngineParts> parts;
 };
 
-TEST_F(MissingEntries, NothingWithoutDebuggerOrDraftMode) {
+TEST_F(MissingEntriesTest, NothingWithoutDebuggerOrDraftMode) {
   start(false);
   EXPECT_FALSE(store("en", "k"));
-  engine->setInDraftMode(true);
+  parts->state.inDraftMode = true;
   EXPECT_TRUE(store("en", "k"));
 }
 
-TEST_F(MissingEntries, ChecksInOrder) {
+TEST_F(MissingEntriesTest, ChecksInOrder) {
   start();
   std::string longest(997, 'k');
   EXPECT_TRUE(store("en", longest));
@@ -47,24 +44,24 @@ TEST_F(MissingEntries, ChecksInOrder) {
   EXPECT_FALSE(store("en", "\n\n"));
   EXPECT_TRUE(store("en", "a\nb"));
   EXPECT_FALSE(store("it", "k"));  // the project has no it
-  EXPECT_FALSE(engine->storeMissingEntryForLanguage("en", std::nullopt, "x"));
+  EXPECT_FALSE(parts->missing.storeMissingEntryForLanguage("en", std::nullopt, "x"));
 
   EXPECT_TRUE(store("de-DE", "k1"));
   EXPECT_TRUE(store("en-GB", "k2"));
   EXPECT_TRUE(store("de-AT", "k3"));
-  auto entries = engine->missingEntries();
+  auto entries = parts->missing.missingEntries();
   EXPECT_TRUE(entries["en"].count("ab"));
   EXPECT_TRUE(entries["de"].count("k1"));
   EXPECT_TRUE(entries["en-GB"].count("k2"));
   EXPECT_TRUE(entries["de-AT"].count("k3"));
 }
 
-TEST_F(MissingEntries, FirstNonEmptyTextWinsAndLongSelfKeysWarn) {
+TEST_F(MissingEntriesTest, FirstNonEmptyTextWinsAndLongSelfKeysWarn) {
   start();
   EXPECT_TRUE(store("en", "k", ""));
   EXPECT_TRUE(store("en", "k", "first"));
   EXPECT_FALSE(store("en", "k", "second"));
-  EXPECT_EQ(engine->missingEntries()["en"]["k"], "first");
+  EXPECT_EQ(parts->missing.missingEntries()["en"]["k"], "first");
 
   std::string sentence = "A sentence used as its own key";
   EXPECT_TRUE(store("en", sentence, sentence));  // the very same characters
@@ -74,24 +71,36 @@ TEST_F(MissingEntries, FirstNonEmptyTextWinsAndLongSelfKeysWarn) {
   EXPECT_EQ(app.platform.log->count("is the same as the source text"), 1u);
 }
 
-TEST_F(MissingEntries, MissesInTheQuietPeriodGoUpTogetherAndARefusedUploadKeepsThem) {
+TEST_F(MissingEntriesTest, MissesInTheQuietPeriodGoUpTogetherAndOnlyAnAcceptedUploadClearsThem) {
   start();
   for (int i = 0; i < 10; ++i) store("en", "key" + std::to_string(i));
   EXPECT_EQ(app.platform.log->count("Queue send missing Translations."), 1u);
   app.platform.dispatch->drain();
-  EXPECT_TRUE(http->requests().empty());  // nothing before ten seconds
+  EXPECT_TRUE(parts->uploads.empty());  // nothing before ten seconds
 
   app.platform.clock->advance(std::chrono::seconds(10));
-  ASSERT_TRUE(app.platform.dispatch->runUntil([&] { return !http->requests().empty(); }));
+  ASSERT_TRUE(app.platform.dispatch->runUntil([&] { return !parts->uploads.empty(); }));
   EXPECT_TRUE(app.platform.log->contains("Send missing Translations."));
-  ASSERT_EQ(http->requests().size(), 1u);
-  EXPECT_EQ(http->requests()[0].method, "POST");
-  EXPECT_NE(http->requests()[0].body.find(R"("key9":"text")"), std::string::npos);
-  EXPECT_FALSE(engine->missingEntryUpdateQueued());
+  EXPECT_EQ(parts->uploads.size(), 1u);
+  EXPECT_FALSE(parts->missing.missingEntryUpdateQueued());
 
-  app.platform.dispatch->runUntil([&] { return !engine->isFetchingLocalisationTexts(); });
-  EXPECT_EQ(engine->missingEntries()["en"].size(), 10u);  // kept for the next request
+  parts->uploads[0](false);
+  EXPECT_EQ(parts->missing.missingEntries()["en"].size(), 10u);  // kept for the next request
   EXPECT_FALSE(app.platform.log->contains("Updated missing Translations."));
+
+  // A miss after the refusal queues the next upload, which takes everything along.
+  store("en", "key10");
+  app.platform.clock->advance(std::chrono::seconds(10));
+  ASSERT_TRUE(app.platform.dispatch->runUntil([&] { return parts->uploads.size() == 2; }));
+  parts->uploads[1](true);
+  EXPECT_TRUE(parts->missing.missingEntries().empty());
+
+  // Nothing queued runs once its owner is gone.
+  store("en", "late");
+  parts->owner.reset();
+  app.platform.clock->advance(std::chrono::seconds(10));
+  app.platform.dispatch->drain();
+  EXPECT_EQ(parts->uploads.size(), 2u);
 }
 
 }  // namespace

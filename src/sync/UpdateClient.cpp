@@ -1,17 +1,16 @@
-// The update request: the engine's one exchange with the translation server (part of
-// TLInternal).
+#include "sync/UpdateClient.h"
+
 #include <algorithm>
 #include <ctime>
 
 #include "config/ProcessState.h"
-#include "core/TLInternal.h"
+#include "config/TLDeviceUtil.h"
 #include "config/TLSettings.h"
 #include "support/Hmac.h"
 #include "support/Json.h"
 #include "support/StringUtil.h"
 #include "support/TLLog.h"
 #include "sync/HttpFailure.h"
-#include "config/TLDeviceUtil.h"
 #include "tolvana/BuildConfig.h"
 #include "tolvana/platform/Platform.h"
 
@@ -74,8 +73,27 @@ std::tm localTime(double secondsSince1970) {
   return parts;
 }
 
+std::vector<std::string> enterpriseHostsOfBuild() {
+  std::vector<std::string> hosts;
+  for (auto& host : split(build::kEnterpriseHosts, ';')) {
+    if (!host.empty()) hosts.push_back(std::move(host));
+  }
+  return hosts;
+}
+
+std::string hostOfUrl(std::string_view url) {
+  auto scheme = url.find("://");
+  std::string_view rest = scheme == std::string_view::npos ? url : url.substr(scheme + 3);
+  rest = rest.substr(0, rest.find_first_of("/?#"));
+  if (auto at = rest.rfind('@'); at != std::string_view::npos) rest = rest.substr(at + 1);
+  if (auto colon = rest.rfind(':'); colon != std::string_view::npos && rest.find(']') == std::string_view::npos) {
+    rest = rest.substr(0, colon);
+  }
+  return toLower(rest);
+}
+
 // The handler runs on the main queue when that was asked for, whichever path ends the update.
-void complete(const TLInternal::UpdateCompletion& completion, bool completeOnMainQueue, bool success) {
+void complete(const UpdateClient::Completion& completion, bool completeOnMainQueue, bool success) {
   if (!completion) return;
   if (completeOnMainQueue) {
     Platform::Current().dispatch().mainAsync([completion, success] { completion(success); });
@@ -86,12 +104,38 @@ void complete(const TLInternal::UpdateCompletion& completion, bool completeOnMai
 
 }  // namespace
 
-std::string TLInternal::generateHmac(std::string_view message) const {
-  auto db = database();
+UpdateClient::UpdateClient(Context context)
+    : context_(std::move(context)), customHostingEnterpriseHosts_(enterpriseHostsOfBuild()) {}
+
+std::vector<std::string> UpdateClient::defaultGroups() const {
+  std::lock_guard lock(context_.state.lock());
+  return defaultGroups_;
+}
+
+void UpdateClient::resetDefaultGroups() {
+  std::vector<std::string> groups{"main"};
+  for (const auto& group : TLSettings::updateGroups()) {
+    std::string trimmed = trimWhitespace(group);
+    if (!trimmed.empty() && std::find(groups.begin(), groups.end(), trimmed) == groups.end()) {
+      groups.push_back(trimmed);
+    }
+  }
+  std::lock_guard lock(context_.state.lock());
+  defaultGroups_ = std::move(groups);
+}
+
+bool UpdateClient::isEnterpriseHost(std::string_view url) const {
+  std::string host = hostOfUrl(url);
+  return std::any_of(customHostingEnterpriseHosts_.begin(), customHostingEnterpriseHosts_.end(),
+                     [&](const std::string& suffix) { return host.ends_with(toLower(suffix)); });
+}
+
+std::string UpdateClient::generateHmac(std::string_view message) const {
+  auto db = context_.state.database();
   return hmacSha256Hex(db ? db->apiSecret() : std::string(), message);
 }
 
-bool TLInternal::shouldSendMAU() const {
+bool UpdateClient::shouldSendMAU() const {
   Platform& platform = Platform::Current();
   auto last = platform.userDefaults().objectForKey("TolvanaLastMAU");
   auto seconds = last ? last->numberAsDouble() : std::nullopt;
@@ -101,56 +145,59 @@ bool TLInternal::shouldSendMAU() const {
   return then.tm_mon != now.tm_mon || then.tm_year != now.tm_year;
 }
 
-void TLInternal::writeLastMAU() {
+void UpdateClient::writeLastMAU() {
   Platform& platform = Platform::Current();
   platform.userDefaults().setObject("TolvanaLastMAU", platform.clock().secondsSince1970());
   platform.userDefaults().synchronize();
 }
 
-void TLInternal::updateGroups(std::optional<std::vector<std::string>> groups,
-                              std::optional<std::vector<std::string>> languages, bool completeOnMainQueue,
-                              UpdateCompletion completion) {
-  std::lock_guard lock(mutex_);
-  if (!enabled() || !database_ || !database_->initialized()) {
+void UpdateClient::updateGroups(std::optional<std::vector<std::string>> groups,
+                                std::optional<std::vector<std::string>> languages, bool completeOnMainQueue,
+                                Completion completion) {
+  EngineState& state = context_.state;
+  std::lock_guard lock(state.lock());
+  auto db = state.database();
+  if (!state.enabled || !db || !db->initialized()) {
     if (completion) completion(false);
     return;
   }
-  std::string host = TLSettings::hostWithAppId(database_->appId());
+  std::string host = TLSettings::hostWithAppId(db->appId());
   std::string proxy = TLSettings::proxyHost();
   if (proxy.empty()) {
     updateGroupsFromHost(std::move(groups), std::move(languages), host, completeOnMainQueue, std::move(completion));
     return;
   }
-  std::weak_ptr<TLInternal> weak = weak_from_this();
   updateGroupsFromHost(groups, languages, proxy, completeOnMainQueue,
-                       [weak, groups, languages, host, completeOnMainQueue, completion](bool success) {
-                         auto engine = weak.lock();
-                         if (success || !engine) {
+                       [this, owner = context_.owner, groups, languages, host, completeOnMainQueue,
+                        completion](bool success) {
+                         auto alive = owner.lock();
+                         if (success || !alive) {
                            if (completion) completion(success);
                            return;
                          }
                          logInfo("Could not connect to proxy. Fallback to public api!");
                          // The fall-back reports failure even when it worked: the proxy is what
                          // the app was configured to use.
-                         engine->updateGroupsFromHost(groups, languages, host, completeOnMainQueue,
-                                                      [completion](bool fallbackSuccess) {
-                                                        logInfo("Fallback request %@!",
-                                                                fallbackSuccess ? "successful" : "failed");
-                                                        if (completion) completion(false);
-                                                      });
+                         updateGroupsFromHost(groups, languages, host, completeOnMainQueue,
+                                              [completion](bool fallbackSuccess) {
+                                                logInfo("Fallback request %@!", fallbackSuccess ? "successful" : "failed");
+                                                if (completion) completion(false);
+                                              });
                        });
 }
 
-void TLInternal::updateGroupsFromHost(std::optional<std::vector<std::string>> groups,
-                                      std::optional<std::vector<std::string>> languages, const std::string& host,
-                                      bool completeOnMainQueue, UpdateCompletion completion) {
-  std::lock_guard lock(mutex_);
-  if (!enabled() || !database_ || !database_->initialized()) {
+void UpdateClient::updateGroupsFromHost(std::optional<std::vector<std::string>> groups,
+                                        std::optional<std::vector<std::string>> languages, const std::string& host,
+                                        bool completeOnMainQueue, Completion completion) {
+  EngineState& state = context_.state;
+  std::lock_guard lock(state.lock());
+  auto database = state.database();
+  if (!state.enabled || !database || !database->initialized()) {
     if (completion) completion(false);
     return;
   }
-  TLDatabase& db = *database_;
-  bool draft = isInDraftMode();
+  TLDatabase& db = *database;
+  bool draft = state.inDraftMode;
   std::vector<std::string> requestedGroups = groups && !groups->empty() ? *groups : defaultGroups_;
 
   std::vector<std::string> requestedLanguages;
@@ -168,7 +215,7 @@ void TLInternal::updateGroupsFromHost(std::optional<std::vector<std::string>> gr
       }
     }
   } else {
-    requestedLanguages = defaultLanguages_;
+    requestedLanguages = context_.languages.defaultLanguages();
   }
   if (!draft) {
     std::erase_if(requestedLanguages, [&](const std::string& language) { return !db.isLanguageSupported(language); });
@@ -182,18 +229,15 @@ void TLInternal::updateGroupsFromHost(std::optional<std::vector<std::string>> gr
   }
   Value::Dictionary body{{"requestedData", std::move(requestedData)}};
   bool full = false;
-  {
-    std::lock_guard missingLock(missingMutex_);
-    if (!missingEntries_.empty()) {
-      Value::Dictionary missing;
-      for (const auto& [language, entries] : missingEntries_) {
-        Value::Dictionary texts;
-        for (const auto& [key, text] : entries) texts[key] = text;
-        missing[language] = std::move(texts);
-      }
-      body["missingEntries"] = std::move(missing);
-      full = true;
+  if (TLLanguageMap collected = context_.missing.missingEntries(); !collected.empty()) {
+    Value::Dictionary missing;
+    for (const auto& [language, entries] : collected) {
+      Value::Dictionary texts;
+      for (const auto& [key, text] : entries) texts[key] = text;
+      missing[language] = std::move(texts);
     }
+    body["missingEntries"] = std::move(missing);
+    full = true;
   }
   // Enterprise hosts never get the monthly report as a reason of its own.
   if (shouldSendMAU() && !isEnterpriseHost(host)) full = true;
@@ -227,7 +271,8 @@ void TLInternal::updateGroupsFromHost(std::optional<std::vector<std::string>> gr
     for (const auto& [key, value] : profile) request.headers.emplace_back(key, value.asString());
   }
   // Only the first request of the process gets the configured time-outs; later ones keep
-  // the defaults, as they always have.
+  // the defaults. Hosts that configure long time-outs for a slow first launch rely on later
+  // requests failing fast.
   if (!ProcessState::get().sessionTimeoutsApplied.exchange(true)) {
     request.requestTimeout = TLSettings::timeoutIntervalForRequest();
     request.resourceTimeout = TLSettings::timeoutIntervalForResource();
@@ -237,24 +282,24 @@ void TLInternal::updateGroupsFromHost(std::optional<std::vector<std::string>> gr
   }
 
   isFetchingLocalisationTexts_ = true;
-  std::weak_ptr<TLInternal> weak = weak_from_this();
   // Kept apart from the request, which the call consumes, to name the cause of a failure.
   std::string url = request.url;
   double timeout = request.requestTimeout;
   Platform::Current().http().send(
       std::move(request),
-      [weak, full, completeOnMainQueue, url, timeout, completion = std::move(completion)](HttpResponse response) {
+      [this, owner = context_.owner, full, completeOnMainQueue, url, timeout,
+       completion = std::move(completion)](HttpResponse response) {
         if (auto cause = httpFailureCause(url, timeout, response)) logWarning("Update request failed: %@", *cause);
-        if (auto engine = weak.lock()) {
-          engine->handleUpdateAnswer(response, full, completeOnMainQueue, completion);
+        if (auto alive = owner.lock()) {
+          handleUpdateAnswer(response, full, completeOnMainQueue, completion);
         } else {
           complete(completion, completeOnMainQueue, false);
         }
       });
 }
 
-void TLInternal::handleUpdateAnswer(const HttpResponse& response, bool fullRequest, bool completeOnMainQueue,
-                                    const UpdateCompletion& completion) {
+void UpdateClient::handleUpdateAnswer(const HttpResponse& response, bool fullRequest, bool completeOnMainQueue,
+                                      const Completion& completion) {
   auto fail = [&] {
     complete(completion, completeOnMainQueue, false);
     isFetchingLocalisationTexts_ = false;
@@ -266,18 +311,15 @@ void TLInternal::handleUpdateAnswer(const HttpResponse& response, bool fullReque
   // still in flight: kept so, as hosts have always seen it.
   if (response.body.front() != '{') return;
 
-  auto db = database();
+  auto db = context_.state.database();
   bool accepted = db && db->parseResponseV2Json(response.body);
   if (accepted && fullRequest) writeLastMAU();
-  if (isInDraftMode() && !IsDraftModeEnabled()) {
-    setInDraftMode(false);
-    writeDraftMode();
-  }
+  if (context_.state.inDraftMode && !context_.state.isDraftModeEnabled()) context_.leaveDraftMode();
   complete(completion, completeOnMainQueue, accepted);
   isFetchingLocalisationTexts_ = false;
   if (!ProcessState::get().firstUpdateCompleted.exchange(true)) {
     logInfo("%@ initialized!", accepted ? "successfully" : "");
-    if (db && db->collectMissingEnabled()) fillMissingStringsFromLocalStrings();
+    if (db && db->collectMissingEnabled()) context_.importLocalStrings();
   }
   if (!TLDeviceUtil::isAppExtension() && !ProcessState::get().gesturesRegistered.exchange(true)) {
     Platform& platform = Platform::Current();

@@ -1,0 +1,18 @@
+#include "localization/EngineState.h"
+
+#include "config/ProcessState.h"
+#include "config/TLDeviceUtil.h"
+
+namespace tolvana {
+
+bool EngineState::collectMissingEnabled() const {
+  auto db = database();
+  return enabled && db && db->collectMissingEnabled() && (inDraftMode || TLDeviceUtil::isDebuggerConnected());
+}
+
+bool EngineState::isDraftModeEnabled() const {
+  auto db = database();
+  return ProcessState::get().draftModeEnabled && db && db->draftModeEnabled();
+}
+
+}  // namespace tolvana

@@ -1,0 +1,49 @@
+// EngineState: what every part of the engine reads: the engine's lock, its switches and its
+// store manager. The engine owns one and lends it to each of its parts; a test builds its own
+// and hands it to the one part it tests.
+//
+// Thread contract: the switches are atomics, read afresh by every look-up. The manager is
+// guarded by the lock, which is re-entrant (start-up and the missing-string collection re-enter
+// it) and is always taken before the missing-string collection's own lock.
+#pragma once
+
+#include <atomic>
+#include <memory>
+#include <mutex>
+
+#include "store/TLDatabase.h"
+
+namespace tolvana {
+
+class EngineState {
+ public:
+  std::recursive_mutex& lock() const { return mutex_; }
+
+  std::shared_ptr<TLDatabase> database() const {
+    std::lock_guard guard(mutex_);
+    return database_;
+  }
+  void setDatabase(std::shared_ptr<TLDatabase> database) {
+    std::lock_guard guard(mutex_);
+    database_ = std::move(database);
+  }
+
+  // Whether a look-up that misses records the key: the store collects misses, and either the
+  // app is in draft mode or a debugger watches it.
+  bool collectMissingEnabled() const;
+  // Whether draft mode is allowed at all: by the app itself and by the store's settings.
+  bool isDraftModeEnabled() const;
+
+  // Written during start-up and then only through the engine's setters.
+  std::atomic<bool> enabled{false};
+  std::atomic<bool> inDraftMode{false};
+  std::atomic<bool> inShowIdMode{false};
+  std::atomic<bool> isPossibleSwiftUi{false};
+  std::atomic<bool> collectStoryBoardStrings{true};
+
+ private:
+  mutable std::recursive_mutex mutex_;
+  std::shared_ptr<TLDatabase> database_;  // guarded by mutex_
+};
+
+}  // namespace tolvana

@@ -1,0 +1,71 @@
+// UpdateClient: the engine's one exchange with the translation server. An update asks for the
+// groups and languages the store lacks (or everything, in draft mode), carries the collected
+// misses and the monthly device profile when due, and hands the answer to the store manager.
+//
+// Thread contract: every method may be called from any thread. A request is built under the
+// engine's lock; its answer is handled on the session's queue, and only while the owner given
+// in the context is alive.
+#pragma once
+
+#include <atomic>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "localization/EngineState.h"
+#include "localization/LanguageSelection.h"
+#include "sync/MissingEntries.h"
+#include "tolvana/platform/Http.h"
+
+namespace tolvana {
+
+class UpdateClient {
+ public:
+  // Gets true when an answer was received and accepted; runs on the main queue when asked,
+  // else on the request's own queue.
+  using Completion = std::function<void(bool)>;
+  struct Context {
+    EngineState& state;
+    const LanguageSelection& languages;
+    const MissingEntries& missing;
+    // Whose life bounds the handling of an answer: the engine, or whatever a test holds.
+    std::weak_ptr<const void> owner;
+    // Called when an answer ends draft mode because it is no longer allowed.
+    std::function<void()> leaveDraftMode;
+    // Called after the first answer of the process when the store collects misses.
+    std::function<void()> importLocalStrings;
+  };
+  explicit UpdateClient(Context context);
+
+  void updateGroups(std::optional<std::vector<std::string>> groups, std::optional<std::vector<std::string>> languages,
+                    bool completeOnMainQueue, Completion completion);
+  void updateGroupsFromHost(std::optional<std::vector<std::string>> groups,
+                            std::optional<std::vector<std::string>> languages, const std::string& host,
+                            bool completeOnMainQueue, Completion completion);
+  // HMAC-SHA256 of the message keyed with the API secret, in 64 lower-case hex digits.
+  std::string generateHmac(std::string_view message) const;
+  bool shouldSendMAU() const;
+  void writeLastMAU();
+  bool isFetchingLocalisationTexts() const { return isFetchingLocalisationTexts_; }
+
+  // "main" and the configured update groups, trimmed, without repeats.
+  std::vector<std::string> defaultGroups() const;
+  void resetDefaultGroups();
+  bool isEnterpriseHost(std::string_view url) const;
+
+ private:
+  void handleUpdateAnswer(const HttpResponse& response, bool fullRequest, bool completeOnMainQueue,
+                          const Completion& completion);
+
+  Context context_;
+  std::atomic<bool> isFetchingLocalisationTexts_{false};
+  // Guarded by the engine's lock.
+  std::vector<std::string> defaultGroups_;
+  // Constant after construction.
+  const std::vector<std::string> customHostingEnterpriseHosts_;
+};
+
+}  // namespace tolvana
