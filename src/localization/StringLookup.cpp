@@ -158,8 +158,9 @@ TLLocalizedString StringLookup::localizedStringForKeyWithArguments(std::string_v
 TLLocalizedString StringLookup::localizedStringForKeyWithArgumentsAndPluralRule(
     std::string_view key, const std::map<std::string, std::string>* arguments, std::int64_t pluralRule,
     std::optional<std::string_view> value) const {
-  // A rule outside 0…5 has no word; the key then ends in "[(null)]": projects hold variants
-  // under that exact key, so a host that passes a bad rule still finds its text.
+  // A rule outside 0…5 has no word; the key then ends in "[(null)]". Misses are collected and
+  // uploaded under that key, so projects may already hold texts under it: another spelling
+  // would lose them.
   std::string variant = std::string(key) + "[" + std::string(pluralRuleWord(pluralRule).value_or("(null)")) + "]";
   // The full look-up never comes back empty-handed, so a missing variant shows the default or
   // the variant key itself; the plain key is deliberately not tried.

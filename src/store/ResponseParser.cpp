@@ -124,6 +124,64 @@ AppFields readAppFields(dom::object root) {
   return app;
 }
 
+// Writes the groups of an answer's languages into their stores, newer versions only, and
+// counts what it wrote and what it could not.
+struct LanguagesWriter {
+  TLDatabase& database;
+  const bool inDraftMode;
+  std::vector<std::string> delivered;
+  long counter = 0;
+  int unwritten = 0;
+
+  void language(std::string language, dom::element groupsValue) {
+    logVerbose("Parsing language: '%@'", language);
+    if (!SafeName::isLanguageCode(language)) {
+      logError("Language code '%@' of the server response refused; skipped.", language);
+      return;
+    }
+    delivered.push_back(language);
+    auto store = database.databaseForLanguage(language, true);
+    dom::object groups;
+    if (groupsValue.get_object().get(groups)) {
+      logError("Groups of language '%@' are no object; skipped.", language);
+      return;
+    }
+    for (auto [groupName, group] : groups) this->group(language, store, std::string(groupName), group);
+  }
+
+  void group(const std::string& language, std::shared_ptr<TLDBProtocol>& store, const std::string& groupName,
+             dom::element groupValue) {
+    logVerbose("Parsing group: '%@'", groupName);
+    dom::object group;
+    if (groupValue.get_object().get(group)) {
+      logError("Group '%@' of '%@' is no object; skipped.", groupName, language);
+      return;
+    }
+    std::int64_t version = 0;
+    if (group["version"].get_int64().get(version)) {
+      logError("Group '%@' of '%@' has no integer version; skipped.", groupName, language);
+      return;
+    }
+    std::int64_t local = -1;
+    if (store && !inDraftMode) local = store->getGroupVersion(groupName);
+    // A store that turns out to be broken is replaced; its groups count as absent.
+    if (database.dropIfBroken(language, store)) {
+      store = database.databaseForLanguage(language, true);
+      local = -1;
+    }
+    if (version <= local) return;
+    dom::object entries;
+    if (store && !group["entries"].get_object().get(entries) && entries.begin() != entries.end() &&
+        !writeGroup(*store, groupName, version, entries, counter)) {
+      logError("Group '%@' of '%@' could not be written.", groupName, language);
+      ++unwritten;
+      if (database.dropIfBroken(language, store)) store = database.databaseForLanguage(language, true);
+    }
+    database.setEntriesWritten(counter);
+    logVerbose("Entries parsed so far: %ld", counter);
+  }
+};
+
 }  // namespace
 
 // The whole answer is parsed, and so validated, before anything is written: a malformed
@@ -168,66 +226,18 @@ bool ResponseParser::parseV2(std::string_view json) {
   }
 
   logVerbose("Parsing entry data...");
-  std::vector<std::string> delivered;
-  long counter = 0;
   database_.setEntriesWritten(0);
-  int unwritten = 0;
-  const bool inDraftMode = database_.engineInDraftMode();
+  LanguagesWriter writer{database_, database_.engineInDraftMode()};
   dom::object languages;
   const bool hasLanguages = app.data && !app.data->get_object().get(languages);
   if (app.data && !hasLanguages) logError("Server response field 'data' is no object; skipped.");
   // A default object has no tape to walk: without "data" there are no languages.
   if (hasLanguages) {
-    for (auto [languageView, groupsValue] : languages) {
-      std::string language(languageView);
-      logVerbose("Parsing language: '%@'", language);
-      if (!SafeName::isLanguageCode(language)) {
-        logError("Language code '%@' of the server response refused; skipped.", language);
-        continue;
-      }
-      delivered.push_back(language);
-      auto store = database_.databaseForLanguage(language, true);
-      dom::object groups;
-      if (groupsValue.get_object().get(groups)) {
-        logError("Groups of language '%@' are no object; skipped.", language);
-        continue;
-      }
-      for (auto [groupView, groupValue] : groups) {
-        std::string groupName(groupView);
-        logVerbose("Parsing group: '%@'", groupName);
-        dom::object group;
-        if (groupValue.get_object().get(group)) {
-          logError("Group '%@' of '%@' is no object; skipped.", groupName, language);
-          continue;
-        }
-        std::int64_t version = 0;
-        if (group["version"].get_int64().get(version)) {
-          logError("Group '%@' of '%@' has no integer version; skipped.", groupName, language);
-          continue;
-        }
-        std::int64_t local = -1;
-        if (store && !inDraftMode) local = store->getGroupVersion(groupName);
-        // A store that turns out to be broken is replaced; its groups count as absent.
-        if (database_.dropIfBroken(language, store)) {
-          store = database_.databaseForLanguage(language, true);
-          local = -1;
-        }
-        if (version <= local) continue;
-        dom::object entries;
-        if (store && !group["entries"].get_object().get(entries) && entries.begin() != entries.end() &&
-            !writeGroup(*store, groupName, version, entries, counter)) {
-          logError("Group '%@' of '%@' could not be written.", groupName, language);
-          ++unwritten;
-          if (database_.dropIfBroken(language, store)) store = database_.databaseForLanguage(language, true);
-        }
-        database_.setEntriesWritten(counter);
-        logVerbose("Entries parsed so far: %ld", counter);
-      }
-    }
+    for (auto [language, groups] : languages) writer.language(std::string(language), groups);
   }
-  logVerbose("Entries parsed in total: %ld", counter);
-  database_.setUnwrittenGroups(unwritten);
-  database_.removeUnusedDatabases(delivered);
+  logVerbose("Entries parsed in total: %ld", writer.counter);
+  database_.setUnwrittenGroups(writer.unwritten);
+  database_.removeUnusedDatabases(writer.delivered);
   database_.refreshAvailableLanguages();
   return true;
 }

@@ -23,6 +23,7 @@
 #include <optional>
 #include <span>
 #include <string>
+#include <string_view>
 
 struct z_stream_s;
 
@@ -33,6 +34,8 @@ class TLArchive {
   // The size of a tar block, and of the pieces members are streamed in.
   static constexpr std::uint64_t kBlockSize = 512;
   static constexpr std::size_t kChunkSize = 51200;
+  // Members whose names end so are gzip streams, unpacked without the suffix.
+  static constexpr std::string_view kGzipSuffix = ".gz";
 
   // Unpacks the archive at tarPath into destination. With skipExistingDirectories, stores
   // that already exist below destination are kept, and stores of languages marked deleted

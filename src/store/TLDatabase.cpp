@@ -1,7 +1,5 @@
 #include "store/TLDatabase.h"
 
-#include <pthread.h>
-
 #include <chrono>
 #include <filesystem>
 
@@ -173,19 +171,14 @@ std::shared_ptr<TLDatabase> TLDatabase::create() {
 std::shared_ptr<TLDBProtocol> TLDatabase::databaseForLanguage(std::string_view language, bool createDatabase) {
   std::lock_guard lock(mutex_);
   State& s = *state_;
-  std::string cacheKey(language);
-  if (s.dbType == kTypeRealm) {
-    char name[32] = {};
-    pthread_getname_np(pthread_self(), name, sizeof name);
-    cacheKey += name;
-  }
-  if (auto it = s.databases.find(cacheKey); it != s.databases.end()) return it->second;
-
-  std::shared_ptr<TLDBProtocol> store;
   if (s.dbType == kTypeRealm) {
     logAssert("Realm is disabled.");
     return nullptr;
   }
+  std::string cacheKey(language);
+  if (auto it = s.databases.find(cacheKey); it != s.databases.end()) return it->second;
+
+  std::shared_ptr<TLDBProtocol> store;
   if (!SafeName::isLanguageCode(language)) {
     logError("Language code '%@' refused: it cannot name a store.", language);
     return nullptr;

@@ -186,20 +186,8 @@ void UpdateClient::updateGroups(std::optional<std::vector<std::string>> groups,
                        });
 }
 
-void UpdateClient::updateGroupsFromHost(std::optional<std::vector<std::string>> groups,
-                                        std::optional<std::vector<std::string>> languages, const std::string& host,
-                                        bool completeOnMainQueue, Completion completion) {
-  EngineState& state = context_.state;
-  std::lock_guard lock(state.lock());
-  auto database = state.database();
-  if (!state.enabled || !database || !database->initialized()) {
-    if (completion) completion(false);
-    return;
-  }
-  TLDatabase& db = *database;
-  bool draft = state.inDraftMode;
-  std::vector<std::string> requestedGroups = groups && !groups->empty() ? *groups : defaultGroups_;
-
+std::vector<std::string> UpdateClient::requestedLanguagesFor(const std::optional<std::vector<std::string>>& languages,
+                                                          TLDatabase& db, bool draft) const {
   std::vector<std::string> requestedLanguages;
   if (languages && !languages->empty()) {
     requestedLanguages = *languages;
@@ -220,31 +208,11 @@ void UpdateClient::updateGroupsFromHost(std::optional<std::vector<std::string>> 
   if (!draft) {
     std::erase_if(requestedLanguages, [&](const std::string& language) { return !db.isLanguageSupported(language); });
   }
+  return requestedLanguages;
+}
 
-  Value::Dictionary requestedData;
-  for (const auto& language : requestedLanguages) {
-    Value::Dictionary versions;
-    for (const auto& group : requestedGroups) versions[group] = draft ? 0 : db.versionForGroup(group, language);
-    requestedData[language] = std::move(versions);
-  }
-  Value::Dictionary body{{"requestedData", std::move(requestedData)}};
-  bool full = false;
-  if (TLLanguageMap collected = context_.missing.missingEntries(); !collected.empty()) {
-    Value::Dictionary missing;
-    for (const auto& [language, entries] : collected) {
-      Value::Dictionary texts;
-      for (const auto& [key, text] : entries) texts[key] = text;
-      missing[language] = std::move(texts);
-    }
-    body["missingEntries"] = std::move(missing);
-    full = true;
-  }
-  // Enterprise hosts never get the monthly report as a reason of its own.
-  if (shouldSendMAU() && !isEnterpriseHost(host)) full = true;
-  if (draft) {
-    body["returnDraft"] = true;
-    full = true;
-  }
+HttpRequest UpdateClient::signedRequest(const std::string& host, const TLDatabase& db, Value::Dictionary body,
+                                        bool full) const {
   Value::Dictionary profile = deviceProfile();
   std::string timestamp = kCacheableTimestamp;
   if (full) {
@@ -271,8 +239,8 @@ void UpdateClient::updateGroupsFromHost(std::optional<std::vector<std::string>> 
     for (const auto& [key, value] : profile) request.headers.emplace_back(key, value.asString());
   }
   // Only the first request of the process gets the configured time-outs; later ones keep
-  // the defaults. Hosts that configure long time-outs for a slow first launch rely on later
-  // requests failing fast.
+  // the defaults. Deliberate: the configured values are meant for the launch's update, and
+  // the update tests check both the first request's time-out and a later one's.
   if (!ProcessState::get().sessionTimeoutsApplied.exchange(true)) {
     request.requestTimeout = TLSettings::timeoutIntervalForRequest();
     request.resourceTimeout = TLSettings::timeoutIntervalForResource();
@@ -280,6 +248,50 @@ void UpdateClient::updateGroupsFromHost(std::optional<std::vector<std::string>> 
     request.requestTimeout = kDefaultRequestTimeout;
     request.resourceTimeout = kDefaultResourceTimeout;
   }
+  return request;
+}
+
+void UpdateClient::updateGroupsFromHost(std::optional<std::vector<std::string>> groups,
+                                        std::optional<std::vector<std::string>> languages, const std::string& host,
+                                        bool completeOnMainQueue, Completion completion) {
+  EngineState& state = context_.state;
+  std::lock_guard lock(state.lock());
+  auto database = state.database();
+  if (!state.enabled || !database || !database->initialized()) {
+    if (completion) completion(false);
+    return;
+  }
+  TLDatabase& db = *database;
+  bool draft = state.inDraftMode;
+  std::vector<std::string> requestedGroups = groups && !groups->empty() ? *groups : defaultGroups_;
+
+  std::vector<std::string> requestedLanguages = requestedLanguagesFor(languages, db, draft);
+
+  Value::Dictionary requestedData;
+  for (const auto& language : requestedLanguages) {
+    Value::Dictionary versions;
+    for (const auto& group : requestedGroups) versions[group] = draft ? 0 : db.versionForGroup(group, language);
+    requestedData[language] = std::move(versions);
+  }
+  Value::Dictionary body{{"requestedData", std::move(requestedData)}};
+  bool full = false;
+  if (TLLanguageMap collected = context_.missing.missingEntries(); !collected.empty()) {
+    Value::Dictionary missing;
+    for (const auto& [language, entries] : collected) {
+      Value::Dictionary texts;
+      for (const auto& [key, text] : entries) texts[key] = text;
+      missing[language] = std::move(texts);
+    }
+    body["missingEntries"] = std::move(missing);
+    full = true;
+  }
+  // Enterprise hosts never get the monthly report as a reason of its own.
+  if (shouldSendMAU() && !isEnterpriseHost(host)) full = true;
+  if (draft) {
+    body["returnDraft"] = true;
+    full = true;
+  }
+  HttpRequest request = signedRequest(host, db, std::move(body), full);
 
   isFetchingLocalisationTexts_ = true;
   // Kept apart from the request, which the call consumes, to name the cause of a failure.
@@ -308,7 +320,9 @@ void UpdateClient::handleUpdateAnswer(const HttpResponse& response, bool fullReq
   if (response.error || response.status != 200 || response.body.empty()) return fail();
   if (trimWhitespaceAndNewlines(response.body).empty()) return fail();
   // An answer that is no JSON object ends here without a word, and the request counts as
-  // still in flight: kept so, as hosts have always seen it.
+  // still in flight: no completion, and isFetchingLocalisationTexts() stays true. Whoever
+  // polls that flag (the tool's wait for an upload) waits to its own deadline; the update's
+  // failure test pins this.
   if (response.body.front() != '{') return;
 
   auto db = context_.state.database();

@@ -57,6 +57,14 @@ class UpdateClient {
   bool isEnterpriseHost(std::string_view url) const;
 
  private:
+  // The languages an update asks for: those asked, with the base and device languages and
+  // the bare forms of regional ones, else the default languages; outside draft mode only
+  // those the project has.
+  std::vector<std::string> requestedLanguagesFor(const std::optional<std::vector<std::string>>& languages,
+                                                 TLDatabase& db, bool draft) const;
+  // The request for the body: a cacheable GET, or a signed POST with the device profile when
+  // the request is full.
+  HttpRequest signedRequest(const std::string& host, const TLDatabase& db, Value::Dictionary body, bool full) const;
   void handleUpdateAnswer(const HttpResponse& response, bool fullRequest, bool completeOnMainQueue,
                           const Completion& completion);
 
