@@ -6,89 +6,23 @@
 #include <chrono>
 
 #include "config/TLSettings.h"
+#include "store/SqliteStatement.h"
 #include "support/TLLog.h"
 #include "tolvana/platform/Platform.h"
 
 namespace tolvana {
 
-namespace {
+using sqlite::bindText;
+using sqlite::columnText;
+using sqlite::openConnection;
+using sqlite::ReadStatement;
 
-// The open flags are part of the store's contract (1 read-only, 6 read-write and create).
-static_assert(SQLITE_OPEN_READONLY == 1);
-static_assert((SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE) == 6);
+namespace {
 
 constexpr const char* kCreateEntries = "CREATE TABLE IF NOT EXISTS entries (key TEXT PRIMARY KEY, value TEXT, draft TEXT)";
 constexpr const char* kCreateGroups = "CREATE TABLE IF NOT EXISTS groups (name TEXT PRIMARY KEY, version INTEGER)";
-constexpr const char* kInsertGroup = "INSERT OR REPLACE INTO GROUPS (name, version) VALUES (@NAME, ?)";
-constexpr const char* kInsertEntry = "INSERT OR REPLACE INTO ENTRIES (key, value, draft) VALUES (@KEY, @VALUE, @DRAFT)";
 constexpr const char* kNotOpenRead = "Database not open (entryValueForKey).";
 constexpr std::chrono::nanoseconds kOutsideCheckInterval = std::chrono::seconds(1);
-
-// Opens a connection, logging a failure; null when there is none.
-sqlite3* openConnection(const std::string& path, bool readOnly, int& status) {
-  int flags = readOnly ? SQLITE_OPEN_READONLY : SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE;
-  sqlite3* handle = nullptr;
-  if (status = sqlite3_open_v2(path.c_str(), &handle, flags, nullptr); status != SQLITE_OK) {
-    logError("Failed to open/create database");
-    // SQLite hands out a handle even on failure; it only carries the error.
-    sqlite3_close(handle);
-    logError("Database not open (open).");
-    return nullptr;
-  }
-  // A lost update is fetched again from the server; speed matters more than durability.
-  sqlite3_exec(handle, "PRAGMA synchronous = OFF", nullptr, nullptr, nullptr);
-  return handle;
-}
-
-// Every caller's buffer outlives the step that reads it, so SQLite need not copy it. An
-// empty view may carry a null pointer, which SQLite would take for NULL; "" keeps it text.
-void bindText(sqlite3_stmt* statement, int index, std::string_view text) {
-  sqlite3_bind_text(statement, index, text.empty() ? "" : text.data(), static_cast<int>(text.size()),
-                    SQLITE_STATIC);
-}
-
-void bindOptionalText(sqlite3_stmt* statement, int index, std::optional<std::string_view> text) {
-  if (!text || text->empty()) {
-    sqlite3_bind_null(statement, index);
-  } else {
-    bindText(statement, index, *text);
-  }
-}
-
-// A NULL column reads as the empty string.
-std::string columnText(sqlite3_stmt* statement, int column) {
-  const auto* text = reinterpret_cast<const char*>(sqlite3_column_text(statement, column));
-  if (!text) return {};
-  return std::string(text, static_cast<std::size_t>(sqlite3_column_bytes(statement, column)));
-}
-
-// A statement that is finalized when the read ends, whichever way it ends. The first
-// failed result is left in status for the store to judge.
-class ReadStatement {
- public:
-  ReadStatement(sqlite3* database, const char* sql, int& status) : status_(status) {
-    if (int result = sqlite3_prepare_v2(database, sql, -1, &statement_, nullptr); result != SQLITE_OK) {
-      status_ = result;
-      sqlite3_finalize(statement_);
-      statement_ = nullptr;
-    }
-  }
-  ~ReadStatement() { sqlite3_finalize(statement_); }
-  ReadStatement(const ReadStatement&) = delete;
-  ReadStatement& operator=(const ReadStatement&) = delete;
-
-  explicit operator bool() const { return statement_ != nullptr; }
-  sqlite3_stmt* get() const { return statement_; }
-  bool stepRow() {
-    int result = sqlite3_step(statement_);
-    if (result != SQLITE_ROW && result != SQLITE_DONE) status_ = result;
-    return result == SQLITE_ROW;
-  }
-
- private:
-  sqlite3_stmt* statement_ = nullptr;
-  int& status_;
-};
 
 }  // namespace
 
@@ -318,167 +252,6 @@ std::optional<std::map<std::string, std::int64_t>> TLDBSqlite::groupList() {
   noteFailure(status, false);
   closeAfterRead();
   return groups;
-}
-
-void TLDBSqlite::applyCommittedRows() {
-  FileSignature signature = signatureOf(dbPath_);
-  std::unique_lock lock(indexMutex_);
-  if (index_ && trackingRows_) {
-    for (const auto& row : pendingRows_) index_->put(row.key, row.value, row.draft);
-    indexSignature_ = signature;
-  } else {
-    // Loaded while the transaction was open, so without its rows.
-    index_.reset();
-  }
-  pendingRows_.clear();
-}
-
-void TLDBSqlite::noteFailure(int result, bool writing) {
-  if (result == SQLITE_OK || result == SQLITE_ROW || result == SQLITE_DONE) return;
-  if (writing) transactionFailed_ = true;
-  const int primary = result & 0xff;
-  if (primary == SQLITE_NOTADB || primary == SQLITE_CORRUPT) broken_ = true;
-}
-
-void TLDBSqlite::finalizeInsertStatements() {
-  sqlite3_finalize(insertEntryStatement_);
-  sqlite3_finalize(insertGroupStatement_);
-  insertEntryStatement_ = nullptr;
-  insertGroupStatement_ = nullptr;
-}
-
-void TLDBSqlite::beginWriteTransaction() {
-  transactionFailed_ = false;
-  pendingRows_.clear();
-  {
-    std::shared_lock lock(indexMutex_);
-    trackingRows_ = index_.has_value();
-  }
-  if (alwaysCloseDB_) open(false);
-  if (!database_) {
-    logError("Database not open (beginWriteTransaction).");
-    transactionFailed_ = true;
-    return;
-  }
-  sqlite3_stmt* begin = nullptr;
-  if (int result = sqlite3_prepare_v2(database_, "BEGIN", -1, &begin, nullptr); result != SQLITE_OK) {
-    logError("Could not BEGIN transaction. Error %d: %s", sqlite3_errcode(database_), sqlite3_errmsg(database_));
-    noteFailure(result, true);
-  } else if (result = sqlite3_step(begin); result != SQLITE_DONE) {
-    logError("Could not BEGIN transaction. (step). Error %d: %s", sqlite3_errcode(database_),
-             sqlite3_errmsg(database_));
-    noteFailure(result, true);
-  }
-  sqlite3_finalize(begin);
-
-  // A transaction that was begun and never committed leaves its statements behind.
-  finalizeInsertStatements();
-  if (int result = sqlite3_prepare_v2(database_, kInsertGroup, -1, &insertGroupStatement_, nullptr);
-      result != SQLITE_OK) {
-    logError("Could not prepare _insertGroupStatement. Error %d: %s", sqlite3_errcode(database_),
-             sqlite3_errmsg(database_));
-    noteFailure(result, true);
-  }
-  if (int result = sqlite3_prepare_v2(database_, kInsertEntry, -1, &insertEntryStatement_, nullptr);
-      result != SQLITE_OK) {
-    logError("Could not prepare _insertEntryStatement. Error %d: %s", sqlite3_errcode(database_),
-             sqlite3_errmsg(database_));
-    noteFailure(result, true);
-  }
-}
-
-void TLDBSqlite::createOrUpdateEntry(std::string_view key, std::optional<std::string_view> value,
-                                     std::optional<std::string_view> draft) {
-  if (!database_) {
-    logError("Database not open (createOrUpdateEntry).");
-    return;
-  }
-  if (key.empty()) {
-    logError("Empty key (createOrUpdateEntry).");
-    return;
-  }
-  // After a failed write SQLite may already have rolled the transaction back; a further
-  // insert would then be committed on its own, beside a group version it does not match.
-  if (transactionFailed_) return;
-  sqlite3_stmt* insert = insertEntryStatement_;
-  // Outside a transaction there is no statement; the row is lost like any failed insert.
-  if (!insert) {
-    logError("Failed to add entry");
-    transactionFailed_ = true;
-    return;
-  }
-  bindText(insert, 1, key);
-  bindOptionalText(insert, 2, value);
-  bindOptionalText(insert, 3, draft);
-  if (int result = sqlite3_step(insert); result != SQLITE_DONE) {
-    logError("Failed to add entry");
-    noteFailure(result, true);
-  } else if (trackingRows_) {
-    pendingRows_.push_back({std::string(key), std::string(value.value_or("")), std::string(draft.value_or(""))});
-  }
-  sqlite3_reset(insert);
-}
-
-void TLDBSqlite::createOrUpdateGroup(std::string_view name, std::int64_t version) {
-  if (!database_) {
-    logError("Database not open (createOrUpdateGroup).");
-    return;
-  }
-  if (name.empty()) {
-    logError("Empty name (createOrUpdateGroup).");
-    return;
-  }
-  if (transactionFailed_) return;
-  sqlite3_stmt* insert = insertGroupStatement_;
-  if (!insert) {
-    logError("Failed to add group");
-    transactionFailed_ = true;
-    return;
-  }
-  bindText(insert, 1, name);
-  // Bound as a 32-bit integer, like every version already stored on devices.
-  sqlite3_bind_int(insert, 2, static_cast<int>(version));
-  if (int result = sqlite3_step(insert); result != SQLITE_DONE) {
-    logError("Failed to add group");
-    noteFailure(result, true);
-  }
-  sqlite3_reset(insert);
-}
-
-bool TLDBSqlite::commitWriteTransaction() {
-  if (!database_) {
-    logError("Database not open (commitWriteTransaction).");
-    return false;
-  }
-  finalizeInsertStatements();
-  // A group's version must never be stored with only part of its entries: a transaction
-  // with a failed write is undone as a whole, and the group is fetched again next time.
-  if (transactionFailed_) {
-    logError("Could not write the transaction; rolled back.");
-    sqlite3_exec(database_, "ROLLBACK", nullptr, nullptr, nullptr);
-    if (alwaysCloseDB_) close();
-    return false;
-  }
-  sqlite3_stmt* commit = nullptr;
-  bool committed = false;
-  std::unique_lock reading(sqliteReadMutex_);
-  if (int result = sqlite3_prepare_v2(database_, "COMMIT", -1, &commit, nullptr); result != SQLITE_OK) {
-    logError("Could not COMMIT transaction. Error %d: %s", sqlite3_errcode(database_), sqlite3_errmsg(database_));
-    noteFailure(result, true);
-  } else if (result = sqlite3_step(commit); result != SQLITE_DONE) {
-    logError("Could not COMMIT transaction. (step)");
-    noteFailure(result, true);
-  } else {
-    committed = true;
-  }
-  sqlite3_finalize(commit);
-  if (committed) applyCommittedRows();
-  reading.unlock();
-  // A COMMIT that failed (a full disk, a lock) leaves the transaction open; undo it so the
-  // connection can close.
-  if (!committed && !sqlite3_get_autocommit(database_)) sqlite3_exec(database_, "ROLLBACK", nullptr, nullptr, nullptr);
-  if (alwaysCloseDB_) close();
-  return committed;
 }
 
 }  // namespace tolvana

@@ -3,8 +3,11 @@
 #include <chrono>
 #include <filesystem>
 
+#include "config/TLDeviceUtil.h"
 #include "config/TLSettings.h"
 #include "platform/PropertyList.h"
+#include "store/ResponseParser.h"
+#include "store/SettingsArchive.h"
 #include "store/TLArchive.h"
 #include "store/TLDBFile.h"
 #include "store/TLDBSqlite.h"
@@ -13,8 +16,6 @@
 #include "support/SafeName.h"
 #include "support/StringUtil.h"
 #include "support/TLLog.h"
-#include "store/ResponseParser.h"
-#include "config/TLDeviceUtil.h"
 #include "tolvana/platform/Platform.h"
 
 namespace fs = std::filesystem;
@@ -25,7 +26,6 @@ namespace {
 constexpr int kTypeSqlite = 0;
 constexpr int kTypeRealm = 1;
 constexpr int kTypeFile = 2;
-constexpr const char* kDefaultArchiveName = "tolvana_settings.tolvana";
 }  // namespace
 
 struct TLDatabase::State {
@@ -53,34 +53,6 @@ TLDatabase::TLDatabase() : state_(std::make_unique<State>()) {}
 TLDatabase::~TLDatabase() = default;
 
 namespace {
-
-// The archive's name from the Info.plist; under tests the test name wins when set.
-std::string settingsArchiveName() {
-  auto name = TLSettings::objectForInfoDictionaryKey("TolvanaSettingsFilename");
-  if (TLDeviceUtil::isRunningTests()) {
-    if (auto testName = TLSettings::objectForInfoDictionaryKey("TolvanaTestSettingsFilename")) name = testName;
-  }
-  if (!name || !name->isString() || name->asString().empty()) return kDefaultArchiveName;
-  return name->asString() + ".tolvana";
-}
-
-std::optional<std::string> locateArchive(const std::string& archiveName) {
-  Bundles& bundles = Platform::Current().bundles();
-  auto main = bundles.mainBundle();
-  std::string base = deletingPathExtension(archiveName);
-  std::string extension = pathExtension(archiveName);
-  auto path = main->pathForResource(base, extension);
-  std::string identifier = main->bundleIdentifier().value_or("");
-  if (!path && contains(identifier, ".xctrunner")) {
-    logInfo("MacOS ui tests detected, attempting to get settings file from main app bundle");
-    std::string appIdentifier = identifier;
-    appIdentifier.erase(appIdentifier.find(".xctrunner"), std::string_view(".xctrunner").size());
-    if (auto app = bundles.bundleWithIdentifier(appIdentifier)) path = app->pathForResource(base, extension);
-  }
-  std::error_code ec;
-  if (!path || !fs::exists(*path, ec)) path = main->pathForResource("tolvana_settings", "tolvana", "flutter_assets/assets");
-  return path;
-}
 
 std::vector<std::string> storeLanguagesIn(const std::string& directory) {
   std::vector<std::string> languages;
@@ -113,8 +85,8 @@ std::shared_ptr<TLDatabase> TLDatabase::create() {
     if (ec || s.dataDirectory.empty()) logError("Create database folder failed %@", s.dataDirectory);
   }
 
-  std::string archiveName = settingsArchiveName();
-  auto archivePath = locateArchive(archiveName);
+  std::string archiveName = SettingsArchive::name();
+  auto archivePath = SettingsArchive::locate(archiveName);
 
   TLDeviceUtil::logMemUsage();
   // Without an archive the unpacking reports the place the app should have shipped it.
@@ -320,30 +292,6 @@ void TLDatabase::removeUnusedDatabases(const std::vector<std::string>& languages
 }
 
 // The file stays until the next unpacking of an archive that carries the language.
-void TLDatabase::deleteDatabase(std::string_view language) { markLanguageAsDeleted(language); }
-
-void TLDatabase::markLanguageAsDeleted(std::string_view language) {
-  std::lock_guard lock(mutex_);
-  UserDefaults& defaults = Platform::Current().userDefaults();
-  defaults.setObject(getDeletionKey(language), 1);
-  defaults.synchronize();
-}
-
-void TLDatabase::markLanguageAsEnabled(std::string_view language) {
-  std::lock_guard lock(mutex_);
-  UserDefaults& defaults = Platform::Current().userDefaults();
-  defaults.setObject(getDeletionKey(language), 0);
-  defaults.synchronize();
-}
-
-bool TLDatabase::isLanguageDeleted(std::string_view language) {
-  return Platform::Current().userDefaults().integerForKey(getDeletionKey(language)) == 1;
-}
-
-std::string TLDatabase::getDeletionKey(std::string_view language) {
-  return std::string(TOLVANA_USER_DEFAUT_KEY) + "/" + std::string(language);
-}
-
 const std::string& TLDatabase::emptyValue() {
   // Never destroyed: the library's threads may still look strings up while the process exits.
   static const auto* empty = new std::string;
@@ -362,43 +310,6 @@ void TLDatabase::saveLatestAppInfo() {
   if (!plist::writeFileAtomically(s.dataDirectory + "/latest.app.tolvana", info, plist::Format::Xml, &error)) {
     logError("%@", error);
   }
-}
-
-double TLDatabase::benchmark() {
-  static constexpr const char* kLorem =
-      "Lorem ipsum dolor sit amet, consetetur sadipscing elitr, sed diam nonumy eirmod tempor invidunt ut labore et "
-      "dolore magna aliquyam erat, sed diam voluptua. At vero eos et accusam et justo duo dolores et ea rebum. Stet "
-      "clita kasd gubergren, no sea takimata sanctus est Lorem ipsum dolor sit amet. Lorem ipsum dolor sit amet, "
-      "consetetur sadipscing elitr, sed diam nonumy.";
-  std::lock_guard lock(mutex_);
-  auto start = std::chrono::steady_clock::now();
-  for (const char* language : {"en", "de", "fr"}) {
-    auto store = databaseForLanguage(language, true);
-    if (!store) continue;
-    for (int g = 0; g < 250; ++g) {
-      store->beginWriteTransaction();
-      store->createOrUpdateGroup(format("Group_%d", g), 0);
-      for (int i = 0; i < 500; ++i) {
-        store->createOrUpdateEntry(format("key_g:%d_i:%d", g, i), format("%@_%d_%d  - value - %@", language, g, i, kLorem),
-                                   format("%@_%d_%d  - draft - %@", language, g, i, kLorem));
-      }
-      store->commitWriteTransaction();
-      TLDeviceUtil::logMemUsage();
-    }
-    store->save();
-  }
-  double seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
-  for (const char* language : {"en", "de", "fr"}) {
-    for (const char* key : {"key_g:3_i:10", "key_g:24_i:10", "key_g:21_i:455"}) {
-      auto before = std::chrono::steady_clock::now();
-      valueWithKey(key, language);
-      logVerbose("Benchmark look-up %@ in %@: %ld us", key, language,
-                 static_cast<long>(std::chrono::duration_cast<std::chrono::microseconds>(
-                                       std::chrono::steady_clock::now() - before)
-                                       .count()));
-    }
-  }
-  return seconds;
 }
 
 void TLDatabase::setDraftModeQuery(std::function<bool()> query) {

@@ -1,0 +1,26 @@
+#include "store/SqliteStatement.h"
+
+#include "support/TLLog.h"
+
+namespace tolvana::sqlite {
+
+// The open flags are part of the store's contract (1 read-only, 6 read-write and create).
+static_assert(SQLITE_OPEN_READONLY == 1);
+static_assert((SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE) == 6);
+
+sqlite3* openConnection(const std::string& path, bool readOnly, int& status) {
+  int flags = readOnly ? SQLITE_OPEN_READONLY : SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE;
+  sqlite3* handle = nullptr;
+  if (status = sqlite3_open_v2(path.c_str(), &handle, flags, nullptr); status != SQLITE_OK) {
+    logError("Failed to open/create database");
+    // SQLite hands out a handle even on failure; it only carries the error.
+    sqlite3_close(handle);
+    logError("Database not open (open).");
+    return nullptr;
+  }
+  // A lost update is fetched again from the server; speed matters more than durability.
+  sqlite3_exec(handle, "PRAGMA synchronous = OFF", nullptr, nullptr, nullptr);
+  return handle;
+}
+
+}  // namespace tolvana::sqlite
