@@ -151,16 +151,19 @@ void UpdateClient::writeLastMAU() {
   platform.userDefaults().synchronize();
 }
 
+std::shared_ptr<TLDatabase> UpdateClient::openDatabaseOrFail(const Completion& completion) const {
+  auto db = context_.state.database();
+  if (context_.state.enabled && db && db->initialized()) return db;
+  if (completion) completion(false);
+  return nullptr;
+}
+
 void UpdateClient::updateGroups(std::optional<std::vector<std::string>> groups,
                                 std::optional<std::vector<std::string>> languages, bool completeOnMainQueue,
                                 Completion completion) {
-  EngineState& state = context_.state;
-  std::lock_guard lock(state.lock());
-  auto db = state.database();
-  if (!state.enabled || !db || !db->initialized()) {
-    if (completion) completion(false);
-    return;
-  }
+  std::lock_guard lock(context_.state.lock());
+  auto db = openDatabaseOrFail(completion);
+  if (!db) return;
   std::string host = TLSettings::hostWithAppId(db->appId());
   std::string proxy = TLSettings::proxyHost();
   if (proxy.empty()) {
@@ -254,15 +257,11 @@ HttpRequest UpdateClient::signedRequest(const std::string& host, const TLDatabas
 void UpdateClient::updateGroupsFromHost(std::optional<std::vector<std::string>> groups,
                                         std::optional<std::vector<std::string>> languages, const std::string& host,
                                         bool completeOnMainQueue, Completion completion) {
-  EngineState& state = context_.state;
-  std::lock_guard lock(state.lock());
-  auto database = state.database();
-  if (!state.enabled || !database || !database->initialized()) {
-    if (completion) completion(false);
-    return;
-  }
+  std::lock_guard lock(context_.state.lock());
+  auto database = openDatabaseOrFail(completion);
+  if (!database) return;
   TLDatabase& db = *database;
-  bool draft = state.inDraftMode;
+  bool draft = context_.state.inDraftMode;
   std::vector<std::string> requestedGroups = groups && !groups->empty() ? *groups : defaultGroups_;
 
   std::vector<std::string> requestedLanguages = requestedLanguagesFor(languages, db, draft);

@@ -57,6 +57,9 @@ class UpdateClient {
   bool isEnterpriseHost(std::string_view url) const;
 
  private:
+  // The store manager when the engine is on and its store open; else the completion gets
+  // false at once and the answer is null.
+  std::shared_ptr<TLDatabase> openDatabaseOrFail(const Completion& completion) const;
   // The languages an update asks for: those asked, with the base and device languages and
   // the bare forms of regional ones, else the default languages; outside draft mode only
   // those the project has.
