@@ -24,12 +24,12 @@
 #include <unordered_map>
 
 #include "RatioReporter.h"
+#include "config/TLDeviceUtil.h"
 #include "core/TLInternal.h"
 #include "localization/TLPluralRule.h"
 #include "store/TLDBSqlite.h"
 #include "store/TLDatabase.h"
 #include "support/Format.h"
-#include "config/TLDeviceUtil.h"
 #include "tests/support/AppFixture.h"
 #include "tests/support/TempDir.h"
 

@@ -3,11 +3,11 @@
 #include <algorithm>
 
 #include "config/ProcessState.h"
+#include "config/TLDeviceUtil.h"
 #include "config/TLSettings.h"
 #include "localization/TLPluralRule.h"
 #include "support/StringUtil.h"
 #include "support/TLLog.h"
-#include "config/TLDeviceUtil.h"
 #include "tolvana/BuildConfig.h"
 #include "tolvana/platform/Platform.h"
 

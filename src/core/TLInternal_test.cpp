@@ -3,8 +3,8 @@
 #include <gtest/gtest.h>
 
 #include "config/ProcessState.h"
-#include "tests/support/AppFixture.h"
 #include "support/StringUtil.h"
+#include "tests/support/AppFixture.h"
 #include "tolvana/BuildConfig.h"
 
 namespace tolvana {

@@ -8,10 +8,10 @@
 #include <string_view>
 #include <vector>
 
+#include "config/TLDeviceUtil.h"
 #include "core/TLInternal.h"
 #include "support/StringUtil.h"
 #include "support/TLLog.h"
-#include "config/TLDeviceUtil.h"
 #include "tolvana/Tolvana.h"
 #include "tolvana/tolvana.h"
 

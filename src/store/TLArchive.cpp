@@ -14,10 +14,10 @@
 #include <memory>
 #include <vector>
 
+#include "config/TLDeviceUtil.h"
 #include "store/TLDatabase.h"
 #include "support/Files.h"
 #include "support/TLLog.h"
-#include "config/TLDeviceUtil.h"
 #include "tolvana/platform/Platform.h"
 
 namespace tolvana {

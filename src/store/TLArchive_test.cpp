@@ -9,11 +9,11 @@
 #include <filesystem>
 #include <functional>
 
+#include "config/TLDeviceUtil.h"
 #include "store/TLDBSqlite.h"
 #include "store/TLDatabase.h"
 #include "support/Files.h"
 #include "support/TLLog.h"
-#include "config/TLDeviceUtil.h"
 #include "tests/support/ArchiveBuilder.h"
 #include "tests/support/TempDir.h"
 #include "tests/support/TestPlatform.h"

@@ -11,10 +11,10 @@
 #include <unistd.h>
 
 #include "Printable.h"
+#include "config/TLDeviceUtil.h"
 #include "platform/posix/DirectoryBundle.h"
 #include "platform/posix/LinuxPorts.h"
 #include "sync/HttpFailure.h"
-#include "config/TLDeviceUtil.h"
 #include "tolvana/platform/Platform.h"
 
 namespace tolvana::cli {
