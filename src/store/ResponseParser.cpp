@@ -127,6 +127,8 @@ AppFields readAppFields(dom::object root) {
 // Writes the groups of an answer's languages into their stores, newer versions only, and
 // counts what it wrote and what it could not.
 struct LanguagesWriter {
+  LanguagesWriter(TLDatabase& database, bool inDraftMode) : database(database), inDraftMode(inDraftMode) {}
+
   TLDatabase& database;
   const bool inDraftMode;
   std::vector<std::string> delivered;
