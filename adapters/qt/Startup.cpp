@@ -3,11 +3,10 @@
 // nothing at all.
 #include <QApplication>
 #include <QEvent>
-#include <QEventLoop>
-#include <QTimer>
 #include <QWidget>
 #include <optional>
 
+#include "EventLoopWait.h"
 #include "QtDispatch.h"
 #include "QtUi.h"
 #include "TextsChangedNotice.h"
@@ -18,14 +17,6 @@
 namespace tolvana::qt {
 
 namespace {
-
-// The event loop keeps running while the first update is awaited: timers, the main queue
-// and repaints of other windows go on.
-void waitOneSecond() {
-  QEventLoop loop;
-  QTimer::singleShot(1000, &loop, &QEventLoop::quit);
-  loop.exec();
-}
 
 // The launch hook point: the first window about to appear. A window's Show event comes
 // before the window reaches the screen, so waiting in it holds that window back.

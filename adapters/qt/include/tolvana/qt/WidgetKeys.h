@@ -3,13 +3,9 @@
 
 #include <QString>
 
-class QWidget;
+#include "tolvana/qt/Export.h"
 
-#if defined(TOLVANA_QT_BUILDING)
-#define TOLVANA_QT_EXPORT __attribute__((visibility("default")))
-#else
-#define TOLVANA_QT_EXPORT
-#endif
+class QWidget;
 
 namespace tolvana::qt {
 
