@@ -11,7 +11,9 @@ void TextsChangedNotice::send(HttpRequest request, std::function<void(HttpRespon
   inner_->send(std::move(request), [mainQueue = mainQueue_, completion = std::move(completion)](HttpResponse response) {
     std::uint64_t before = TolvanaHooks::textsChangedCount();
     completion(std::move(response));
-    if (TolvanaHooks::textsChangedCount() != before) mainQueue->mainAsync([] { TolvanaTranslator::announceTextsChanged(); });
+    if (TolvanaHooks::textsChangedCount() != before) {
+      mainQueue->mainAsync([] { TolvanaTranslator::announceTextsChanged(); });
+    }
   });
 }
 

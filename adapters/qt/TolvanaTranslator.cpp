@@ -24,7 +24,10 @@ QString toQString(const std::optional<TolvanaHooks::Answer>& answer, int n = -1)
     text.replace(QLatin1String("%n"), QString::number(n));
   }
   // The tag keeps a copy, so the shared data, and with it the address, stays this text's.
-  if (answer->key) TolvanaHooks::tagText(text.constData(), std::make_shared<const QString>(text), *answer->key);
+  // Empty texts share one static storage, which no tag may claim.
+  if (answer->key && !text.isEmpty()) {
+    TolvanaHooks::tagText(text.constData(), std::make_shared<const QString>(text), *answer->key);
+  }
   return text;
 }
 
@@ -49,6 +52,9 @@ void TolvanaTranslator::announceTextsChanged() {
 QString TolvanaTranslator::translate(const char* context, const char* sourceText, const char* disambiguation,
                                      int n) const {
   if (!sourceText || !*sourceText) return {};
+  // Qt's own classes (QLineEdit's menu, QDialogButtonBox's buttons) have Qt's translation
+  // files; asking the stores would only report Qt's texts as the app's missing strings.
+  if (context && context[0] == 'Q' && context[1] >= 'A' && context[1] <= 'Z') return {};
   std::string_view key(sourceText);
   std::string_view translationContext = context ? std::string_view(context) : std::string_view();
   // qtTrId passes no context: its id is a key, not a text to show.

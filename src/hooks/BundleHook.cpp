@@ -17,7 +17,9 @@ bool searchAllBundles() {
   });
 }
 
-std::string frameworkName(const Bundle& bundle) { return deletingPathExtension(lastPathComponent(bundle.bundlePath())); }
+std::string frameworkName(const Bundle& bundle) {
+  return deletingPathExtension(lastPathComponent(bundle.bundlePath()));
+}
 
 // Where the engine had nothing, the toolkit's other sources must get their turn. With the
 // engine off, the bundle's own table answered unless the text is the default or the key.

@@ -17,7 +17,9 @@ using testing::AppFixture;
 // their own tables.
 struct HookApp {
   explicit HookApp(bool searchAll = false) {
-    app.appLanguage("en", {{"hello", "Hello", ""}, {"items[one]", "%{count} item", ""}, {"items[other]", "%{count} items", ""}});
+    app.appLanguage("en", {{"hello", "Hello", ""},
+                           {"items[one]", "%{count} item", ""},
+                           {"items[other]", "%{count} items", ""}});
     app.bundle.info("TolvanaAdditionalFrameworks", "Payments.framework");
     if (searchAll) app.bundle.info("TolvanaSearchIDsInAllBundles", true);
     app.bundle.framework("Payments").strings("en", "Localizable", {{"pay", "Pay now"}});
@@ -68,7 +70,9 @@ TEST(LaunchHook, GateOpensOnFirstCallOnlyAndWhereAutostartAllows) {
                  Case{true, true, true, true}, Case{true, false, false, true}}) {
     AppFixture app;
     app.bundle.info("TolvanaEnableAutostart", c.autostart).info("TolvanaEnableAutostartForTests", c.forTests);
-    if (c.underTestRunner) app.platform.device->setEnvironmentValue("XCTestConfigurationFilePath", "/t/a.xctestconfiguration");
+    if (c.underTestRunner) {
+      app.platform.device->setEnvironmentValue("XCTestConfigurationFilePath", "/t/a.xctestconfiguration");
+    }
     app.install();
     LaunchHook::forgetForTesting();
     EXPECT_EQ(LaunchHook::once(), c.expected) << c.autostart << c.forTests << c.underTestRunner;

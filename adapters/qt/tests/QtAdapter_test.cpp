@@ -74,6 +74,7 @@ TEST(QtAdapter, TranslatorAnswersFromTheStoresAndLeavesMissesToOtherTranslators)
   EXPECT_EQ(qtTrId("footer.note"), "Mit der App ausgeliefert (Version 1)");
   EXPECT_EQ(tr("%n item(s) in your cart", 1), "Ein Artikel im Warenkorb");
   EXPECT_EQ(tr("%n item(s) in your cart", 3), "3 Artikel im Warenkorb");
+  EXPECT_EQ(QCoreApplication::translate("QLineEdit", "Welcome"), "Welcome");  // Qt's own texts
   OtherTranslator other;
   QCoreApplication::installTranslator(&other);
   EXPECT_EQ(tr("Help"), "Hilfe");
