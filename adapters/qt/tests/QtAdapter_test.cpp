@@ -27,7 +27,8 @@ inline void PrintTo(const QString& text, std::ostream* out) { *out << '"' << tex
 
 namespace {
 
-QString workDir;  // set by main()
+QString workDir;    // set by main()
+QString serverUrl;  // the reference server main() started
 
 void writeFile(const QString& path, const QString& text) {
   QFile file(path);
@@ -197,6 +198,15 @@ SampleRun runSample(const QString& name, const QString& host, const QString& ext
   return {sample.exitCode(), QString::fromUtf8(sample.readAllStandardOutput()), timer.elapsed()};
 }
 
+TEST(QtSample, ShowsTheArchivesTextsThenTheServersOnceAnUpdateWroteThem) {
+  auto before = runSample("sample", serverUrl, "<key>TolvanaInitialUpdate</key><false/>");
+  EXPECT_TRUE(before.out.contains("title\tWillkommen\t")) << before.out.toStdString();
+  auto after = runSample("sample", serverUrl, "");
+  EXPECT_EQ(after.status, 0);
+  EXPECT_TRUE(after.out.contains("title\tWillkommen im Qt-Beispiel\t")) << after.out.toStdString();
+  EXPECT_TRUE(after.out.contains("footer\tVom Server aktualisiert (Version 2)\t")) << after.out.toStdString();
+}
+
 TEST(QtSample, AutostartOffLeavesTheAppUntouched) {
   auto run = runSample("off", "http://127.0.0.1:1", "<key>TolvanaEnableAutostart</key><false/>");
   EXPECT_EQ(run.status, 0);
@@ -223,7 +233,7 @@ int main(int argc, char** argv) {
   QProcess server;
   server.setProcessChannelMode(QProcess::MergedChannels);
   server.start(QStringLiteral(TOLVANA_CLI_BINARY), {"serve", "--project", workDir + "/project", "--port", "0"});
-  QString url;
+  QString& url = serverUrl;
   while (url.isEmpty() && server.waitForReadyRead(10000)) {
     for (const QString& line : QString::fromUtf8(server.readAll()).split('\n')) {
       if (line.startsWith("listening on ")) url = line.mid(13).trimmed();
