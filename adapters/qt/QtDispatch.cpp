@@ -32,10 +32,11 @@ void QtDispatch::mainAsync(Task task) {
 }
 
 void QtDispatch::mainAfter(std::chrono::milliseconds delay, Task task) {
-  // A timer belongs to the thread that starts it, so it is started from the GUI thread.
+  // A timer belongs to the thread that starts it, so it is started from the GUI thread; a
+  // coarse timer may fire a little early, which delayed tasks must never do.
   mainAsync([context = context_, delay, task = std::move(task)]() mutable {
     if (!context) return;
-    QTimer::singleShot(delay, context.data(), [task = std::move(task)] { run(task); });
+    QTimer::singleShot(delay, Qt::PreciseTimer, context.data(), [task = std::move(task)] { run(task); });
   });
 }
 

@@ -4,7 +4,6 @@
 #include <QApplication>
 #include <QEvent>
 #include <QWidget>
-#include <optional>
 
 #include "EventLoopWait.h"
 #include "QtDispatch.h"
