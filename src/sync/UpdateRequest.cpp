@@ -273,6 +273,7 @@ void TLInternal::handleUpdateAnswer(const HttpResponse& response, bool fullReque
     setInDraftMode(false);
     writeDraftMode();
   }
+  if (accepted && db->entriesWritten() > 0) ++ProcessState::get().textsChanged;
   complete(completion, completeOnMainQueue, accepted);
   isFetchingLocalisationTexts_ = false;
   if (!ProcessState::get().firstUpdateCompleted.exchange(true)) {
