@@ -28,6 +28,17 @@ string(REGEX REPLACE "/$" "" TOLVANA_PC_TO_PREFIX "${TOLVANA_PC_TO_PREFIX}")
 configure_file(cmake/tolvana.pc.in ${PROJECT_BINARY_DIR}/tolvana.pc @ONLY)
 install(FILES ${PROJECT_BINARY_DIR}/tolvana.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT development)
 
+# The Qt adapter, as the package's component "Qt" (Tolvana::tolvana-qt), in a Debian package
+# of its own so that hosts without Qt do not pull it in.
+if(TARGET tolvana-qt)
+  install(TARGETS tolvana-qt EXPORT TolvanaQtTargets
+    LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT qt NAMELINK_COMPONENT development)
+  install(DIRECTORY adapters/qt/include/tolvana DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} COMPONENT development
+    FILES_MATCHING PATTERN "*.h")
+  install(EXPORT TolvanaQtTargets NAMESPACE Tolvana:: FILE Tolvana-QtTargets.cmake DESTINATION ${TOLVANA_CMAKE_DIR}
+    COMPONENT development)
+endif()
+
 if(TARGET tolvana-cli)
   install(TARGETS tolvana-cli tolvana-devserver RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT tools)
 endif()

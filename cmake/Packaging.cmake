@@ -1,7 +1,7 @@
 # Debian packages, one per install component: libtolvana2 (the shared library),
-# libtolvana-dev (headers, CMake package, pkg-config file) and tolvana-tools (the tool and the
-# reference server). Their dependencies on other libraries come from what the binaries
-# actually link (dpkg-shlibdeps). scripts/package builds them.
+# libtolvana-qt2 (the Qt adapter, when built), libtolvana-dev (headers, CMake package,
+# pkg-config file) and tolvana-tools (the tool and the reference server). Their dependencies
+# on other libraries come from what the binaries actually link (dpkg-shlibdeps). scripts/package builds them.
 set(CPACK_GENERATOR DEB)
 set(CPACK_PACKAGE_NAME tolvana)
 set(CPACK_PACKAGE_VENDOR "Tolvana contributors")
@@ -13,6 +13,9 @@ set(CPACK_PACKAGE_VERSION ${PROJECT_VERSION})
 set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
 set(CPACK_STRIP_FILES ON)
 set(CPACK_COMPONENTS_ALL runtime development tools)
+if(TARGET tolvana-qt)
+  list(APPEND CPACK_COMPONENTS_ALL qt)
+endif()
 
 set(CPACK_DEB_COMPONENT_INSTALL ON)
 set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
@@ -35,5 +38,13 @@ set(CPACK_DEBIAN_TOOLS_PACKAGE_SECTION devel)
 set(CPACK_COMPONENT_TOOLS_DESCRIPTION "Tolvana command-line tool and reference translation server\n"
     " tolvana looks up, inspects and updates an app's translations; tolvana-devserver serves\n"
     " translations on loopback for development and tests.")
+
+set(CPACK_DEBIAN_QT_PACKAGE_NAME libtolvana-qt${PROJECT_VERSION_MAJOR})
+# The adapter links libtolvana from the package beside it, which dpkg-shlibdeps finds here.
+set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS ${PROJECT_BINARY_DIR})
+set(CPACK_DEBIAN_QT_PACKAGE_DEPENDS "libtolvana${PROJECT_VERSION_MAJOR} (= ${PROJECT_VERSION})")
+set(CPACK_COMPONENT_QT_DESCRIPTION "Tolvana localisation library (Qt adapter)\n"
+    " Linked into a Qt Widgets application, answers its tr() look-ups from Tolvana's stores\n"
+    " with no code of the application's own.")
 
 include(CPack)

@@ -37,6 +37,7 @@ struct ProcessState {
   std::atomic<bool> sessionTimeoutsApplied{false};
   std::atomic<bool> firstUpdateCompleted{false};
   std::atomic<bool> gesturesRegistered{false};
+  std::atomic<std::uint64_t> textsChanged{0};  // updates that wrote texts, for toolkit adapters
 
   // Facts read on first use and kept for the process.
   CachedValue<bool> searchAllBundles;

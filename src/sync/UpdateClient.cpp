@@ -328,6 +328,7 @@ void UpdateClient::handleUpdateAnswer(const HttpResponse& response, bool fullReq
   bool accepted = db && db->parseResponseV2Json(response.body);
   if (accepted && fullRequest) writeLastMAU();
   if (context_.state.inDraftMode && !context_.state.isDraftModeEnabled()) context_.leaveDraftMode();
+  if (accepted && db->entriesWritten() > 0) ++ProcessState::get().textsChanged;
   complete(completion, completeOnMainQueue, accepted);
   isFetchingLocalisationTexts_ = false;
   if (!ProcessState::get().firstUpdateCompleted.exchange(true)) {

@@ -35,7 +35,9 @@ void FaultInjectingHttp::send(HttpRequest request, std::function<void(HttpRespon
   auto forward = [inner = inner_, dispatch = dispatch_](HttpRequest r, std::function<void(HttpResponse)> done) {
     if (inner) return inner->send(std::move(r), std::move(done));
     auto session = dispatch->makeSerialQueue("tolvana.http.fault");
-    session->async([session, done] { done(HttpResponse{"no server behind the fault injector", 0, {}, {}}); });
+    session->async([session, done] {
+      done(HttpResponse{"no server behind the fault injector", 0, {}, {}, HttpResponse::Failure::other});
+    });
   };
   if (!fault) return forward(std::move(request), std::move(completion));
 

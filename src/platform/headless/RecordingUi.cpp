@@ -12,7 +12,14 @@ std::vector<Alert> RecordingUi::alerts() const {
   return alerts_;
 }
 
-void RecordingUi::installLookupHooks() { record("installLookupHooks"); }
+// Recorded as a toolkit's UI acts: the hooks go in at the first engine start, and the later
+// starts, which ask again, change nothing.
+void RecordingUi::installLookupHooks() {
+  std::lock_guard lock(mutex_);
+  if (hooksInstalled_) return;
+  hooksInstalled_ = true;
+  calls_.push_back("installLookupHooks");
+}
 void RecordingUi::addOverlay(bool forUiTests) { record(forUiTests ? "addOverlay(uiTests)" : "addOverlay"); }
 void RecordingUi::removeOverlay() { record("removeOverlay"); }
 void RecordingUi::registerDraftModeGestures() { record("registerDraftModeGestures"); }

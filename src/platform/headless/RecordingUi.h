@@ -20,14 +20,15 @@ class RecordingUi final : public Ui {
   void registerDraftModeGestures() override;
   // A copy of every alert presented so far, oldest first.
   std::vector<Alert> alerts() const;
-  // Every other request, in order: "installLookupHooks", "addOverlay", "addOverlay(uiTests)",
-  // "removeOverlay", "registerDraftModeGestures".
+  // Every other request, in order: "installLookupHooks" (its first only: later ones change
+  // nothing), "addOverlay", "addOverlay(uiTests)", "removeOverlay", "registerDraftModeGestures".
   std::vector<std::string> calls() const;
 
  private:
   mutable std::mutex mutex_;
   std::vector<Alert> alerts_;        // guarded by mutex_
   std::vector<std::string> calls_;  // guarded by mutex_
+  bool hooksInstalled_ = false;     // guarded by mutex_
   void record(std::string call);
 };
 

@@ -1,10 +1,12 @@
 #include "platform/posix/CurlHttp.h"
 
 #include <curl/curl.h>
+#include <zlib.h>
 
 #include <algorithm>
 #include <chrono>
 #include <cctype>
+#include <map>
 #include <mutex>
 
 namespace tolvana {
@@ -16,24 +18,83 @@ std::string lowerCase(std::string text) {
   return text;
 }
 
+// Undoes a gzip or zlib content encoding as the body arrives. curl's own decoding takes a
+// compressed stream that stops short of its end for a whole answer, so a cut answer would
+// pass for a short one.
+class Inflater {
+ public:
+  Inflater() { ready_ = inflateInit2(&stream_, 15 + 32) == Z_OK; }  // +32: either header
+  ~Inflater() { inflateEnd(&stream_); }
+  Inflater(const Inflater&) = delete;
+  Inflater& operator=(const Inflater&) = delete;
+
+  // Hands each decoded piece to keep, which returns false to stop; false on a broken stream.
+  template <class Keep>
+  bool feed(const char* data, std::size_t size, Keep&& keep) {
+    stream_.next_in = reinterpret_cast<Bytef*>(const_cast<char*>(data));
+    stream_.avail_in = static_cast<uInt>(size);
+    char buffer[64 * 1024];
+    while (ready_ && !finished_) {
+      stream_.next_out = reinterpret_cast<Bytef*>(buffer);
+      stream_.avail_out = sizeof buffer;
+      int status = inflate(&stream_, Z_NO_FLUSH);
+      if (status != Z_OK && status != Z_STREAM_END && status != Z_BUF_ERROR) return false;
+      if (!keep(buffer, sizeof buffer - stream_.avail_out)) return false;
+      finished_ = status == Z_STREAM_END;
+      if (status == Z_BUF_ERROR || (stream_.avail_in == 0 && stream_.avail_out != 0)) break;
+    }
+    return ready_;
+  }
+  bool finished() const { return finished_; }
+
+ private:
+  z_stream stream_{};
+  bool ready_ = false, finished_ = false;
+};
+
 // The answer as it is decoded, up to a bound: an endless or highly compressed body would
 // otherwise grow until the process runs out of memory.
 struct BodySink {
   std::string* body;
+  const std::map<std::string, std::string>* headers;
   std::size_t limit;
   const std::function<void(std::size_t)>* onGrowth;
   bool overflowed = false;
+  bool started = false;
+  std::unique_ptr<Inflater> inflater;
+  std::optional<std::string> undecodable;  // why the body could not be decoded
+
+  bool keep(const char* data, std::size_t size) {
+    if (size > limit - body->size()) {
+      overflowed = true;
+      return false;
+    }
+    body->append(data, size);
+    if (*onGrowth && size > 0) (*onGrowth)(body->size());
+    return true;
+  }
+  // The headers are complete once the body starts.
+  bool start() {
+    started = true;
+    auto found = headers->find("content-encoding");
+    std::string encoding = found == headers->end() ? "" : lowerCase(found->second);
+    if (encoding == "gzip" || encoding == "x-gzip" || encoding == "deflate") {
+      inflater = std::make_unique<Inflater>();
+    } else if (!encoding.empty() && encoding != "identity") {
+      undecodable = "the answer's content encoding " + encoding + " is not supported";
+    }
+    return !undecodable;
+  }
 };
 
 size_t collectBody(char* data, size_t size, size_t count, void* user) {
   auto* sink = static_cast<BodySink*>(user);
-  if (size * count > sink->limit - sink->body->size()) {
-    sink->overflowed = true;
-    return 0;  // anything short of the full count makes curl end the transfer with an error
-  }
-  sink->body->append(data, size * count);
-  if (*sink->onGrowth) (*sink->onGrowth)(sink->body->size());
-  return size * count;
+  if (!sink->started && !sink->start()) return 0;
+  auto keep = [sink](const char* piece, std::size_t length) { return sink->keep(piece, length); };
+  bool kept = sink->inflater ? sink->inflater->feed(data, size * count, keep) : keep(data, size * count);
+  if (!kept && !sink->overflowed) sink->undecodable = "the answer's compressed body is broken";
+  // Anything short of the full count makes curl end the transfer with an error.
+  return kept ? size * count : 0;
 }
 
 size_t collectHeader(char* data, size_t size, size_t count, void* user) {
@@ -113,16 +174,12 @@ class CurlHttp final : public Http {
     char errorBuffer[CURL_ERROR_SIZE] = {};
     curl_slist* headers = nullptr;
     for (const auto& [name, value] : request.headers) {
-      // curl sets this one itself, so that it also decodes what the server compressed.
-      if (lowerCase(name) == "accept-encoding") {
-        curl_easy_setopt(curl, CURLOPT_ACCEPT_ENCODING, value.c_str());
-        continue;
-      }
       headers = curl_slist_append(headers, (name + ": " + value).c_str());
     }
     // Without this curl would send "Expect: 100-continue" for larger bodies and wait.
     headers = curl_slist_append(headers, "Expect:");
     curl_easy_setopt(curl, CURLOPT_URL, request.url.c_str());
+    curl_easy_setopt(curl, CURLOPT_HTTP_CONTENT_DECODING, 0L);  // BodySink decodes
     curl_easy_setopt(curl, CURLOPT_HTTPHEADER, headers);
     curl_easy_setopt(curl, CURLOPT_NOSIGNAL, 1L);
     curl_easy_setopt(curl, CURLOPT_ERRORBUFFER, errorBuffer);
@@ -148,15 +205,20 @@ class CurlHttp final : public Http {
     curl_easy_setopt(curl, CURLOPT_XFERINFOFUNCTION, checkIdle);
     curl_easy_setopt(curl, CURLOPT_XFERINFODATA, &idle);
     curl_easy_setopt(curl, CURLOPT_WRITEFUNCTION, collectBody);
-    BodySink sink{.body = &response.body, .limit = options.maxBodyBytes, .onGrowth = &options.onBodyBytes};
+    BodySink sink{.body = &response.body, .headers = &response.headers, .limit = options.maxBodyBytes,
+                  .onGrowth = &options.onBodyBytes};
     curl_easy_setopt(curl, CURLOPT_WRITEDATA, &sink);
     curl_easy_setopt(curl, CURLOPT_HEADERFUNCTION, collectHeader);
     curl_easy_setopt(curl, CURLOPT_HEADERDATA, &response.headers);
 
     CURLcode result = curl_easy_perform(curl);
-    if (result != CURLE_OK) {
-      response.failure = sink.overflowed ? HttpResponse::Failure::other : failureOf(result);
+    if (result == CURLE_OK && sink.inflater && !sink.inflater->finished()) {
+      sink.undecodable = "the answer's compressed body ends before its stream does";
+    }
+    if (result != CURLE_OK || sink.undecodable) {
+      response.failure = sink.overflowed || sink.undecodable ? HttpResponse::Failure::other : failureOf(result);
       response.error = sink.overflowed ? "the answer is larger than " + std::to_string(options.maxBodyBytes) + " bytes"
+                       : sink.undecodable ? *sink.undecodable
                        : result == CURLE_ABORTED_BY_CALLBACK
                            ? "the request timed out"
                            : std::string(curl_easy_strerror(result)) + (errorBuffer[0] ? std::string(": ") + errorBuffer : "");

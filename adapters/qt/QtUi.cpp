@@ -1,0 +1,64 @@
+#include "QtUi.h"
+
+#include <QApplication>
+#include <QDialog>
+#include <QDialogButtonBox>
+#include <QLabel>
+#include <QLineEdit>
+#include <QPushButton>
+#include <QThread>
+#include <QVBoxLayout>
+
+namespace tolvana::qt {
+
+QtUi::QtUi(QObject* context) : context_(context) {}
+
+void QtUi::presentAlert(Alert alert) {
+  // A console application has no windows to show an alert in.
+  if (!qobject_cast<QApplication*>(QCoreApplication::instance())) return;
+  auto* dialog = new QDialog(QApplication::activeWindow());
+  dialog->setAttribute(Qt::WA_DeleteOnClose);
+  dialog->setObjectName(QStringLiteral("TolvanaAlert"));
+  dialog->setWindowTitle(QString::fromStdString(alert.title));
+  auto* layout = new QVBoxLayout(dialog);
+  auto* message = new QLabel(QString::fromStdString(alert.message), dialog);
+  message->setWordWrap(true);
+  layout->addWidget(message);
+  for (const auto& field : alert.textFields) {
+    auto* edit = new QLineEdit(QString::fromStdString(field.text), dialog);
+    edit->setPlaceholderText(QString::fromStdString(field.placeholder));
+    edit->setObjectName(QString::fromStdString(field.accessibilityIdentifier));
+    edit->setAccessibleName(QString::fromStdString(field.accessibilityIdentifier));
+    if (field.secureTextEntry) edit->setEchoMode(QLineEdit::Password);
+    layout->addWidget(edit);
+  }
+  // Without actions the alert stays until the app ends, as on the platforms it came from.
+  if (!alert.actions.empty()) {
+    auto* buttons = new QDialogButtonBox(dialog);
+    for (auto& action : alert.actions) {
+      auto* button = buttons->addButton(QString::fromStdString(action.title), QDialogButtonBox::AcceptRole);
+      QObject::connect(button, &QPushButton::clicked, dialog, [dialog, handler = action.handler] {
+        dialog->close();
+        if (handler) handler();
+      });
+    }
+    layout->addWidget(buttons);
+  }
+  dialog->setModal(true);
+  dialog->show();
+}
+
+void QtUi::installLookupHooks() {
+  std::call_once(translatorOnce_, [this] {
+    QObject* context = context_.data();
+    if (!context) return;
+    // The translator list belongs to the GUI thread; an engine started elsewhere queues it.
+    if (QThread::currentThread() == context->thread()) {
+      TolvanaTranslator::install(context);
+    } else {
+      QMetaObject::invokeMethod(context, [context] { TolvanaTranslator::install(context); }, Qt::QueuedConnection);
+    }
+  });
+}
+
+}  // namespace tolvana::qt

@@ -1,0 +1,31 @@
+// QtUi: the engine's user interface as Qt widgets. Alerts are dialogs on top of the active
+// window; the look-up hooks are the translator.
+#pragma once
+
+#include <QObject>
+#include <QPointer>
+#include <memory>
+#include <mutex>
+
+#include "TolvanaTranslator.h"
+#include "tolvana/platform/Ui.h"
+
+namespace tolvana::qt {
+
+class QtUi final : public Ui {
+ public:
+  explicit QtUi(QObject* context);
+  void presentAlert(Alert alert) override;
+  void installLookupHooks() override;
+  // The overlay and the gestures belong to the review tools, which have no widgets yet;
+  // until they do, asking for them changes nothing on screen.
+  void addOverlay(bool) override {}
+  void removeOverlay() override {}
+  void registerDraftModeGestures() override {}
+
+ private:
+  QPointer<QObject> context_;
+  std::once_flag translatorOnce_;
+};
+
+}  // namespace tolvana::qt

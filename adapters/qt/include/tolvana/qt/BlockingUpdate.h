@@ -1,0 +1,14 @@
+// Updating in one blocking call, for a host that must have the server's texts before it goes
+// on (a first screen built once, a command-line run).
+#pragma once
+
+#include "tolvana/qt/Export.h"
+
+namespace tolvana::qt {
+
+// Updates all groups and languages and returns when the update has ended, successfully or
+// not. On the GUI thread the event loop keeps running meanwhile, in one-second steps, so
+// windows repaint and main-queue work goes on.
+TOLVANA_QT_EXPORT void updateTolvana();
+
+}  // namespace tolvana::qt

@@ -1,0 +1,281 @@
+// One real QApplication with tolvana-qt linked, on a copy of the Qt sample's bundle whose
+// server is the reference server; and the sample itself, run as a user runs it.
+#include <gtest/gtest.h>
+
+#include <QAbstractButton>
+#include <QApplication>
+#include <QDialog>
+#include <QDir>
+#include <QElapsedTimer>
+#include <QEventLoop>
+#include <QLabel>
+#include <QLineEdit>
+#include <QProcess>
+#include <QPushButton>
+#include <QTemporaryDir>
+#include <QThread>
+#include <QTranslator>
+#include <atomic>
+#include <functional>
+#include <thread>
+#include <tolvana/Tolvana.h>
+#include <tolvana/platform/Platform.h>
+#include <tolvana/qt/WidgetKeys.h>
+
+// Failures show texts, not code units.
+inline void PrintTo(const QString& text, std::ostream* out) { *out << '"' << text.toStdString() << '"'; }
+
+namespace {
+
+QString workDir;    // set by main()
+QString serverUrl;  // the reference server main() started
+
+void writeFile(const QString& path, const QString& text) {
+  QFile file(path);
+  ASSERT_TRUE(file.open(QIODevice::WriteOnly));
+  file.write(text.toUtf8());
+}
+
+// A copy of the built sample bundle whose Info.plist names the host and carries extra keys.
+QString copySample(const QString& dir, const QString& host, const QString& extraKeys) {
+  QString bundle = dir + "/QtSample.app";
+  QDir().mkpath(bundle);
+  for (const char* name : {"QtSample", "tolvana_settings.tolvana"}) {
+    QFile::copy(QStringLiteral(TOLVANA_QT_SAMPLE_BUNDLE "/") + name, bundle + "/" + name);
+  }
+  QFile in(QStringLiteral(TOLVANA_QT_SAMPLE_DIR "/QtSample.app/Info.plist.in"));
+  in.open(QIODevice::ReadOnly);
+  QString plist = QString::fromUtf8(in.readAll()).replace("@HOST@", host).replace("</dict>", extraKeys + "</dict>");
+  writeFile(bundle + "/Info.plist", plist);
+  return bundle;
+}
+
+// Runs the event loop until done() holds or the limit passes.
+bool spinUntil(const std::function<bool()>& done, int limitMs = 20000) {
+  QElapsedTimer timer;
+  timer.start();
+  while (!done() && timer.elapsed() < limitMs) QCoreApplication::processEvents(QEventLoop::AllEvents, 50);
+  return done();
+}
+
+QString tr(const char* source, int n = -1) { return QCoreApplication::translate("SampleWindow", source, nullptr, n); }
+
+class OtherTranslator final : public QTranslator {
+ public:
+  QString translate(const char*, const char* source, const char*, int) const override {
+    if (qstrcmp(source, "Help") == 0) return QStringLiteral("Hilfe");
+    if (qstrcmp(source, "Welcome") == 0) return QStringLiteral("from the other translator");
+    return {};
+  }
+  bool isEmpty() const override { return false; }
+};
+
+TEST(QtAdapter, TranslatorAnswersFromTheStoresAndLeavesMissesToOtherTranslators) {
+  EXPECT_EQ(tr("Welcome"), "Willkommen");
+  EXPECT_EQ(qtTrId("footer.note"), "Mit der App ausgeliefert (Version 1)");
+  EXPECT_EQ(tr("%n item(s) in your cart", 1), "Ein Artikel im Warenkorb");
+  EXPECT_EQ(tr("%n item(s) in your cart", 3), "3 Artikel im Warenkorb");
+  EXPECT_EQ(QCoreApplication::translate("QLineEdit", "Welcome"), "Welcome");  // Qt's own texts
+  OtherTranslator other;
+  QCoreApplication::installTranslator(&other);
+  EXPECT_EQ(tr("Help"), "Hilfe");
+  EXPECT_EQ(tr("Welcome"), "Willkommen");  // installed later, still asked after the stores
+  EXPECT_EQ(tr("Nobody has this"), "Nobody has this");
+  QCoreApplication::removeTranslator(&other);
+}
+
+TEST(QtAdapter, WidgetsKeepTheKeyOfTheirTaggedTextUntilAnotherTaggedOne) {
+  QWidget window;
+  auto* label = new QLabel(&window);
+  auto* button = new QPushButton(&window);
+  auto* edit = new QLineEdit(&window);
+  struct Case {
+    QWidget* widget;
+    std::function<void(const QString&)> set;
+    std::function<QString()> get;
+  };
+  const Case cases[] = {
+      {label, [&](const QString& t) { label->setText(t); }, [&] { return label->text(); }},
+      {button, [&](const QString& t) { button->setText(t); }, [&] { return button->text(); }},
+      {edit, [&](const QString& t) { edit->setPlaceholderText(t); }, [&] { return edit->placeholderText(); }},
+      {&window, [&](const QString& t) { window.setWindowTitle(t); }, [&] { return window.windowTitle(); }},
+  };
+  for (const auto& c : cases) {
+    const char* kind = c.widget->metaObject()->className();
+    c.set(tr("Search"));
+    EXPECT_EQ(c.get(), "Suchen") << kind;
+    EXPECT_EQ(tolvana::qt::keyForWidget(c.widget), "Search") << kind;
+    c.set(QStringLiteral("typed by the app"));
+    EXPECT_EQ(tolvana::qt::keyForWidget(c.widget), "Search") << kind;
+    c.set(tr("Check out"));
+    EXPECT_EQ(tolvana::qt::keyForWidget(c.widget), "Check out") << kind;
+  }
+  QLabel fresh;
+  fresh.setText(QString::fromUtf8("Willkommen"));  // the same characters in other storage
+  EXPECT_EQ(tolvana::qt::keyForWidget(&fresh), "");
+}
+
+TEST(QtAdapter, AlertsAreDialogsAndTheirActionsRunOnTheGuiThread) {
+  std::atomic<bool> ranOnGuiThread{false}, ran{false};
+  std::thread([&] {
+    tolvana::Platform::Current().dispatch().mainAsync([&] {
+      tolvana::Alert alert{"Draft mode", "Enter the key", {{"Key", "draftKeyField", true, ""}}, {}};
+      alert.actions.push_back({"OK", [&] {
+                                 ranOnGuiThread = QThread::currentThread() == qApp->thread();
+                                 ran = true;
+                               }});
+      tolvana::Platform::Current().ui().presentAlert(alert);
+    });
+  }).join();
+  QDialog* dialog = nullptr;
+  ASSERT_TRUE(spinUntil([&] {
+    for (QWidget* w : QApplication::topLevelWidgets()) {
+      if (w->objectName() == "TolvanaAlert" && w->isVisible()) dialog = qobject_cast<QDialog*>(w);
+    }
+    return dialog != nullptr;
+  }));
+  EXPECT_EQ(dialog->windowTitle(), "Draft mode");
+  auto* field = dialog->findChild<QLineEdit*>("draftKeyField");
+  ASSERT_NE(field, nullptr);
+  EXPECT_EQ(field->echoMode(), QLineEdit::Password);
+  EXPECT_EQ(field->placeholderText(), "Key");
+  dialog->findChild<QAbstractButton*>()->click();
+  EXPECT_TRUE(spinUntil([&] { return ran.load(); }));
+  EXPECT_TRUE(ranOnGuiThread);
+}
+
+TEST(QtAdapter, MainQueueRunsInOrderOnTheGuiThreadAndDelayedTasksNeverEarly) {
+  auto& dispatch = tolvana::Platform::Current().dispatch();
+  std::vector<std::string> ran;  // touched on the GUI thread only
+  std::atomic<int> offGuiThread{0};
+  QElapsedTimer clock;
+  clock.start();
+  auto task = [&](std::string name, qint64 notBefore) {
+    return [&, name, notBefore] {
+      bool onGui = dispatch.isMainThread() && QThread::currentThread() == qApp->thread();
+      ran.push_back(clock.elapsed() >= notBefore && onGui ? name : name + " early or off the GUI thread");
+    };
+  };
+  std::thread([&] {
+    dispatch.mainAfter(std::chrono::milliseconds(60), task("60", 60));
+    dispatch.mainAfter(std::chrono::milliseconds(20), task("20a", 20));
+    dispatch.mainAfter(std::chrono::milliseconds(20), task("20b", 20));
+    for (int i = 0; i < 3; ++i) dispatch.mainAsync(task(std::to_string(i), 0));
+    dispatch.globalAsync([&] { offGuiThread += !dispatch.isMainThread(); });
+    dispatch.makeSerialQueue("qt-test")->async([&] { offGuiThread += !dispatch.isMainThread(); });
+  }).join();
+  ASSERT_TRUE(spinUntil([&] { return ran.size() == 6 && offGuiThread == 2; }));
+  EXPECT_EQ(ran, (std::vector<std::string>{"0", "1", "2", "20a", "20b", "60"}));
+}
+
+class LanguageChanges final : public QWidget {
+ public:
+  int count = 0;
+
+ protected:
+  void changeEvent(QEvent* event) override {
+    if (event->type() == QEvent::LanguageChange) ++count;
+    QWidget::changeEvent(event);
+  }
+};
+
+// Last: the update changes the texts the tests above expect.
+TEST(QtAdapter, AnUpdateCompletesOnTheGuiThreadAndWidgetsRetranslate) {
+  LanguageChanges widget;
+  std::atomic<bool> called{false}, onGuiThread{false}, succeeded{false};
+  std::thread([&] {
+    tolvana::Tolvana::updateWithCompletionHandler([&](bool success) {
+      succeeded = success;
+      onGuiThread = QThread::currentThread() == qApp->thread();
+      called = true;
+    });
+  }).join();
+  ASSERT_TRUE(spinUntil([&] { return called && widget.count > 0; }));
+  EXPECT_TRUE(succeeded);
+  EXPECT_TRUE(onGuiThread);
+  EXPECT_EQ(tr("Welcome"), "Willkommen im Qt-Beispiel");
+}
+
+struct SampleRun {
+  int status;
+  QString out;
+  qint64 ms;
+};
+
+SampleRun runSample(const QString& name, const QString& host, const QString& extraKeys) {
+  QString dir = workDir + "/" + name;
+  QString bundle = copySample(dir, host, extraKeys);
+  QProcess sample;
+  QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
+  env.remove("TOLVANA_MAIN_BUNDLE");
+  for (const char* variable : {"HOME", "XDG_DATA_HOME", "XDG_CONFIG_HOME"}) env.insert(variable, dir + "/" + variable);
+  sample.setProcessEnvironment(env);
+  QElapsedTimer timer;
+  timer.start();
+  sample.start(bundle + "/QtSample", {"--print-texts"});
+  sample.waitForFinished(60000);
+  return {sample.exitCode(), QString::fromUtf8(sample.readAllStandardOutput()), timer.elapsed()};
+}
+
+TEST(QtSample, ShowsTheArchivesTextsThenTheServersOnceAnUpdateWroteThem) {
+  auto before = runSample("sample", serverUrl, "<key>TolvanaInitialUpdate</key><false/>");
+  EXPECT_TRUE(before.out.contains("title\tWillkommen\t")) << before.out.toStdString();
+  auto after = runSample("sample", serverUrl, "");
+  EXPECT_EQ(after.status, 0);
+  EXPECT_TRUE(after.out.contains("title\tWillkommen im Qt-Beispiel\t")) << after.out.toStdString();
+  EXPECT_TRUE(after.out.contains("footer\tVom Server aktualisiert (Version 2)\t")) << after.out.toStdString();
+}
+
+TEST(QtSample, AutostartOffLeavesTheAppUntouched) {
+  auto run = runSample("off", "http://127.0.0.1:1", "<key>TolvanaEnableAutostart</key><false/>");
+  EXPECT_EQ(run.status, 0);
+  EXPECT_TRUE(run.out.contains("title\tWelcome\t\n")) << run.out.toStdString();
+  EXPECT_TRUE(run.out.contains("footer\tfooter.note\t\n")) << run.out.toStdString();
+}
+
+TEST(QtSample, WithTheServerDownTheHeldWindowAppearsOnceTheUpdateFailed) {
+  auto run = runSample("down", "http://127.0.0.1:1", "");
+  EXPECT_EQ(run.status, 0);
+  EXPECT_TRUE(run.out.contains("title\tWillkommen\t")) << run.out.toStdString();
+  // The failure is immediate; one wait of a second, never the request's time-outs.
+  EXPECT_GE(run.ms, 1000);
+  EXPECT_LT(run.ms, 4000);
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  ::testing::InitGoogleTest(&argc, argv);
+  QTemporaryDir work;
+  workDir = work.path();
+  QProcess::execute("cp", {"-r", QStringLiteral(TOLVANA_QT_SAMPLE_DIR "/project"), workDir + "/project"});
+  QProcess server;
+  server.setProcessChannelMode(QProcess::MergedChannels);
+  server.start(QStringLiteral(TOLVANA_CLI_BINARY), {"serve", "--project", workDir + "/project", "--port", "0"});
+  QString& url = serverUrl;
+  while (url.isEmpty() && server.waitForReadyRead(10000)) {
+    for (const QString& line : QString::fromUtf8(server.readAll()).split('\n')) {
+      if (line.startsWith("listening on ")) url = line.mid(13).trimmed();
+    }
+  }
+  if (url.isEmpty()) {
+    std::fprintf(stderr, "the reference server did not start\n");
+    return 1;
+  }
+  QString bundle = copySample(workDir + "/app", url, "<key>TolvanaInitialUpdate</key><false/>");
+  qputenv("TOLVANA_MAIN_BUNDLE", bundle.toUtf8());
+  for (const char* variable : {"HOME", "XDG_DATA_HOME", "XDG_CONFIG_HOME"}) {
+    qputenv(variable, (workDir + "/app/" + variable).toUtf8());
+  }
+  if (!qEnvironmentVariableIsSet("QT_QPA_PLATFORM")) qputenv("QT_QPA_PLATFORM", "offscreen");
+  qputenv("LANG", "de_DE.UTF-8");
+  for (const char* variable : {"LANGUAGE", "LC_ALL", "LC_MESSAGES"}) qunsetenv(variable);
+  int status;
+  {
+    QApplication app(argc, argv);
+    status = RUN_ALL_TESTS();
+  }
+  server.kill();
+  server.waitForFinished();
+  return status;
+}

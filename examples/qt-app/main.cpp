@@ -1,0 +1,39 @@
+// A Qt Widgets application localised by linking tolvana-qt, with no call of its own into the
+// library. Two flags serve tests and scripts:
+//   --print-texts      after start-up and the first update, print each visible named widget
+//                      as objectName, text and key (tab-separated) and exit
+//   --screenshot FILE  write the main window as a PNG after the first update and exit
+// Other arguments (the library's launch arguments) are left to the library.
+#include <QApplication>
+#include <QTimer>
+#include <cstdio>
+
+#include "SampleWindow.h"
+
+int main(int argc, char** argv) {
+  QApplication app(argc, argv);
+  QStringList arguments = app.arguments();
+  bool printTexts = arguments.contains(QStringLiteral("--print-texts"));
+  qsizetype at = arguments.indexOf(QStringLiteral("--screenshot"));
+  QString screenshot = at > 0 && at + 1 < arguments.size() ? arguments[at + 1] : QString();
+
+  SampleWindow window;
+  // The first update ends before the first window shows (TolvanaWaitOnAppStart), and its
+  // LanguageChange is queued ahead of this.
+  window.show();
+  if (printTexts || !screenshot.isEmpty()) {
+    QTimer::singleShot(0, &window, [&] {
+      int status = 0;
+      if (printTexts) {
+        for (const QString& line : window.describeTexts()) std::printf("%s\n", qPrintable(line));
+      }
+      if (!screenshot.isEmpty() && !window.grab().save(screenshot, "PNG")) {
+        std::fprintf(stderr, "could not write %s\n", qPrintable(screenshot));
+        status = 1;
+      }
+      std::fflush(stdout);
+      QCoreApplication::exit(status);
+    });
+  }
+  return app.exec();
+}

@@ -1,0 +1,78 @@
+/**
+ * @file Hooks.h
+ * @brief What a toolkit adapter needs beyond the public interface to localise a host with
+ * no code of the host's own.
+ *
+ * An adapter routes the toolkit's string look-ups through lookUp() and lookUpPlural(), runs
+ * launch() once when the host's first window is about to appear, and ties shown texts back
+ * to their keys with tagText() and keyForText(). Hosts do not call these themselves.
+ */
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "tolvana/Export.h"
+
+namespace tolvana {
+
+/// Static functions only, never instantiated.
+class TOLVANA_EXPORT TolvanaHooks {
+ public:
+  TolvanaHooks() = delete;
+
+  /// A look-up the engine answered.
+  struct Answer {
+    std::string text;                ///< The text to show.
+    std::optional<std::string> key;  ///< Set when the text must carry its key (draft mode, UI tests).
+  };
+
+  /// Whether the app lets the library insert itself ("TolvanaEnableAutostart").
+  static bool autostartEnabled();
+
+  /// A toolkit look-up: the key (a message id or source text) with the default text, for
+  /// the translation context. A context whose first "::"-separated component names one of
+  /// the app's framework bundles is that framework's look-up, served only when the
+  /// framework is listed in "TolvanaAdditionalFrameworks" or "TolvanaSearchIDsInAllBundles"
+  /// holds; any other context is the main bundle's. Answers nothing when the bundle is not
+  /// served or when neither a store nor the bundle's own table has the key, so that the
+  /// toolkit's other sources still answer.
+  static std::optional<Answer> lookUp(std::string_view key, std::optional<std::string_view> defaultValue,
+                                      std::string_view context);
+  /// The plural form of the quantity's rule in the device language ("key[one]"), with
+  /// "%{count}" replaced by the quantity; otherwise as lookUp().
+  static std::optional<Answer> lookUpPlural(std::string_view key, std::optional<std::string_view> defaultValue,
+                                            std::string_view context, std::uint64_t quantity);
+
+  /// Waits a second for the update to make progress; the adapter's toolkit keeps its event
+  /// loop running in it.
+  using WaitOneSecond = std::function<void()>;
+  /// The launch hook: on its first call only, and only with autostart on (and, where a test
+  /// runner hosts the app, "TolvanaEnableAutostartForTests") and "TolvanaInitialUpdate",
+  /// starts the first update of all groups and languages. With "TolvanaWaitOnAppStart" it
+  /// returns when that update has ended, calling wait between checks; else at once.
+  static void launch(const WaitOneSecond& wait);
+  /// Updates all groups and languages and returns when the update has ended, calling wait
+  /// between checks (one-second sleeps when empty). Never call it on the main queue with a
+  /// wait that does not run the main queue.
+  static void updateBlocking(const WaitOneSecond& wait = {});
+
+  /// Counts the updates that wrote texts into the stores; a change tells the adapter that
+  /// shown texts may be out of date.
+  static std::uint64_t textsChangedCount();
+
+  /// Tags the text stored at data with its key. owner keeps that storage alive while the
+  /// tag is kept, so the address cannot stand for another text; the oldest tags are dropped
+  /// when many are held.
+  static void tagText(const void* data, std::shared_ptr<const void> owner, std::string key);
+  /// The key of the text stored at data, if it was tagged.
+  static std::optional<std::string> keyForText(const void* data);
+  /// Whether any text is tagged, so that an adapter skips the search while none is.
+  static bool anyTextTagged();
+};
+
+}  // namespace tolvana

@@ -1,0 +1,129 @@
+#include <gtest/gtest.h>
+
+#include <thread>
+
+#include "platform/fake/ManualDispatch.h"
+#include "platform/fake/SimulatedClock.h"
+#include "platform/headless/RecordingUi.h"
+
+namespace tolvana {
+namespace {
+
+// What a user would find on screen.
+struct UiState {
+  int lookupHookInstallations = 0;
+  std::string overlay;              // "", "plain" or "uiTests"
+  std::vector<std::string> alerts;  // summary() of each alert shown, oldest first
+  bool operator==(const UiState&) const = default;
+};
+
+std::string summary(const Alert& alert) {
+  std::string text = alert.title + " | " + alert.message + " |";
+  for (const auto& field : alert.textFields) {
+    text += " [" + field.placeholder + (field.secureTextEntry ? " secure" : "") + " " + field.accessibilityIdentifier + "]";
+  }
+  for (const auto& action : alert.actions) text += " (" + action.title + ")";
+  return text;
+}
+
+// A harness provides, for each implementation of Ui (a toolkit's joins by adding its own to
+// Implementations):
+//   ui                the implementation under test
+//   dispatch          the dispatch whose main queue the UI lives on
+//   runMain(done)     runs that main queue until done() holds; false when it never does
+//   state()           a UiState read from the implementation's screen
+//   kNoUser           empty when tap(alert, action) can choose an action as a user would,
+//                     called from a thread that is not the main one; else why it cannot,
+//                     and the cases that need a user are skipped
+struct HeadlessHarness {
+  std::shared_ptr<ManualDispatch> dispatch = std::make_shared<ManualDispatch>(std::make_shared<SimulatedClock>());
+  std::shared_ptr<RecordingUi> recording = std::make_shared<RecordingUi>();
+  std::shared_ptr<Ui> ui = recording;
+  static constexpr const char* kNoUser = "the headless UI has no user: it keeps alerts and never acts on them";
+
+  bool runMain(const std::function<bool()>& done) { return dispatch->runUntil(done); }
+  UiState state() const {
+    UiState state;
+    for (const auto& call : recording->calls()) {
+      state.lookupHookInstallations += call == "installLookupHooks";
+      if (call.starts_with("addOverlay")) state.overlay = call == "addOverlay" ? "plain" : "uiTests";
+      if (call == "removeOverlay") state.overlay.clear();
+    }
+    for (const auto& alert : recording->alerts()) state.alerts.push_back(summary(alert));
+    return state;
+  }
+};
+
+template <class Harness>
+struct UiContract : ::testing::Test {
+  Harness h;
+  // Runs the step on the main queue, where the engine calls the UI, and waits for it.
+  void onMain(const std::function<void(Ui&)>& step) {
+    std::atomic<bool> done{false};
+    h.dispatch->mainAsync([&] {
+      step(*h.ui);
+      done = true;
+    });
+    ASSERT_TRUE(h.runMain([&] { return done.load(); }));
+  }
+};
+using Implementations = ::testing::Types<HeadlessHarness>;
+TYPED_TEST_SUITE(UiContract, Implementations);
+
+TYPED_TEST(UiContract, HooksGoInOnceAndRemovingNoOverlayDoesNothing) {
+  // Every engine start installs the hooks, on whichever thread starts it.
+  this->h.ui->installLookupHooks();
+  this->h.ui->installLookupHooks();
+  std::thread([this] { this->h.ui->installLookupHooks(); }).join();
+  EXPECT_EQ(this->h.state().lookupHookInstallations, 1);
+
+  struct Step {
+    std::function<void(Ui&)> call;
+    std::string overlay;
+  } const steps[] = {
+      {[](Ui& ui) { ui.removeOverlay(); }, ""},
+      {[](Ui& ui) { ui.addOverlay(true); }, "uiTests"},
+      {[](Ui& ui) { ui.removeOverlay(); }, ""},
+      {[](Ui& ui) { ui.removeOverlay(); }, ""},
+      {[](Ui& ui) { ui.addOverlay(false); }, "plain"},
+  };
+  for (std::size_t i = 0; i < std::size(steps); ++i) {
+    this->onMain(steps[i].call);
+    EXPECT_EQ(this->h.state().overlay, steps[i].overlay) << "after step " << i;
+  }
+}
+
+Alert loginAlert(std::function<void()> onLogIn) {
+  return {.title = "Log in",
+          .message = "Review tools",
+          .textFields = {{.placeholder = "Email", .accessibilityIdentifier = "email"},
+                         {.placeholder = "Password", .accessibilityIdentifier = "password", .secureTextEntry = true}},
+          .actions = {{.title = "Cancel"}, {.title = "Log in", .handler = std::move(onLogIn)}}};
+}
+
+TYPED_TEST(UiContract, AlertsShowWholeInOrder) {
+  Alert first = loginAlert(nullptr), second = {.title = "Done", .actions = {{.title = "OK"}}};
+  this->onMain([&](Ui& ui) { ui.presentAlert(first); });
+  this->onMain([&](Ui& ui) { ui.presentAlert(second); });
+  EXPECT_EQ(this->h.state().alerts, (std::vector<std::string>{summary(first), summary(second)}));
+}
+
+TYPED_TEST(UiContract, ActionHandlersRunOnTheMainQueue) {
+  if constexpr (*TypeParam::kNoUser) {
+    GTEST_SKIP() << TypeParam::kNoUser;
+  } else {
+    std::atomic<int> onMain{0}, offMain{0};
+    auto dispatch = this->h.dispatch;
+    this->onMain([&](Ui& ui) { ui.presentAlert(loginAlert([&] { ++(dispatch->isMainThread() ? onMain : offMain); })); });
+    std::thread([this] {
+      this->h.tap(0, 0);  // the action without a handler
+      this->h.tap(0, 1);
+    }).join();
+    ASSERT_TRUE(this->h.runMain([&] { return onMain + offMain > 0; }));
+    EXPECT_EQ(onMain, 1);
+    EXPECT_EQ(offMain, 0);
+  }
+}
+
+}  // namespace
+}  // namespace tolvana
