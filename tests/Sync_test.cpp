@@ -186,8 +186,8 @@ TEST_F(Sync, FirstUpdateImportsTheBundleTables) {
   start();
   ASSERT_EQ(update(), true);
   // The import and the gestures follow the completion.
-  ASSERT_TRUE(app.platform.dispatch->runUntil([&] { return app.platform.ui->calls().size() == 2; }));
-  EXPECT_EQ(app.platform.ui->calls().back(), "registerDraftModeGestures");
+  ASSERT_TRUE(app.platform.dispatch->runUntil([&] { return app.platform.ui->calls().size() == 3; }));
+  EXPECT_EQ(app.platform.ui->calls().back(), "addSwipeGestures");
   EXPECT_EQ(engine->missingEntries()["en"]["from.bundle"], "Bundle text");
   app.platform.clock->advance(std::chrono::seconds(10));
   ASSERT_TRUE(app.platform.dispatch->runUntil([&] { return server.inspect("missing").asArray().size() == 1; }));

@@ -1,5 +1,7 @@
 #include "QtUi.h"
 
+#include "DraftModeGestures.h"
+
 #include <QApplication>
 #include <QDialog>
 #include <QDialogButtonBox>
@@ -7,6 +9,7 @@
 #include <QLineEdit>
 #include <QPushButton>
 #include <QThread>
+#include <QTimer>
 #include <QVBoxLayout>
 
 namespace tolvana::qt {
@@ -24,6 +27,7 @@ void QtUi::presentAlert(Alert alert) {
   auto* message = new QLabel(QString::fromStdString(alert.message), dialog);
   message->setWordWrap(true);
   layout->addWidget(message);
+  QList<QLineEdit*> edits;
   for (const auto& field : alert.textFields) {
     auto* edit = new QLineEdit(QString::fromStdString(field.text), dialog);
     edit->setPlaceholderText(QString::fromStdString(field.placeholder));
@@ -31,19 +35,23 @@ void QtUi::presentAlert(Alert alert) {
     edit->setAccessibleName(QString::fromStdString(field.accessibilityIdentifier));
     if (field.secureTextEntry) edit->setEchoMode(QLineEdit::Password);
     layout->addWidget(edit);
+    edits.push_back(edit);
   }
   // Without actions the alert stays until the app ends, as on the platforms it came from.
   if (!alert.actions.empty()) {
     auto* buttons = new QDialogButtonBox(dialog);
     for (auto& action : alert.actions) {
       auto* button = buttons->addButton(QString::fromStdString(action.title), QDialogButtonBox::AcceptRole);
-      QObject::connect(button, &QPushButton::clicked, dialog, [dialog, handler = action.handler] {
+      QObject::connect(button, &QPushButton::clicked, dialog, [dialog, edits, handler = action.handler] {
+        std::vector<std::string> texts;
+        for (QLineEdit* edit : edits) texts.push_back(edit->text().toStdString());
         dialog->close();
-        if (handler) handler();
+        if (handler) handler(texts);
       });
     }
     layout->addWidget(buttons);
   }
+  if (alert.dismissAfterSeconds > 0) QTimer::singleShot(alert.dismissAfterSeconds * 1000, dialog, &QDialog::close);
   dialog->setModal(true);
   dialog->show();
 }
@@ -59,6 +67,14 @@ void QtUi::installLookupHooks() {
       QMetaObject::invokeMethod(context, [context] { TolvanaTranslator::install(context); }, Qt::QueuedConnection);
     }
   });
+}
+
+void QtUi::addLongPressGesture(std::function<void()> handler) {
+  DraftModeGestures::instance().setLongPressHandler(std::move(handler));
+}
+
+void QtUi::addSwipeGestures(std::function<void()> handler) {
+  DraftModeGestures::instance().setSwipeHandler(std::move(handler));
 }
 
 }  // namespace tolvana::qt

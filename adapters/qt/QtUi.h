@@ -17,11 +17,12 @@ class QtUi final : public Ui {
   explicit QtUi(QObject* context);
   void presentAlert(Alert alert) override;
   void installLookupHooks() override;
-  // The overlay and the gestures belong to the review tools, which have no widgets yet;
-  // until they do, asking for them changes nothing on screen.
+  // The overlay belongs to the review tools, which have no widgets yet; until they do,
+  // asking for it changes nothing on screen.
   void addOverlay(bool) override {}
   void removeOverlay() override {}
-  void registerDraftModeGestures() override {}
+  void addLongPressGesture(std::function<void()> handler) override;
+  void addSwipeGestures(std::function<void()> handler) override;
 
  private:
   QPointer<QObject> context_;

@@ -107,6 +107,12 @@ class TOLVANA_EXPORT Tolvana {
   static void setDraftModelEnabled(bool enabled);  ///< The older spelling, kept for existing hosts.
   /// Shows keys instead of texts until switched off or the process ends.
   static void setShowIdModeEnabled(bool enabled);
+  /// Asks for the draft-mode key, as the long two-finger press does; nothing when the app or
+  /// the project does not allow draft mode. Call on the main thread.
+  static void showDraftModeDialog();
+  /// Shows or hides the review tools' overlay; false (and nothing changes) outside draft mode
+  /// and while UI tests run.
+  static bool setScreenShotMenuVisible(bool visible);
 
   /// Sets the provider of string positions for screenshots. It is held weakly: keep it alive.
   /// An object that is not a TolvanaScreenshotInterface (or null) is refused with an error

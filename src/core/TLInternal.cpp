@@ -65,7 +65,15 @@ void TLInternal::assemble() {
                                                                     setInDraftMode(false);
                                                                     writeDraftMode();
                                                                   },
-                                                                  [this] { fillMissingStringsFromLocalStrings(); }});
+                                                                  [this] { fillMissingStringsFromLocalStrings(); },
+                                                                  [this] {
+                                                                    registerTestModeGesture();
+                                                                    registerDraftMenuGesture();
+                                                                  }});
+  overlay_ = std::make_unique<OverlayControl>(OverlayControl::Context{state_, owner, nullptr});
+  draft_ = std::make_unique<DraftMode>(DraftMode::Context{state_, owner, [this](bool on) { setInDraftMode(on); },
+                                                          [this] { writeDraftMode(); }, [this] { toggleOverlay(); },
+                                                          [this] { exitApp(); }});
 }
 
 std::shared_ptr<TLInternal> TLInternal::sharedInstance() {
@@ -137,7 +145,7 @@ void TLInternal::start() {
   resetDefaultLanguages();
   if (TLDeviceUtil::isUITestRunning()) {
     logInfo("UI Tests are running.");
-    platform.dispatch().mainAsync([&platform] { platform.ui().addOverlay(true); });
+    addUITestOverlay();
   }
   if (TLDeviceUtil::isInShowIdModeOnLaunch()) {
     logInfo("Show ID mode was set on app launch.");
@@ -172,8 +180,7 @@ void TLInternal::setEnabled(bool enabled) {
 
 void TLInternal::setInDraftMode(bool inDraftMode) {
   if (state_.inDraftMode.exchange(inDraftMode) == inDraftMode || inDraftMode) return;
-  Platform& platform = Platform::Current();
-  platform.dispatch().mainAsync([&platform] { platform.ui().removeOverlay(); });
+  removeOverlay();
 }
 
 bool TLInternal::readDraftMode(const UserDefaults& defaults) {

@@ -30,6 +30,8 @@
 #include "localization/LanguageSelection.h"
 #include "localization/StringLookup.h"
 #include "localization/StringTablesImport.h"
+#include "review/DraftMode.h"
+#include "review/OverlayControl.h"
 #include "store/TLDatabase.h"
 #include "sync/MissingEntries.h"
 #include "sync/UpdateClient.h"
@@ -75,6 +77,22 @@ class TLInternal : public std::enable_shared_from_this<TLInternal> {
   bool isEnterpriseHost(std::string_view url) const;
   void showNotInitializedError();
   void exitApp();
+
+  // Draft mode's key dialog and gestures; main queue only.
+  void registerTestModeGesture() { draft_->registerTestModeGesture(); }
+  void registerDraftMenuGesture() { draft_->registerDraftMenuGesture(); }
+  void showDraftModeDialog() { draft_->showDraftModeDialog(); }
+  void showDraftModeAlertWithMessage(const std::string& message) { draft_->showDraftModeAlertWithMessage(message); }
+  void textFieldDidEndEditing(const std::string& text) { draft_->textFieldDidEndEditing(text); }
+  void alertViewDidDismissWithButtonIndex(std::int64_t index) { draft_->alertViewDidDismissWithButtonIndex(index); }
+
+  // The review tools' overlay window.
+  bool overlayActive() const { return overlay_->overlayActive(); }
+  void addOverlay() { overlay_->addOverlay(); }
+  void removeOverlay() { overlay_->removeOverlay(); }
+  void toggleOverlay() { overlay_->toggleOverlay(); }
+  bool setScreenShotMenuVisible(bool visible) { return overlay_->setScreenShotMenuVisible(visible); }
+  void addUITestOverlay() { overlay_->addUITestOverlay(); }
 
   // Screenshot provider, held weakly.
   void setScreenshotInterface(std::weak_ptr<TolvanaScreenshotInterface> provider);
@@ -159,6 +177,8 @@ class TLInternal : public std::enable_shared_from_this<TLInternal> {
   std::unique_ptr<MissingEntries> missing_;
   std::unique_ptr<StringTablesImport> import_;
   std::unique_ptr<UpdateClient> updates_;
+  std::unique_ptr<OverlayControl> overlay_;
+  std::unique_ptr<DraftMode> draft_;
   // Guarded by the engine's lock.
   std::weak_ptr<TolvanaScreenshotInterface> screenshotInterface_;
 };

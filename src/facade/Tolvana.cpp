@@ -115,6 +115,13 @@ void Tolvana::setDraftModelEnabled(bool enabled) {
 void Tolvana::setShowIdModeEnabled(bool enabled) {
   guarded("setShowIdModeEnabled", nothing, [&] { engine()->setInShowIdMode(enabled); });
 }
+void Tolvana::showDraftModeDialog() {
+  guarded("showDraftModeDialog", nothing, [] { engine()->showDraftModeDialog(); });
+}
+bool Tolvana::setScreenShotMenuVisible(bool visible) {
+  return guarded("setScreenShotMenuVisible", [] { return false; },
+                 [&] { return engine()->setScreenShotMenuVisible(visible); });
+}
 void Tolvana::reset() { guarded("reset", nothing, [] { TLInternal::resetInstance(); }); }
 std::string Tolvana::sdkVersion() { return build::kSdkVersion; }
 

@@ -107,7 +107,8 @@ struct TranslatorUi final : Ui {
   void presentAlert(Alert) override {}
   void addOverlay(bool) override {}
   void removeOverlay() override {}
-  void registerDraftModeGestures() override {}
+  void addLongPressGesture(std::function<void()>) override {}
+  void addSwipeGestures(std::function<void()>) override {}
 };
 
 TEST(Tolvana, LookupFromInsideStartUpIsAnsweredWithoutASecondEngine) {

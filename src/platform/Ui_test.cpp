@@ -32,14 +32,18 @@ std::string summary(const Alert& alert) {
 //   dispatch          the dispatch whose main queue the UI lives on
 //   runMain(done)     runs that main queue until done() holds; false when it never does
 //   state()           a UiState read from the implementation's screen
-//   kNoUser           empty when tap(alert, action) can choose an action as a user would,
-//                     called from a thread that is not the main one; else why it cannot,
-//                     and the cases that need a user are skipped
+//   kNoUser           empty when tap(alert, action, texts) can type the texts into the
+//                     alert's fields and choose an action as a user would, called from a
+//                     thread that is not the main one; else why it cannot, and the cases
+//                     that need a user are skipped
 struct HeadlessHarness {
   std::shared_ptr<ManualDispatch> dispatch = std::make_shared<ManualDispatch>(std::make_shared<SimulatedClock>());
   std::shared_ptr<RecordingUi> recording = std::make_shared<RecordingUi>();
   std::shared_ptr<Ui> ui = recording;
-  static constexpr const char* kNoUser = "the headless UI has no user: it keeps alerts and never acts on them";
+  static constexpr const char* kNoUser = "";
+  void tap(std::size_t alert, std::size_t action, const std::vector<std::string>& texts) {
+    recording->tap(alert, action, texts);
+  }
 
   bool runMain(const std::function<bool()>& done) { return dispatch->runUntil(done); }
   UiState state() const {
@@ -93,7 +97,7 @@ TYPED_TEST(UiContract, HooksGoInOnceAndRemovingNoOverlayDoesNothing) {
   }
 }
 
-Alert loginAlert(std::function<void()> onLogIn) {
+Alert loginAlert(std::function<void(const std::vector<std::string>&)> onLogIn) {
   return {.title = "Log in",
           .message = "Review tools",
           .textFields = {{.placeholder = "Email", .accessibilityIdentifier = "email"},
@@ -108,20 +112,24 @@ TYPED_TEST(UiContract, AlertsShowWholeInOrder) {
   EXPECT_EQ(this->h.state().alerts, (std::vector<std::string>{summary(first), summary(second)}));
 }
 
-TYPED_TEST(UiContract, ActionHandlersRunOnTheMainQueue) {
+TYPED_TEST(UiContract, ActionHandlersGetTheTypedTexts) {
   if constexpr (*TypeParam::kNoUser) {
     GTEST_SKIP() << TypeParam::kNoUser;
   } else {
-    std::atomic<int> onMain{0}, offMain{0};
-    auto dispatch = this->h.dispatch;
-    this->onMain([&](Ui& ui) { ui.presentAlert(loginAlert([&] { ++(dispatch->isMainThread() ? onMain : offMain); })); });
-    std::thread([this] {
-      this->h.tap(0, 0);  // the action without a handler
-      this->h.tap(0, 1);
-    }).join();
-    ASSERT_TRUE(this->h.runMain([&] { return onMain + offMain > 0; }));
-    EXPECT_EQ(onMain, 1);
-    EXPECT_EQ(offMain, 0);
+    std::mutex mutex;
+    std::vector<std::string> typed;
+    std::atomic<bool> ran{false};
+    this->onMain([&](Ui& ui) {
+      ui.presentAlert(loginAlert([&](const std::vector<std::string>& texts) {
+        std::lock_guard lock(mutex);
+        typed = texts;
+        ran = true;
+      }));
+    });
+    std::thread([this] { this->h.tap(0, 1, {"ana@example.org", "s3cret"}); }).join();
+    ASSERT_TRUE(this->h.runMain([&] { return ran.load(); }));
+    std::lock_guard lock(mutex);
+    EXPECT_EQ(typed, (std::vector<std::string>{"ana@example.org", "s3cret"}));
   }
 }
 

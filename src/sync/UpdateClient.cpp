@@ -336,8 +336,7 @@ void UpdateClient::handleUpdateAnswer(const HttpResponse& response, bool fullReq
     if (db && db->collectMissingEnabled()) context_.importLocalStrings();
   }
   if (!TLDeviceUtil::isAppExtension() && !ProcessState::get().gesturesRegistered.exchange(true)) {
-    Platform& platform = Platform::Current();
-    platform.dispatch().mainAsync([&platform] { platform.ui().registerDraftModeGestures(); });
+    context_.registerGestures();
   }
 }
 

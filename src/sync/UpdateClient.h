@@ -37,6 +37,9 @@ class UpdateClient {
     std::function<void()> leaveDraftMode;
     // Called after the first answer of the process when the store collects misses.
     std::function<void()> importLocalStrings;
+    // Called once per process after its first answer, outside app extensions: installs the
+    // hidden gestures of draft mode.
+    std::function<void()> registerGestures;
   };
   explicit UpdateClient(Context context);
 

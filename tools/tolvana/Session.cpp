@@ -56,7 +56,8 @@ class StderrUi final : public Ui {
   void installLookupHooks() override {}
   void addOverlay(bool) override {}
   void removeOverlay() override {}
-  void registerDraftModeGestures() override {}
+  void addLongPressGesture(std::function<void()>) override {}
+  void addSwipeGestures(std::function<void()>) override {}
 };
 
 // Remembers why the last exchange failed and, when tracing, describes each exchange on

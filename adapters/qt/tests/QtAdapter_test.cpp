@@ -22,6 +22,8 @@
 #include <tolvana/platform/Platform.h>
 #include <tolvana/qt/WidgetKeys.h>
 
+#include "QtTestSupport.h"
+
 // Failures show texts, not code units.
 inline void PrintTo(const QString& text, std::ostream* out) { *out << '"' << text.toStdString() << '"'; }
 
@@ -50,13 +52,6 @@ QString copySample(const QString& dir, const QString& host, const QString& extra
   return bundle;
 }
 
-// Runs the event loop until done() holds or the limit passes.
-bool spinUntil(const std::function<bool()>& done, int limitMs = 20000) {
-  QElapsedTimer timer;
-  timer.start();
-  while (!done() && timer.elapsed() < limitMs) QCoreApplication::processEvents(QEventLoop::AllEvents, 50);
-  return done();
-}
 
 QString tr(const char* source, int n = -1) { return QCoreApplication::translate("SampleWindow", source, nullptr, n); }
 
@@ -120,7 +115,7 @@ TEST(QtAdapter, AlertsAreDialogsAndTheirActionsRunOnTheGuiThread) {
   std::thread([&] {
     tolvana::Platform::Current().dispatch().mainAsync([&] {
       tolvana::Alert alert{"Draft mode", "Enter the key", {{"Key", "draftKeyField", true, ""}}, {}};
-      alert.actions.push_back({"OK", [&] {
+      alert.actions.push_back({"OK", [&](const std::vector<std::string>&) {
                                  ranOnGuiThread = QThread::currentThread() == qApp->thread();
                                  ran = true;
                                }});

@@ -23,7 +23,8 @@ struct TOLVANA_EXPORT AlertTextField {
 
 struct TOLVANA_EXPORT AlertAction {
   std::string title;
-  std::function<void()> handler;  // may be empty
+  // Receives what was typed into each of the alert's text fields, in their order. May be empty.
+  std::function<void(const std::vector<std::string>& fieldTexts)> handler;
 };
 
 struct TOLVANA_EXPORT Alert {
@@ -31,6 +32,8 @@ struct TOLVANA_EXPORT Alert {
   std::string message;
   std::vector<AlertTextField> textFields;
   std::vector<AlertAction> actions;
+  // Closes the alert by itself after this many seconds; 0 leaves it to its actions.
+  int dismissAfterSeconds = 0;
 };
 
 class TOLVANA_EXPORT Ui {
@@ -45,8 +48,11 @@ class TOLVANA_EXPORT Ui {
   // removes it; removing an absent overlay does nothing.
   virtual void addOverlay(bool forUiTests) = 0;
   virtual void removeOverlay() = 0;
-  // Installs the hidden gestures of draft mode (a long two-finger press, two-finger swipes).
-  virtual void registerDraftModeGestures() = 0;
+  // The hidden gestures of draft mode, on the app's windows: a two-finger press held for
+  // four seconds, and two-finger swipes up or down. The handler may be called again while
+  // the press lasts. Each is installed once; the toolkit documents its keyboard equivalent.
+  virtual void addLongPressGesture(std::function<void()> handler) = 0;
+  virtual void addSwipeGestures(std::function<void()> handler) = 0;
 };
 
 }  // namespace tolvana

@@ -20,9 +20,21 @@ void RecordingUi::installLookupHooks() {
   hooksInstalled_ = true;
   calls_.push_back("installLookupHooks");
 }
+
 void RecordingUi::addOverlay(bool forUiTests) { record(forUiTests ? "addOverlay(uiTests)" : "addOverlay"); }
 void RecordingUi::removeOverlay() { record("removeOverlay"); }
-void RecordingUi::registerDraftModeGestures() { record("registerDraftModeGestures"); }
+
+void RecordingUi::addLongPressGesture(std::function<void()> handler) {
+  record("addLongPressGesture");
+  std::lock_guard lock(mutex_);
+  longPress_ = std::move(handler);
+}
+
+void RecordingUi::addSwipeGestures(std::function<void()> handler) {
+  record("addSwipeGestures");
+  std::lock_guard lock(mutex_);
+  swipe_ = std::move(handler);
+}
 
 void RecordingUi::record(std::string call) {
   std::lock_guard lock(mutex_);
@@ -32,6 +44,37 @@ void RecordingUi::record(std::string call) {
 std::vector<std::string> RecordingUi::calls() const {
   std::lock_guard lock(mutex_);
   return calls_;
+}
+
+bool RecordingUi::tap(std::size_t alert, std::size_t action, const std::vector<std::string>& fieldTexts) {
+  AlertAction tapped;
+  {
+    std::lock_guard lock(mutex_);
+    if (alert >= alerts_.size() || action >= alerts_[alert].actions.size()) return false;
+    tapped = alerts_[alert].actions[action];
+  }
+  // Outside the lock: the handler may present the next alert.
+  if (tapped.handler) tapped.handler(fieldTexts);
+  return true;
+}
+
+bool RecordingUi::call(std::function<void()> handler) {
+  if (handler) handler();
+  return static_cast<bool>(handler);
+}
+
+bool RecordingUi::longPress() {
+  std::unique_lock lock(mutex_);
+  auto handler = longPress_;
+  lock.unlock();
+  return call(std::move(handler));
+}
+
+bool RecordingUi::swipe() {
+  std::unique_lock lock(mutex_);
+  auto handler = swipe_;
+  lock.unlock();
+  return call(std::move(handler));
 }
 
 }  // namespace tolvana

@@ -1,5 +1,6 @@
 // The Ui without a toolkit: it records what the engine presents, so tools and tests can
-// see it. It writes no log lines: what the engine logs about an alert is the engine's to say.
+// see it, and lets a test act as the user would (tap an alert's action, make a gesture).
+// It writes no log lines: what the engine logs about an alert is the engine's to say.
 #pragma once
 
 #include <memory>
@@ -17,19 +18,33 @@ class RecordingUi final : public Ui {
   void installLookupHooks() override;
   void addOverlay(bool forUiTests) override;
   void removeOverlay() override;
-  void registerDraftModeGestures() override;
+  void addLongPressGesture(std::function<void()> handler) override;
+  void addSwipeGestures(std::function<void()> handler) override;
+
   // A copy of every alert presented so far, oldest first.
   std::vector<Alert> alerts() const;
   // Every other request, in order: "installLookupHooks" (its first only: later ones change
-  // nothing), "addOverlay", "addOverlay(uiTests)", "removeOverlay", "registerDraftModeGestures".
+  // nothing), "addOverlay", "addOverlay(uiTests)", "removeOverlay", "addLongPressGesture",
+  // "addSwipeGestures".
   std::vector<std::string> calls() const;
+
+  // The user taps the action of the alert (both counted from the first) after typing the
+  // texts into its fields; false when there is no such action. Runs the handler on the
+  // calling thread.
+  bool tap(std::size_t alert, std::size_t action, const std::vector<std::string>& fieldTexts = {});
+  // The user makes the gesture; false when none was installed.
+  bool longPress();
+  bool swipe();
 
  private:
   mutable std::mutex mutex_;
   std::vector<Alert> alerts_;        // guarded by mutex_
   std::vector<std::string> calls_;  // guarded by mutex_
   bool hooksInstalled_ = false;     // guarded by mutex_
+  std::function<void()> longPress_, swipe_;  // guarded by mutex_
+
   void record(std::string call);
+  static bool call(std::function<void()> handler);
 };
 
 }  // namespace tolvana

@@ -1,0 +1,37 @@
+// DraftModeGestures: the hidden gestures of draft mode on every window of the app. Two
+// recognizers read the touch stream: two fingers held still for four seconds, and two
+// fingers swiped up or down. Desktops without a touch screen get keys instead:
+// Ctrl+Alt+Shift+K asks for the key, Ctrl+Alt+Shift+Up or Down toggles the overlay.
+//
+// Thread contract: GUI thread only.
+#pragma once
+
+#include <QObject>
+#include <functional>
+
+namespace tolvana::qt {
+
+class DraftModeGestures final : public QObject {
+ public:
+  // The watcher for the application, created on first use; it lives as long as the app.
+  static DraftModeGestures& instance();
+
+  // A later call replaces the handler.
+  void setLongPressHandler(std::function<void()> handler);
+  void setSwipeHandler(std::function<void()> handler);
+
+  static constexpr int kHoldMilliseconds = 4000;
+  static constexpr int kSwipeDistance = 60;  // device-independent pixels, mostly vertical
+
+ protected:
+  bool eventFilter(QObject* watched, QEvent* event) override;
+
+ private:
+  DraftModeGestures();
+  void watch(QWidget* window);
+
+  Qt::GestureType holdType_, swipeType_;
+  std::function<void()> longPress_, swipe_;
+};
+
+}  // namespace tolvana::qt
