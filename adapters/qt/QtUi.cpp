@@ -1,6 +1,7 @@
 #include "QtUi.h"
 
 #include "DraftModeGestures.h"
+#include "WidgetTree.h"
 
 #include <QApplication>
 #include <QDialog>
@@ -76,5 +77,13 @@ void QtUi::addLongPressGesture(std::function<void()> handler) {
 void QtUi::addSwipeGestures(std::function<void()> handler) {
   DraftModeGestures::instance().setSwipeHandler(std::move(handler));
 }
+
+std::optional<UiView> QtUi::rootWindowView() {
+  QWidget* window = rootWindow();
+  if (!window) return std::nullopt;
+  return viewTree(window, window);
+}
+
+UiScreen QtUi::mainScreen() { return primaryScreen(); }
 
 }  // namespace tolvana::qt

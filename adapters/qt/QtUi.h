@@ -23,6 +23,8 @@ class QtUi final : public Ui {
   void removeOverlay() override {}
   void addLongPressGesture(std::function<void()> handler) override;
   void addSwipeGestures(std::function<void()> handler) override;
+  std::optional<UiView> rootWindowView() override;
+  UiScreen mainScreen() override;
 
  private:
   QPointer<QObject> context_;

@@ -111,4 +111,21 @@ void TLDeviceUtil::resetOnceValuesForTesting() {
   }
 }
 
+double TLDeviceUtil::screenWidth() {
+  UiScreen screen = Platform::Current().ui().mainScreen();
+  return screen.width * screen.scale;
+}
+
+double TLDeviceUtil::screenheight() {
+  UiScreen screen = Platform::Current().ui().mainScreen();
+  return screen.height * screen.scale;
+}
+
+float TLDeviceUtil::screenScale() { return static_cast<float>(Platform::Current().ui().mainScreen().scale); }
+
+void TLDeviceUtil::showMessage(const std::string& message, int seconds) {
+  Platform::Current().ui().presentAlert(Alert{.title = "", .message = message, .textFields = {}, .actions = {},
+                                              .dismissAfterSeconds = seconds});
+}
+
 }  // namespace tolvana

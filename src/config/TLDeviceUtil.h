@@ -47,6 +47,14 @@ class TLDeviceUtil {
   static std::uint64_t freeMemory();
   static void logMemUsage();
 
+  // The main screen in pixels, and its pixels per point; zero when there is none. Main
+  // queue only, like every question to the Ui port.
+  static double screenWidth();
+  static double screenheight();
+  static float screenScale();
+  // A buttonless alert that closes by itself after the seconds; main queue only.
+  static void showMessage(const std::string& message, int seconds);
+
   // Forgets the once answers, for tests that start a new simulated process.
   static void resetOnceValuesForTesting();
 };

@@ -71,6 +71,9 @@ void TLInternal::assemble() {
                                                                     registerDraftMenuGesture();
                                                                   }});
   overlay_ = std::make_unique<OverlayControl>(OverlayControl::Context{state_, owner, nullptr});
+  collector_ = std::make_unique<StringCollector>(StringCollector::Context{
+      state_, [this](std::string_view key) { return entryExists(key); },
+      [this](std::string_view key) { return localizedStringForKey(key, std::nullopt).text; }});
   draft_ = std::make_unique<DraftMode>(DraftMode::Context{state_, owner, [this](bool on) { setInDraftMode(on); },
                                                           [this] { writeDraftMode(); }, [this] { toggleOverlay(); },
                                                           [this] { exitApp(); }});

@@ -32,6 +32,7 @@
 #include "localization/StringTablesImport.h"
 #include "review/DraftMode.h"
 #include "review/OverlayControl.h"
+#include "review/StringCollector.h"
 #include "store/TLDatabase.h"
 #include "sync/MissingEntries.h"
 #include "sync/UpdateClient.h"
@@ -85,6 +86,11 @@ class TLInternal : public std::enable_shared_from_this<TLInternal> {
   void showDraftModeAlertWithMessage(const std::string& message) { draft_->showDraftModeAlertWithMessage(message); }
   void textFieldDidEndEditing(const std::string& text) { draft_->textFieldDidEndEditing(text); }
   void alertViewDidDismissWithButtonIndex(std::int64_t index) { draft_->alertViewDidDismissWithButtonIndex(index); }
+
+  // The strings a window shows, for a screenshot; main queue only.
+  std::optional<std::vector<TLStringPosition>> collectStringsInView(const UiView* view) const {
+    return collector_->collectStringsInView(view);
+  }
 
   // The review tools' overlay window.
   bool overlayActive() const { return overlay_->overlayActive(); }
@@ -179,6 +185,7 @@ class TLInternal : public std::enable_shared_from_this<TLInternal> {
   std::unique_ptr<UpdateClient> updates_;
   std::unique_ptr<OverlayControl> overlay_;
   std::unique_ptr<DraftMode> draft_;
+  std::unique_ptr<StringCollector> collector_;
   // Guarded by the engine's lock.
   std::weak_ptr<TolvanaScreenshotInterface> screenshotInterface_;
 };

@@ -109,6 +109,8 @@ struct TranslatorUi final : Ui {
   void removeOverlay() override {}
   void addLongPressGesture(std::function<void()>) override {}
   void addSwipeGestures(std::function<void()>) override {}
+  std::optional<UiView> rootWindowView() override { return std::nullopt; }
+  UiScreen mainScreen() override { return {}; }
 };
 
 TEST(Tolvana, LookupFromInsideStartUpIsAnsweredWithoutASecondEngine) {

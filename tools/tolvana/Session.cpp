@@ -58,6 +58,8 @@ class StderrUi final : public Ui {
   void removeOverlay() override {}
   void addLongPressGesture(std::function<void()>) override {}
   void addSwipeGestures(std::function<void()>) override {}
+  std::optional<UiView> rootWindowView() override { return std::nullopt; }
+  UiScreen mainScreen() override { return {}; }
 };
 
 // Remembers why the last exchange failed and, when tracing, describes each exchange on

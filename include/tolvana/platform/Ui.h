@@ -7,6 +7,7 @@
 #pragma once
 
 #include <functional>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -36,6 +37,31 @@ struct TOLVANA_EXPORT Alert {
   int dismissAfterSeconds = 0;
 };
 
+// A rectangle in points (device-independent pixels), in its window's coordinates.
+struct TOLVANA_EXPORT UiRect {
+  double x = 0, y = 0, width = 0, height = 0;
+};
+
+// One view of a window as the review tools see it, with its children in drawing order.
+struct TOLVANA_EXPORT UiView {
+  bool hidden = false;
+  double alpha = 1.0;
+  // What the view shows, when it shows text.
+  std::optional<std::string> text;
+  // The key the shown text was looked up under, as the toolkit's hooks tagged it, and the
+  // key the view itself kept from an earlier text; empty when unknown.
+  std::string textKey;
+  std::string viewKey;
+  UiRect frame;
+  std::vector<UiView> subviews;
+};
+
+// The main screen: its size in points and its pixels per point.
+struct TOLVANA_EXPORT UiScreen {
+  double width = 0, height = 0;
+  double scale = 1.0;
+};
+
 class TOLVANA_EXPORT Ui {
  public:
   virtual ~Ui() = default;
@@ -53,6 +79,10 @@ class TOLVANA_EXPORT Ui {
   // the press lasts. Each is installed once; the toolkit documents its keyboard equivalent.
   virtual void addLongPressGesture(std::function<void()> handler) = 0;
   virtual void addSwipeGestures(std::function<void()> handler) = 0;
+  // The app's root window as a view tree; nullopt when it has none.
+  virtual std::optional<UiView> rootWindowView() = 0;
+  // The main screen; all zero when there is none.
+  virtual UiScreen mainScreen() = 0;
 };
 
 }  // namespace tolvana

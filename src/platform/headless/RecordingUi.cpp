@@ -77,4 +77,20 @@ bool RecordingUi::swipe() {
   return call(std::move(handler));
 }
 
+void RecordingUi::show(std::optional<UiView> window, UiScreen screen) {
+  std::lock_guard lock(mutex_);
+  window_ = std::move(window);
+  screen_ = screen;
+}
+
+std::optional<UiView> RecordingUi::rootWindowView() {
+  std::lock_guard lock(mutex_);
+  return window_;
+}
+
+UiScreen RecordingUi::mainScreen() {
+  std::lock_guard lock(mutex_);
+  return screen_;
+}
+
 }  // namespace tolvana

@@ -20,6 +20,11 @@ class RecordingUi final : public Ui {
   void removeOverlay() override;
   void addLongPressGesture(std::function<void()> handler) override;
   void addSwipeGestures(std::function<void()> handler) override;
+  std::optional<UiView> rootWindowView() override;
+  UiScreen mainScreen() override;
+
+  // What the app shows; at first no window on a 390 by 844 point screen at 3 pixels a point.
+  void show(std::optional<UiView> window, UiScreen screen = {390, 844, 3});
 
   // A copy of every alert presented so far, oldest first.
   std::vector<Alert> alerts() const;
@@ -42,6 +47,8 @@ class RecordingUi final : public Ui {
   std::vector<std::string> calls_;  // guarded by mutex_
   bool hooksInstalled_ = false;     // guarded by mutex_
   std::function<void()> longPress_, swipe_;  // guarded by mutex_
+  std::optional<UiView> window_;             // guarded by mutex_
+  UiScreen screen_{390, 844, 3};             // guarded by mutex_
 
   void record(std::string call);
   static bool call(std::function<void()> handler);

@@ -1,0 +1,74 @@
+#include "WidgetTree.h"
+
+#include <QAbstractButton>
+#include <QApplication>
+#include <QGraphicsOpacityEffect>
+#include <QGroupBox>
+#include <QLabel>
+#include <QLineEdit>
+#include <QMenu>
+#include <QPlainTextEdit>
+#include <QScreen>
+#include <QTextEdit>
+
+#include "tolvana/Hooks.h"
+
+namespace tolvana::qt {
+namespace {
+
+bool isOurs(const QWidget* window) { return window->objectName().startsWith(QLatin1String("Tolvana")); }
+
+// The text a user reads on the widget; a field shows what was typed, not its placeholder.
+std::optional<QString> shownText(const QWidget* widget) {
+  if (auto* label = qobject_cast<const QLabel*>(widget)) return label->text();
+  if (auto* button = qobject_cast<const QAbstractButton*>(widget)) return button->text();
+  if (auto* edit = qobject_cast<const QLineEdit*>(widget)) return edit->text();
+  if (auto* box = qobject_cast<const QGroupBox*>(widget)) return box->title();
+  if (auto* edit = qobject_cast<const QTextEdit*>(widget)) return edit->toPlainText();
+  if (auto* edit = qobject_cast<const QPlainTextEdit*>(widget)) return edit->toPlainText();
+  return std::nullopt;
+}
+
+double opacity(const QWidget* widget) {
+  if (widget->isWindow()) return widget->windowOpacity();
+  auto* effect = qobject_cast<QGraphicsOpacityEffect*>(widget->graphicsEffect());
+  return effect && effect->isEnabled() ? effect->opacity() : 1.0;
+}
+
+}  // namespace
+
+QWidget* rootWindow() {
+  if (!qobject_cast<QApplication*>(QCoreApplication::instance())) return nullptr;
+  QWidget* active = QApplication::activeWindow();
+  if (active && !isOurs(active)) return active;
+  for (QWidget* window : QApplication::topLevelWidgets()) {
+    if (window->isVisible() && !isOurs(window) && !qobject_cast<QMenu*>(window)) return window;
+  }
+  return nullptr;
+}
+
+UiView viewTree(QWidget* widget, QWidget* window) {
+  UiView view;
+  view.hidden = widget == window ? !widget->isVisible() : widget->isHidden();
+  view.alpha = opacity(widget);
+  if (auto text = shownText(widget); text && !text->isEmpty()) {
+    view.text = text->toStdString();
+    if (auto key = TolvanaHooks::keyForText(text->constData())) view.textKey = *key;
+  }
+  view.viewKey = widget->property("tolvanaKey").toString().toStdString();
+  QPoint origin = widget == window ? QPoint() : widget->mapTo(window, QPoint());
+  view.frame = {double(origin.x()), double(origin.y()), double(widget->width()), double(widget->height())};
+  for (QObject* child : widget->children()) {
+    auto* childWidget = qobject_cast<QWidget*>(child);
+    if (childWidget && !childWidget->isWindow()) view.subviews.push_back(viewTree(childWidget, window));
+  }
+  return view;
+}
+
+UiScreen primaryScreen() {
+  QScreen* screen = qobject_cast<QGuiApplication*>(QCoreApplication::instance()) ? QGuiApplication::primaryScreen() : nullptr;
+  if (!screen) return {};
+  return {double(screen->size().width()), double(screen->size().height()), screen->devicePixelRatio()};
+}
+
+}  // namespace tolvana::qt

@@ -1,0 +1,23 @@
+// WidgetTree: the app's windows as the review tools see them: the root window, and its
+// widgets as a view tree of texts, keys and frames.
+//
+// Thread contract: GUI thread only.
+#pragma once
+
+#include <QWidget>
+#include <optional>
+
+#include "tolvana/platform/Ui.h"
+
+namespace tolvana::qt {
+
+// The app's main window: the active one, else the first shown; never one of the library's
+// own (alerts, the overlay). Null when the app shows none.
+QWidget* rootWindow();
+
+// The widget and its children; frames in points of the window's coordinates.
+UiView viewTree(QWidget* widget, QWidget* window);
+
+UiScreen primaryScreen();
+
+}  // namespace tolvana::qt

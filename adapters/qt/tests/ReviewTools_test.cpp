@@ -1,0 +1,61 @@
+// The review tools on real widgets: what the engine reads of a window.
+#include <gtest/gtest.h>
+
+#include <QApplication>
+#include <QGraphicsOpacityEffect>
+#include <QLabel>
+#include <QTest>
+#include <QVBoxLayout>
+#include <tolvana/platform/Platform.h>
+
+#include "QtTestSupport.h"
+
+namespace {
+
+// "text|textKey|viewKey|x,y,w,h" of each view with text, depth first.
+void flatten(const tolvana::UiView& view, std::vector<std::string>& out, bool underHidden = false) {
+  bool skipped = underHidden || view.hidden || view.alpha <= 0;
+  if (view.text && !skipped) {
+    const auto& f = view.frame;
+    out.push_back(*view.text + "|" + view.textKey + "|" + view.viewKey + "|" + std::to_string(int(f.x)) + "," +
+                  std::to_string(int(f.y)) + "," + std::to_string(int(f.width)) + "," + std::to_string(int(f.height)));
+  }
+  for (const auto& child : view.subviews) flatten(child, out, skipped);
+}
+
+TEST(ReviewTools, TheRootWindowAsAViewTree) {
+  QWidget window;
+  window.setFixedSize(300, 200);
+  QString welcome = QCoreApplication::translate("SampleWindow", "Welcome");
+  auto* tagged = new QLabel(welcome, &window);
+  tagged->setGeometry(10, 20, 120, 30);
+  auto* loose = new QLabel(QStringLiteral("typed by the app"), &window);
+  loose->setGeometry(10, 60, 120, 30);
+  auto* hidden = new QLabel(QStringLiteral("hidden"), &window);
+  hidden->hide();
+  auto* clear = new QWidget(&window);
+  auto* effect = new QGraphicsOpacityEffect(clear);
+  effect->setOpacity(0);
+  clear->setGraphicsEffect(effect);
+  new QLabel(QStringLiteral("under a clear parent"), clear);
+  auto* panel = new QWidget(&window);
+  panel->setGeometry(150, 100, 100, 80);
+  (new QLabel(QStringLiteral("nested"), panel))->setGeometry(5, 6, 50, 20);
+  window.show();
+  window.activateWindow();
+  ASSERT_TRUE(QTest::qWaitForWindowExposed(&window));
+
+  auto& ui = tolvana::Platform::Current().ui();
+  auto tree = ui.rootWindowView();
+  ASSERT_TRUE(tree);
+  EXPECT_EQ(tree->frame.width, 300);
+  std::vector<std::string> shown;
+  flatten(*tree, shown);
+  // The label also keeps the key itself, for when its text is replaced by an untagged one.
+  EXPECT_EQ(shown, (std::vector<std::string>{welcome.toStdString() + "|Welcome|Welcome|10,20,120,30",
+                                             "typed by the app|||10,60,120,30", "nested|||155,106,50,20"}));
+  auto screen = ui.mainScreen();
+  EXPECT_GT(screen.width * screen.height * screen.scale, 0);
+}
+
+}  // namespace
