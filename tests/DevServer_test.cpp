@@ -25,25 +25,56 @@ std::vector<std::pair<std::string, std::string>> signedHeaders(const std::string
   return {{"timestamp", timestamp}, {"hmac", hmacSha256Hex("s3cr3t-key", timestamp + text + timestamp)}};
 }
 
-TEST(DevServer, ScreenshotUploadIssuesAndTags) {
+std::string multipartOf(const std::string& boundary, const std::string& png, const std::string& body,
+                        const std::string& filename = "screenshot.png", const std::string& closing = "--\r\n") {
+  return "--" + boundary + "\r\nContent-Disposition: form-data; name=\"file\"; filename=\"" + filename +
+         "\"\r\nContent-Type: image/png\r\nContent-Length: " + std::to_string(png.size()) + "\r\n\r\n" + png +
+         "\r\n--" + boundary + "\r\nContent-Disposition: form-data; name=\"stringBody\"\r\n\r\n" + body +
+         "\r\n--" + boundary + closing;
+}
+
+TEST(DevServer, ScreenshotUploadIssuesAndTagsAreCheckedByteForByte) {
   ServerFixture server({});
   std::string png = std::string("\x89PNG\r\n\x1a\n", 8) + std::string(300, '\0');
-  std::string body = R"({"screenTag":"Home","stringPositions":[]})";
+  std::string body = R"({"deviceLanguageLong":"de","deviceModel":"x86_64","height":1334,"operatingSystem":"Linux 6",)"
+                     R"("platform":"linux","screenTag":"Home","stringPositions":[],"useOCR":"false","width":750})";
+  std::string noOcr = R"({"deviceLanguageLong":"de","deviceModel":"x86_64","height":1334,"operatingSystem":"Linux 6",)"
+                      R"("platform":"linux","screenTag":"Home","stringPositions":[],"width":750})";
   std::string boundary = "***1700000001***";
-  std::string multipart = "--" + boundary + "\r\nContent-Disposition: form-data; name=\"file\"; filename=\"screenshot.png\"\r\n"
-                          "Content-Type: image/png\r\nContent-Length: " + std::to_string(png.size()) + "\r\n\r\n" + png +
-                          "\r\n--" + boundary + "\r\nContent-Disposition: form-data; name=\"stringBody\"\r\n\r\n" + body +
-                          "\r\n--" + boundary + "--\r\n";
-  HttpRequest upload{"POST", "/v3/mobile-apps/sdk/app1/uploadScreenshot", signedHeaders(body), multipart};
-  upload.headers.emplace_back("Content-Type", "multipart/form-data; boundary=" + boundary);
-  EXPECT_EQ(send(server, upload).status, 200);
+  struct Upload {
+    std::string boundary, multipart, body;
+    int status;
+  } const uploads[] = {
+      {"1700000001", multipartOf("1700000001", png, body), body, 400},
+      {boundary, multipartOf(boundary, png, body, "shot.png"), body, 400},
+      {boundary, multipartOf(boundary, png, body, "screenshot.png", "\r\n"), body, 400},
+      {boundary, multipartOf(boundary, png, noOcr), noOcr, 400},
+      {boundary, multipartOf(boundary, "GIF89a", body), body, 400},
+      {boundary, multipartOf(boundary, png, body), body, 200},
+  };
+  for (const Upload& u : uploads) {
+    HttpRequest upload{"POST", "/v3/mobile-apps/sdk/app1/uploadScreenshot", signedHeaders(u.body), u.multipart};
+    upload.headers.emplace_back("Content-Type", "multipart/form-data; boundary=" + u.boundary);
+    auto answer = send(server, upload);
+    EXPECT_EQ(answer.status, u.status) << answer.body << answer.error.value_or("");
+  }
   auto shots = server.inspect("screenshots").asArray();
   ASSERT_EQ(shots.size(), 1u);
   EXPECT_EQ(*shots[0].find("bytes"), Value(static_cast<std::int64_t>(png.size())));
   EXPECT_EQ(std::filesystem::file_size(shots[0].find("file")->asString()), png.size());
 
-  std::string issue = R"({"summary":"Typo","description":"on Home"})";
-  auto created = send(server, {"POST", "/v3/mobile-apps/sdk/app1/createJiraIssue", signedHeaders(issue), issue});
+  std::string issue = R"({"summary":"Typo","description":"on Home","genuine":"YES","sdkVersion":"2.0.149",)"
+                      R"("deviceModel":"x86_64","platform":"linux","operatingSystem":"Linux 6","languageName":"de"})";
+  std::string untitled = R"({"description":"on Home"})";
+  HttpRequest plain{"POST", "/v3/mobile-apps/sdk/app1/createJiraIssue", signedHeaders(issue), issue};
+  plain.headers.emplace_back("Content-Type", "text/plain");
+  EXPECT_EQ(send(server, plain).status, 400);
+  HttpRequest partial{"POST", "/v3/mobile-apps/sdk/app1/createJiraIssue", signedHeaders(untitled), untitled};
+  partial.headers.emplace_back("Content-Type", "application/json");
+  EXPECT_EQ(send(server, partial).status, 400);
+  HttpRequest good{"POST", "/v3/mobile-apps/sdk/app1/createJiraIssue", signedHeaders(issue), issue};
+  good.headers.emplace_back("Content-Type", "application/json");
+  auto created = send(server, good);
   EXPECT_EQ(json::parse(created.body).value_or(Value()).find("tag")->asString(), "ISSUE-1");
 
   auto tags = send(server, {"GET", "/v3/mobile-apps/sdk/app1/screenTag?params=%7B%7D", signedHeaders("{}"), ""});

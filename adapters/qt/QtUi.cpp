@@ -4,6 +4,9 @@
 #include "WidgetTree.h"
 
 #include <QApplication>
+#include <QBuffer>
+#include <QClipboard>
+#include <QMimeData>
 #include <QDialog>
 #include <QDialogButtonBox>
 #include <QLabel>
@@ -85,5 +88,29 @@ std::optional<UiView> QtUi::rootWindowView() {
 }
 
 UiScreen QtUi::mainScreen() { return primaryScreen(); }
+
+std::string QtUi::rootWindowPng() {
+  QWidget* window = rootWindow();
+  if (!window) return {};
+  QByteArray png;
+  QBuffer buffer(&png);
+  buffer.open(QIODevice::WriteOnly);
+  // Drawn at the screen's pixel ratio, so frames in pixels match the image.
+  window->grab().save(&buffer, "PNG");
+  return png.toStdString();
+}
+
+std::optional<std::string> QtUi::pasteboardString() {
+  if (!qobject_cast<QGuiApplication*>(QCoreApplication::instance())) return std::nullopt;
+  const QMimeData* data = QGuiApplication::clipboard()->mimeData();
+  if (!data || !data->hasText()) return std::nullopt;
+  return data->text().toStdString();
+}
+
+void QtUi::setPasteboardString(const std::string& text) {
+  if (qobject_cast<QGuiApplication*>(QCoreApplication::instance())) {
+    QGuiApplication::clipboard()->setText(QString::fromStdString(text));
+  }
+}
 
 }  // namespace tolvana::qt

@@ -25,6 +25,9 @@ class QtUi final : public Ui {
   void addSwipeGestures(std::function<void()> handler) override;
   std::optional<UiView> rootWindowView() override;
   UiScreen mainScreen() override;
+  std::string rootWindowPng() override;
+  std::optional<std::string> pasteboardString() override;
+  void setPasteboardString(const std::string& text) override;
 
  private:
   QPointer<QObject> context_;

@@ -107,6 +107,15 @@ class TOLVANA_EXPORT Tolvana {
   static void setDraftModelEnabled(bool enabled);  ///< The older spelling, kept for existing hosts.
   /// Shows keys instead of texts until switched off or the process ends.
   static void setShowIdModeEnabled(bool enabled);
+  /// Captures the app's window in draft mode and uploads it under the screen tag, with the
+  /// positions of the strings on it and of the listed keys. The handler gets true once the
+  /// server has the screenshot; call on the main thread.
+  static void captureScreenshotWithTag(const std::string& tag, const std::vector<std::string>& keys);
+  static void captureScreenshotWithTag(const std::string& tag, const std::vector<std::string>& keys, bool useOcr);
+  static void captureScreenshotWithTag(const std::string& tag, const std::vector<std::string>& keys,
+                                       CompletionHandler completion);
+  static void captureScreenshotWithTag(const std::string& tag, const std::vector<std::string>& keys, bool useOcr,
+                                       CompletionHandler completion);
   /// Asks for the draft-mode key, as the long two-finger press does; nothing when the app or
   /// the project does not allow draft mode. Call on the main thread.
   static void showDraftModeDialog();

@@ -74,6 +74,9 @@ void TLInternal::assemble() {
   collector_ = std::make_unique<StringCollector>(StringCollector::Context{
       state_, [this](std::string_view key) { return entryExists(key); },
       [this](std::string_view key) { return localizedStringForKey(key, std::nullopt).text; }});
+  screenshots_ = std::make_unique<Screenshots>(Screenshots::Context{
+      state_, owner, *collector_, [this](std::string_view key) { return entryExists(key); },
+      [this](std::string_view message) { return generateHmac(message); }, [this] { return screenshotInterface(); }});
   draft_ = std::make_unique<DraftMode>(DraftMode::Context{state_, owner, [this](bool on) { setInDraftMode(on); },
                                                           [this] { writeDraftMode(); }, [this] { toggleOverlay(); },
                                                           [this] { exitApp(); }});

@@ -32,6 +32,7 @@
 #include "localization/StringTablesImport.h"
 #include "review/DraftMode.h"
 #include "review/OverlayControl.h"
+#include "review/Screenshots.h"
 #include "review/StringCollector.h"
 #include "store/TLDatabase.h"
 #include "sync/MissingEntries.h"
@@ -90,6 +91,24 @@ class TLInternal : public std::enable_shared_from_this<TLInternal> {
   // The strings a window shows, for a screenshot; main queue only.
   std::optional<std::vector<TLStringPosition>> collectStringsInView(const UiView* view) const {
     return collector_->collectStringsInView(view);
+  }
+
+  // Screenshots with their string positions, uploaded under a screen tag.
+  using CaptureCompletion = Screenshots::Completion;
+  void loadScreenTagsWithCompletionHandler(Screenshots::TagsCompletion completion) {
+    screenshots_->loadScreenTags(std::move(completion));
+  }
+  void captureScreenshotWithTag(const std::string& tag, const std::vector<std::string>& keys, bool useOcr,
+                                CaptureCompletion completion) {
+    screenshots_->captureScreenshotWithTag(tag, keys, useOcr, std::move(completion));
+  }
+  void captureScreenshotNoChecksWithTag(const std::string& tag, const std::vector<std::string>& keys, bool useOcr,
+                                        CaptureCompletion completion) {
+    screenshots_->captureScreenshotNoChecksWithTag(tag, keys, useOcr, std::move(completion));
+  }
+  void captureScreenshotWithTagAndPositionFromDraftModeDialog(const std::string& tag, const std::string& idsAndPos,
+                                                              CaptureCompletion completion) {
+    screenshots_->captureScreenshotWithTagAndPositionFromDraftModeDialog(tag, idsAndPos, std::move(completion));
   }
 
   // The review tools' overlay window.
@@ -186,6 +205,7 @@ class TLInternal : public std::enable_shared_from_this<TLInternal> {
   std::unique_ptr<OverlayControl> overlay_;
   std::unique_ptr<DraftMode> draft_;
   std::unique_ptr<StringCollector> collector_;
+  std::unique_ptr<Screenshots> screenshots_;
   // Guarded by the engine's lock.
   std::weak_ptr<TolvanaScreenshotInterface> screenshotInterface_;
 };

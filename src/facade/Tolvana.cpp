@@ -115,6 +115,21 @@ void Tolvana::setDraftModelEnabled(bool enabled) {
 void Tolvana::setShowIdModeEnabled(bool enabled) {
   guarded("setShowIdModeEnabled", nothing, [&] { engine()->setInShowIdMode(enabled); });
 }
+void Tolvana::captureScreenshotWithTag(const std::string& tag, const std::vector<std::string>& keys) {
+  captureScreenshotWithTag(tag, keys, false, nullptr);
+}
+void Tolvana::captureScreenshotWithTag(const std::string& tag, const std::vector<std::string>& keys, bool useOcr) {
+  captureScreenshotWithTag(tag, keys, useOcr, nullptr);
+}
+void Tolvana::captureScreenshotWithTag(const std::string& tag, const std::vector<std::string>& keys,
+                                       CompletionHandler completion) {
+  captureScreenshotWithTag(tag, keys, false, std::move(completion));
+}
+void Tolvana::captureScreenshotWithTag(const std::string& tag, const std::vector<std::string>& keys, bool useOcr,
+                                       CompletionHandler completion) {
+  guarded("captureScreenshotWithTag", nothing,
+          [&] { engine()->captureScreenshotWithTag(tag, keys, useOcr, std::move(completion)); });
+}
 void Tolvana::showDraftModeDialog() {
   guarded("showDraftModeDialog", nothing, [] { engine()->showDraftModeDialog(); });
 }

@@ -111,6 +111,9 @@ struct TranslatorUi final : Ui {
   void addSwipeGestures(std::function<void()>) override {}
   std::optional<UiView> rootWindowView() override { return std::nullopt; }
   UiScreen mainScreen() override { return {}; }
+  std::string rootWindowPng() override { return ""; }
+  std::optional<std::string> pasteboardString() override { return std::nullopt; }
+  void setPasteboardString(const std::string&) override {}
 };
 
 TEST(Tolvana, LookupFromInsideStartUpIsAnsweredWithoutASecondEngine) {

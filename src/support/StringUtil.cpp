@@ -151,4 +151,20 @@ bool isValidUtf8(std::string_view text) {
   return true;
 }
 
+std::string percentEncodedForQuery(std::string_view text) {
+  static constexpr std::string_view kAllowed = "!$&'()*+,-./:;=?@_~";
+  static constexpr char kHex[] = "0123456789ABCDEF";
+  std::string out;
+  for (unsigned char c : text) {
+    if (std::isalnum(c) || kAllowed.find(static_cast<char>(c)) != std::string_view::npos) {
+      out += static_cast<char>(c);
+    } else {
+      out += '%';
+      out += kHex[c >> 4];
+      out += kHex[c & 15];
+    }
+  }
+  return out;
+}
+
 }  // namespace tolvana

@@ -38,6 +38,8 @@ bool utf16Prefix(std::string_view utf8, std::size_t n, std::string* prefix);
 bool isValidUtf8(std::string_view text);
 std::string removeAll(std::string_view text, char c);
 std::string toLower(std::string_view text);
+// The characters a URL query may hold stay as they are; everything else is percent-encoded.
+std::string percentEncodedForQuery(std::string_view text);
 std::string toUpper(std::string_view text);
 bool contains(std::string_view text, std::string_view part);
 

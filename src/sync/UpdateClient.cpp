@@ -30,23 +30,6 @@ bool listed(const std::vector<std::string>& list, std::string_view item) {
   return std::find(list.begin(), list.end(), item) != list.end();
 }
 
-// The characters a URL query may hold as they are; everything else is percent-encoded.
-std::string percentEncodedForQuery(std::string_view text) {
-  static constexpr std::string_view kAllowed = "!$&'()*+,-./:;=?@_~";
-  static constexpr char kHex[] = "0123456789ABCDEF";
-  std::string out;
-  for (unsigned char c : text) {
-    if (std::isalnum(c) || kAllowed.find(static_cast<char>(c)) != std::string_view::npos) {
-      out += static_cast<char>(c);
-    } else {
-      out += '%';
-      out += kHex[c >> 4];
-      out += kHex[c & 15];
-    }
-  }
-  return out;
-}
-
 Value::Dictionary deviceProfile() {
   Value::Dictionary profile;
   auto put = [&](const char* key, std::optional<std::string> value) {

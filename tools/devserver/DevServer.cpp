@@ -16,6 +16,8 @@
 
 #include "Faults.h"
 #include "Project.h"
+#include "RawUploads.h"
+#include "ReviewRequests.h"
 #include "SelfSignedCertificate.h"
 #include "ServerStore.h"
 #include "support/Hmac.h"
@@ -223,17 +225,30 @@ struct DevServer::Impl {
     answerJson(response, tags && tags->isArray() ? *tags : Value(Value::Array{}));
   }
 
-  void uploadScreenshot(const httplib::Request& request, httplib::Response& response) {
+  // Read raw, not through the HTTP library's lenient multipart parser, so the body is checked
+  // byte for byte.
+  void uploadScreenshot(const httplib::Request& request, httplib::Response& response,
+                        const httplib::ContentReader& reader) {
+    std::string raw;
+    reader([&raw](const char* data, std::size_t length) {
+      raw.append(data, length);
+      return true;
+    });
     auto snapshot = projectFor(request, response);
     if (!snapshot) return;
-    if (!request.is_multipart_form_data() || !request.has_file("file") || !request.has_file("stringBody")) {
-      return answerJson(response, Value::Dictionary{{"error", "expected the parts file and stringBody"}}, 400);
+    auto parsed = parseScreenshotUpload(uploadContentType(request),
+                                        request.get_header_value("Content-Length"), raw);
+    if (auto* error = std::get_if<std::string>(&parsed)) {
+      return answerJson(response, Value::Dictionary{{"error", *error}}, 400);
     }
-    std::string body = request.get_file_value("stringBody").content;
+    auto& [png, body] = std::get<ScreenshotParts>(parsed);
     if (!signedCorrectly(request, *snapshot, body, false)) {
       return answerJson(response, Value::Dictionary{{"error", "bad signature"}}, 401);
     }
-    std::string png = request.get_file_value("file").content;
+    auto json = json::parse(body);
+    if (auto error = json ? screenshotBodyError(*json) : std::optional<std::string>("the string part is no JSON")) {
+      return answerJson(response, Value::Dictionary{{"error", *error}}, 400);
+    }
     std::int64_t number = store.count("screenshots") + 1;
     fs::path file = fs::path(options.project) / "screenshots" / (std::to_string(number) + ".png");
     std::error_code ec;
@@ -245,7 +260,7 @@ struct DevServer::Impl {
     }
     store.record("screenshots", Value::Dictionary{{"file", file.string()},
                                                   {"bytes", static_cast<std::int64_t>(png.size())},
-                                                  {"body", json::parse(body).value_or(Value(body))}});
+                                                  {"body", *json}});
     answerJson(response, Value::Dictionary{{"ok", true}});
   }
 
@@ -255,6 +270,10 @@ struct DevServer::Impl {
     if (!signedCorrectly(request, *snapshot, request.body, false)) {
       return answerJson(response, Value::Dictionary{{"error", "bad signature"}}, 401);
     }
+    if (auto error = issueRequestError(request.get_header_value("Content-Type"),
+                                       request.get_header_value("Content-Length"), request.body)) {
+      return answerJson(response, Value::Dictionary{{"error", *error}}, 400);
+    }
     std::string tag = "ISSUE-" + std::to_string(++issues);
     store.record("issues", Value::Dictionary{{"tag", tag}, {"body", json::parse(request.body).value_or(Value())}});
     answerJson(response, Value::Dictionary{{"tag", tag}});
@@ -262,10 +281,14 @@ struct DevServer::Impl {
 
   void routes() {
     httplib::Server& s = *server;
+    readUploadsRaw(s);
     s.Get(R"(/v4/mobile-apps/sdk/([^/]+))", [this](const auto& q, auto& r) { update(q, r); });
     s.Post(R"(/v4/mobile-apps/sdk/([^/]+))", [this](const auto& q, auto& r) { update(q, r); });
     s.Get(R"(/v3/mobile-apps/sdk/([^/]+)/screenTag)", [this](const auto& q, auto& r) { screenTags(q, r); });
-    s.Post(R"(/v3/mobile-apps/sdk/([^/]+)/uploadScreenshot)", [this](const auto& q, auto& r) { uploadScreenshot(q, r); });
+    s.Post(R"(/v3/mobile-apps/sdk/([^/]+)/uploadScreenshot)",
+           [this](const httplib::Request& q, httplib::Response& r, const httplib::ContentReader& reader) {
+             uploadScreenshot(q, r, reader);
+           });
     s.Post(R"(/v3/mobile-apps/sdk/([^/]+)/createJiraIssue)", [this](const auto& q, auto& r) { createIssue(q, r); });
 
     s.Get(R"(/_devserver/(requests|missing|profiles|screenshots|issues))", [this](const auto& q, auto& r) {

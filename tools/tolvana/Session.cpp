@@ -60,6 +60,9 @@ class StderrUi final : public Ui {
   void addSwipeGestures(std::function<void()>) override {}
   std::optional<UiView> rootWindowView() override { return std::nullopt; }
   UiScreen mainScreen() override { return {}; }
+  std::string rootWindowPng() override { return ""; }
+  std::optional<std::string> pasteboardString() override { return std::nullopt; }
+  void setPasteboardString(const std::string&) override {}
 };
 
 // Remembers why the last exchange failed and, when tracing, describes each exchange on

@@ -3,6 +3,7 @@
 
 #include <QApplication>
 #include <QGraphicsOpacityEffect>
+#include <QImage>
 #include <QLabel>
 #include <QTest>
 #include <QVBoxLayout>
@@ -56,6 +57,14 @@ TEST(ReviewTools, TheRootWindowAsAViewTree) {
                                              "typed by the app|||10,60,120,30", "nested|||155,106,50,20"}));
   auto screen = ui.mainScreen();
   EXPECT_GT(screen.width * screen.height * screen.scale, 0);
+
+  std::string png = ui.rootWindowPng();
+  QImage image = QImage::fromData(QByteArray::fromStdString(png), "PNG");
+  EXPECT_EQ(image.size(), QSize(300, 200) * window.devicePixelRatio());
+
+  // A UI-test runner hands positions over through the clipboard.
+  ui.setPasteboardString("tolvana:{}");
+  EXPECT_EQ(ui.pasteboardString(), "tolvana:{}");
 }
 
 }  // namespace

@@ -83,6 +83,12 @@ class TOLVANA_EXPORT Ui {
   virtual std::optional<UiView> rootWindowView() = 0;
   // The main screen; all zero when there is none.
   virtual UiScreen mainScreen() = 0;
+  // The root window as PNG data, drawn as the user sees it; empty when there is none.
+  virtual std::string rootWindowPng() = 0;
+  // The general pasteboard's text, through which a UI-test runner hands data to the app;
+  // nullopt when it holds no text.
+  virtual std::optional<std::string> pasteboardString() = 0;
+  virtual void setPasteboardString(const std::string& text) = 0;
 };
 
 }  // namespace tolvana

@@ -22,6 +22,10 @@ class RecordingUi final : public Ui {
   void addSwipeGestures(std::function<void()> handler) override;
   std::optional<UiView> rootWindowView() override;
   UiScreen mainScreen() override;
+  // The PNG of whatever window is shown: a one-pixel image.
+  std::string rootWindowPng() override;
+  std::optional<std::string> pasteboardString() override;
+  void setPasteboardString(const std::string& text) override;
 
   // What the app shows; at first no window on a 390 by 844 point screen at 3 pixels a point.
   void show(std::optional<UiView> window, UiScreen screen = {390, 844, 3});
@@ -49,6 +53,7 @@ class RecordingUi final : public Ui {
   std::function<void()> longPress_, swipe_;  // guarded by mutex_
   std::optional<UiView> window_;             // guarded by mutex_
   UiScreen screen_{390, 844, 3};             // guarded by mutex_
+  std::optional<std::string> pasteboard_;    // guarded by mutex_
 
   void record(std::string call);
   static bool call(std::function<void()> handler);

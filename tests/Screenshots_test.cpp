@@ -1,0 +1,96 @@
+// Screenshots from a headless window to the reference server, and their refusals.
+#include <gtest/gtest.h>
+
+#include "core/TLInternal.h"
+#include "support/Json.h"
+#include "tests/support/AppFixture.h"
+#include "tests/support/ServerFixture.h"
+
+namespace tolvana {
+namespace {
+
+using testing::AppFixture;
+using testing::ServerFixture;
+
+class Screenshots : public ::testing::Test {
+ protected:
+  void start(bool inDraftMode = true) {
+    app.appLanguage("en", {{"title", "Welcome", ""}, {"buy", "Buy", ""}});
+    app.bundle.info("TolvanaHost", server.baseUrl());
+    app.platform.http = server.http();
+    app.platform.defaults->setObject("TolvanaDraftMode", inDraftMode);
+    UiView window;
+    window.subviews.resize(2);
+    window.subviews[0].text = "Welcome";
+    window.subviews[0].textKey = "title";
+    window.subviews[0].frame = {10, 20, 100, 30};
+    window.subviews[1].text = "typed";
+    app.platform.ui->show(window);
+    app.install();
+    engine = TLInternal::sharedInstance();
+  }
+  // Runs the capture and waits for its completion on the main queue.
+  std::optional<bool> capture(const std::function<void(TLInternal::CaptureCompletion)>& call) {
+    auto done = std::make_shared<std::atomic<int>>(-1);
+    call([done](bool ok) { *done = ok; });
+    if (!app.platform.dispatch->runUntil([&] { return *done >= 0; })) return std::nullopt;
+    return *done == 1;
+  }
+  ServerFixture server{{}};
+  AppFixture app;
+  std::shared_ptr<TLInternal> engine;
+};
+
+TEST_F(Screenshots, UploadedWithPositionsAndDeviceUnderTheTag) {
+  start();
+  std::optional<Value> tags;
+  engine->loadScreenTagsWithCompletionHandler([&](std::optional<Value> answer) { tags = answer; });
+  ASSERT_TRUE(app.platform.dispatch->runUntil([&] { return tags.has_value(); }));
+  EXPECT_EQ(*tags, Value(Value::Array{"Home", "Settings"}));
+
+  EXPECT_EQ(capture([&](auto done) { engine->captureScreenshotWithTag("Home", {"buy", "unknown"}, false, done); }),
+            true);
+  EXPECT_EQ(capture([&](auto done) {
+              engine->captureScreenshotWithTagAndPositionFromDraftModeDialog(
+                  "Settings", R"({"buy":"{{1.5, 2}, {30, 10}}","unknown":"{{0, 0}, {1, 1}}"})", done);
+            }),
+            true);
+  auto shots = server.inspect("screenshots").asArray();
+  ASSERT_EQ(shots.size(), 2u);
+  EXPECT_EQ(shots[0].find("bytes")->asInteger(), static_cast<std::int64_t>(app.platform.ui->rootWindowPng().size()));
+  Value body = *shots[0].find("body");
+  EXPECT_EQ(json::serialize(*body.find("stringPositions")),
+            R"([{"height":90,"key":"title","width":300,"x":30,"y":60},{"height":0,"text":"typed","width":0,"x":0,"y":0},)"
+            R"({"height":-1,"key":"buy","width":-1,"x":-1,"y":-1}])");
+  EXPECT_EQ(body.find("screenTag")->asString(), "Home");
+  EXPECT_EQ(body.find("useOCR")->asString(), "false");
+  EXPECT_EQ(body.find("deviceLanguageLong")->asString(), "en");
+  EXPECT_EQ(body.find("width")->description(), Value(1170.0).description());
+  EXPECT_EQ(json::serialize(*shots[1].find("body")->find("stringPositions")),
+            R"([{"height":30,"key":"buy","width":90,"x":4,"y":6}])");
+}
+
+TEST_F(Screenshots, RefusalsCompleteWithFalse) {
+  start(false);
+  struct Refusal {
+    std::string tag;
+    bool inDraftMode;
+    const char* logged;
+  } const refusals[] = {
+      {"Home", false, "captureScreenshot can only be executed in draft mode!"},
+      {"", true, "No tag supplied! Supply a screen tag to upload a screenshot."},
+      {"Nowhere", true, "Failed to upload Screenshot!"},
+  };
+  for (const Refusal& r : refusals) {
+    engine->setInDraftMode(r.inDraftMode);
+    if (r.tag == "Nowhere") {
+      EXPECT_TRUE(server.inspect("screenshots").asArray().empty());
+      server.stop();
+    }
+    EXPECT_EQ(capture([&](auto done) { engine->captureScreenshotWithTag(r.tag, {}, false, done); }), false) << r.tag;
+    EXPECT_TRUE(app.platform.log->contains(r.logged)) << r.logged;
+  }
+}
+
+}  // namespace
+}  // namespace tolvana
