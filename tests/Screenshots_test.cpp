@@ -94,3 +94,39 @@ TEST_F(Screenshots, RefusalsCompleteWithFalse) {
 
 }  // namespace
 }  // namespace tolvana
+
+namespace tolvana {
+namespace {
+
+std::vector<std::string> alertTitles(const testing::AppFixture& app) {
+  std::vector<std::string> titles;
+  for (const auto& alert : app.platform.ui->alerts()) {
+    titles.push_back(alert.title + " (" + std::to_string(alert.dismissAfterSeconds) + " s)");
+  }
+  return titles;
+}
+
+TEST_F(Screenshots, AnIssueGetsAScreenshotUnderItsTag) {
+  start();
+  engine->requestJiraIssue("Typo", "on Home");
+  ASSERT_TRUE(app.platform.dispatch->runUntil([&] { return !app.platform.ui->alerts().empty(); }));
+  EXPECT_EQ(alertTitles(app), (std::vector<std::string>{"Successfully created ISSUE-1 (2 s)"}));
+  auto issues = server.inspect("issues").asArray();
+  ASSERT_EQ(issues.size(), 1u);
+  const Value& body = *issues[0].find("body");
+  EXPECT_EQ(body.find("summary")->asString(), "Typo");
+  EXPECT_EQ(body.find("description")->asString(), "on Home");
+  EXPECT_EQ(body.find("languageName")->asString(), "en");
+  auto shots = server.inspect("screenshots").asArray();
+  ASSERT_EQ(shots.size(), 1u);
+  EXPECT_EQ(shots[0].find("body")->find("screenTag")->asString(), "ISSUE-1");
+
+  server.stop();
+  engine->requestJiraIssue("Typo", "again");
+  ASSERT_TRUE(app.platform.dispatch->runUntil([&] { return app.platform.ui->alerts().size() == 2; }));
+  EXPECT_EQ(alertTitles(app).back(), "Error creating jira issue! (4 s)");
+  EXPECT_TRUE(app.platform.log->contains("Failed to request issue tag!"));
+}
+
+}  // namespace
+}  // namespace tolvana

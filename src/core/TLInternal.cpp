@@ -77,6 +77,11 @@ void TLInternal::assemble() {
   screenshots_ = std::make_unique<Screenshots>(Screenshots::Context{
       state_, owner, *collector_, [this](std::string_view key) { return entryExists(key); },
       [this](std::string_view message) { return generateHmac(message); }, [this] { return screenshotInterface(); }});
+  issues_ = std::make_unique<IssueRequest>(IssueRequest::Context{
+      state_, [this](std::string_view message) { return generateHmac(message); },
+      [this, owner](const std::string& tag, Screenshots::Completion done) {
+        if (auto alive = owner.lock()) captureScreenshotNoChecksWithTag(tag, {}, false, std::move(done));
+      }});
   draft_ = std::make_unique<DraftMode>(DraftMode::Context{state_, owner, [this](bool on) { setInDraftMode(on); },
                                                           [this] { writeDraftMode(); }, [this] { toggleOverlay(); },
                                                           [this] { exitApp(); }});

@@ -31,6 +31,7 @@
 #include "localization/StringLookup.h"
 #include "localization/StringTablesImport.h"
 #include "review/DraftMode.h"
+#include "review/IssueRequest.h"
 #include "review/OverlayControl.h"
 #include "review/Screenshots.h"
 #include "review/StringCollector.h"
@@ -109,6 +110,11 @@ class TLInternal : public std::enable_shared_from_this<TLInternal> {
   void captureScreenshotWithTagAndPositionFromDraftModeDialog(const std::string& tag, const std::string& idsAndPos,
                                                               CaptureCompletion completion) {
     screenshots_->captureScreenshotWithTagAndPositionFromDraftModeDialog(tag, idsAndPos, std::move(completion));
+  }
+
+  // Files an issue and links a screenshot of the screen to it; main queue only.
+  void requestJiraIssue(const std::string& summary, const std::string& description) {
+    issues_->requestJiraIssue(summary, description);
   }
 
   // The review tools' overlay window.
@@ -206,6 +212,7 @@ class TLInternal : public std::enable_shared_from_this<TLInternal> {
   std::unique_ptr<DraftMode> draft_;
   std::unique_ptr<StringCollector> collector_;
   std::unique_ptr<Screenshots> screenshots_;
+  std::unique_ptr<IssueRequest> issues_;
   // Guarded by the engine's lock.
   std::weak_ptr<TolvanaScreenshotInterface> screenshotInterface_;
 };
