@@ -89,6 +89,21 @@ std::optional<UiView> QtUi::rootWindowView() {
 
 UiScreen QtUi::mainScreen() { return primaryScreen(); }
 
+void QtUi::showOverlay(UiOverlay overlay) {
+  if (!qobject_cast<QApplication*>(QCoreApplication::instance())) return;
+  if (!overlay_) overlay_ = new QtOverlay();
+  overlay_->update(std::move(overlay));
+}
+
+void QtUi::removeOverlay() {
+  if (overlay_) overlay_->deleteLater();
+  overlay_.clear();
+}
+
+void QtUi::focusOverlayControl(const std::string& control) {
+  if (overlay_) overlay_->focusControl(control);
+}
+
 std::string QtUi::rootWindowPng() {
   QWidget* window = rootWindow();
   if (!window) return {};

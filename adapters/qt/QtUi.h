@@ -7,6 +7,7 @@
 #include <memory>
 #include <mutex>
 
+#include "QtOverlay.h"
 #include "TolvanaTranslator.h"
 #include "tolvana/platform/Ui.h"
 
@@ -17,10 +18,9 @@ class QtUi final : public Ui {
   explicit QtUi(QObject* context);
   void presentAlert(Alert alert) override;
   void installLookupHooks() override;
-  // The overlay belongs to the review tools, which have no widgets yet; until they do,
-  // asking for it changes nothing on screen.
-  void addOverlay(bool) override {}
-  void removeOverlay() override {}
+  void showOverlay(UiOverlay overlay) override;
+  void removeOverlay() override;
+  void focusOverlayControl(const std::string& control) override;
   void addLongPressGesture(std::function<void()> handler) override;
   void addSwipeGestures(std::function<void()> handler) override;
   std::optional<UiView> rootWindowView() override;
@@ -32,6 +32,7 @@ class QtUi final : public Ui {
  private:
   QPointer<QObject> context_;
   std::once_flag translatorOnce_;
+  QPointer<QtOverlay> overlay_;
 };
 
 }  // namespace tolvana::qt

@@ -70,7 +70,19 @@ void TLInternal::assemble() {
                                                                     registerTestModeGesture();
                                                                     registerDraftMenuGesture();
                                                                   }});
-  overlay_ = std::make_unique<OverlayControl>(OverlayControl::Context{state_, owner, nullptr});
+  overlay_ = std::make_unique<OverlayControl>(OverlayControl::Context{
+      state_, owner, [this](auto done) { loadScreenTagsWithCompletionHandler(std::move(done)); },
+      TLOverlay::Engine{
+          [this](const std::string& tag, CaptureCompletion done) {
+            captureScreenshotNoChecksWithTag(tag, {}, false, std::move(done));
+          },
+          [this](const std::string& tag, const std::string& positions, CaptureCompletion done) {
+            captureScreenshotWithTagAndPositionFromDraftModeDialog(tag, positions, std::move(done));
+          },
+          [this](const std::string& summary, const std::string& description) {
+            requestJiraIssue(summary, description);
+          },
+          [this] { return isPossibleSwiftUi(); }, nullptr}});
   collector_ = std::make_unique<StringCollector>(StringCollector::Context{
       state_, [this](std::string_view key) { return entryExists(key); },
       [this](std::string_view key) { return localizedStringForKey(key, std::nullopt).text; }});

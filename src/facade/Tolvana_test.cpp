@@ -105,7 +105,8 @@ struct TranslatorUi final : Ui {
   std::vector<std::string> answers;
   void installLookupHooks() override { answers.push_back(Tolvana::localizedStringForKey("hooked", "Default text")); }
   void presentAlert(Alert) override {}
-  void addOverlay(bool) override {}
+  void showOverlay(UiOverlay) override {}
+  void focusOverlayControl(const std::string&) override {}
   void removeOverlay() override {}
   void addLongPressGesture(std::function<void()>) override {}
   void addSwipeGestures(std::function<void()>) override {}

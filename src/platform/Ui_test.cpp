@@ -12,10 +12,28 @@ namespace {
 // What a user would find on screen.
 struct UiState {
   int lookupHookInstallations = 0;
-  std::string overlay;              // "", "plain" or "uiTests"
+  std::string overlay;              // the overlay's visible titles, "" when there is none
   std::vector<std::string> alerts;  // summary() of each alert shown, oldest first
   bool operator==(const UiState&) const = default;
 };
+
+std::string titles(const UiOverlay& overlay) {
+  std::string text;
+  for (const auto& control : overlay.controls) {
+    if (!control.hidden) text += "[" + control.title + "]";
+  }
+  return text;
+}
+
+// A strip with a button, and the button alone (what a redraw may leave).
+UiOverlay stripOverlay(bool withPanel) {
+  UiOverlay overlay;
+  if (withPanel) overlay.controls.push_back({.name = "strip", .kind = UiControl::Kind::panel, .frame = {0, 0, 200, 80}});
+  overlay.controls.push_back({.name = "capture", .parent = withPanel ? "strip" : "", .frame = {4, 4, 192, 32},
+                              .title = "Capture Screen"});
+  overlay.touchable = {"capture"};
+  return overlay;
+}
 
 std::string summary(const Alert& alert) {
   std::string text = alert.title + " | " + alert.message + " |";
@@ -50,9 +68,8 @@ struct HeadlessHarness {
     UiState state;
     for (const auto& call : recording->calls()) {
       state.lookupHookInstallations += call == "installLookupHooks";
-      if (call.starts_with("addOverlay")) state.overlay = call == "addOverlay" ? "plain" : "uiTests";
-      if (call == "removeOverlay") state.overlay.clear();
     }
+    if (auto overlay = recording->overlay()) state.overlay = titles(*overlay);
     for (const auto& alert : recording->alerts()) state.alerts.push_back(summary(alert));
     return state;
   }
@@ -86,10 +103,11 @@ TYPED_TEST(UiContract, HooksGoInOnceAndRemovingNoOverlayDoesNothing) {
     std::string overlay;
   } const steps[] = {
       {[](Ui& ui) { ui.removeOverlay(); }, ""},
-      {[](Ui& ui) { ui.addOverlay(true); }, "uiTests"},
+      {[](Ui& ui) { ui.showOverlay(stripOverlay(true)); }, "[][Capture Screen]"},
+      {[](Ui& ui) { ui.showOverlay(stripOverlay(false)); }, "[Capture Screen]"},
       {[](Ui& ui) { ui.removeOverlay(); }, ""},
       {[](Ui& ui) { ui.removeOverlay(); }, ""},
-      {[](Ui& ui) { ui.addOverlay(false); }, "plain"},
+      {[](Ui& ui) { ui.showOverlay(stripOverlay(true)); }, "[][Capture Screen]"},
   };
   for (std::size_t i = 0; i < std::size(steps); ++i) {
     this->onMain(steps[i].call);

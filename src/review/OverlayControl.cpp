@@ -14,10 +14,36 @@ void OverlayControl::show(bool forUiTests) {
   // the second replaces the first.
   platform.dispatch().mainAsync([&platform, owner = context_.owner, this, forUiTests] {
     if (!owner.lock()) return;
-    platform.ui().addOverlay(forUiTests);
+    TLOverlay::Engine engine = context_.engine;
+    engine.changed = [this] { draw(); };
+    overlay_ = std::make_unique<TLOverlay>(platform.ui().mainScreen(), forUiTests, std::move(engine));
     active_ = true;
-    if (context_.loadScreenTags) context_.loadScreenTags();
+    draw();
+    if (!context_.loadScreenTags) return;
+    context_.loadScreenTags([this, owner, shown = overlay_.get()](std::optional<Value> tags) {
+      if (!owner.lock() || overlay_.get() != shown) return;
+      std::vector<std::string> names;
+      if (tags && tags->isArray()) {
+        for (const Value& tag : tags->asArray()) {
+          if (tag.isString()) names.push_back(tag.asString());
+        }
+      }
+      overlay_->updateScreenTags(std::move(names));
+    });
   });
+}
+
+void OverlayControl::draw() {
+  if (!overlay_) return;
+  UiOverlay scene{overlay_->controls(), overlay_->touchable(), nullptr, nullptr};
+  auto guarded = [this, owner = context_.owner](void (TLOverlay::*act)(const std::string&, const std::string&)) {
+    return [this, owner, act](const std::string& control, const std::string& text) {
+      if (owner.lock() && overlay_) (overlay_.get()->*act)(control, text);
+    };
+  };
+  scene.onTap = guarded(&TLOverlay::tap);
+  scene.onEdit = guarded(&TLOverlay::edit);
+  Platform::Current().ui().showOverlay(std::move(scene));
 }
 
 void OverlayControl::addOverlay() {
@@ -37,7 +63,10 @@ void OverlayControl::addUITestOverlay() {
 void OverlayControl::removeOverlay() {
   if (TLDeviceUtil::isAppExtension() || !active_.exchange(false)) return;
   Platform& platform = Platform::Current();
-  platform.dispatch().mainAsync([&platform] { platform.ui().removeOverlay(); });
+  platform.dispatch().mainAsync([&platform, owner = context_.owner, this] {
+    platform.ui().removeOverlay();
+    if (owner.lock()) overlay_.reset();
+  });
 }
 
 void OverlayControl::toggleOverlay() {

@@ -1,6 +1,7 @@
 // OverlayControl: whether the review tools' overlay window is up, and the rules for putting it
 // up: only in draft mode (or, in its UI-test variant, whenever UI tests run) and never in an
-// app extension. The window itself is the Ui port's.
+// app extension. It holds the overlay's model (TLOverlay) and keeps the Ui port's window
+// drawn from it.
 //
 // Thread contract: any thread may ask; the window comes and goes on the main queue, so
 // overlayActive() turns true only once the queued creation has run.
@@ -11,6 +12,8 @@
 #include <memory>
 
 #include "localization/EngineState.h"
+#include "review/TLOverlay.h"
+#include "tolvana/Value.h"
 
 namespace tolvana {
 
@@ -19,8 +22,10 @@ class OverlayControl {
   struct Context {
     EngineState& state;
     std::weak_ptr<const void> owner;
-    // Called on the main queue once a window is up, to fill its tag list.
-    std::function<void()> loadScreenTags;
+    // The screen tags the server knows, or nullopt; completes on the main queue.
+    std::function<void(std::function<void(std::optional<Value>)>)> loadScreenTags;
+    // What the overlay's buttons ask of the engine (its "changed" is this class's own).
+    TLOverlay::Engine engine;
   };
   explicit OverlayControl(Context context);
 
@@ -30,12 +35,16 @@ class OverlayControl {
   void toggleOverlay();
   bool setScreenShotMenuVisible(bool visible);
   void addUITestOverlay();
+  // The overlay's model while it is up; main queue only.
+  TLOverlay* overlay() const { return overlay_.get(); }
 
  private:
   Context context_;
   std::atomic<bool> active_{false};
+  std::unique_ptr<TLOverlay> overlay_;  // main queue only
 
   void show(bool forUiTests);
+  void draw();
 };
 
 }  // namespace tolvana

@@ -54,7 +54,8 @@ class StderrUi final : public Ui {
     std::fprintf(stderr, "alert: %s — %s\n", printable(alert.title).c_str(), printable(alert.message).c_str());
   }
   void installLookupHooks() override {}
-  void addOverlay(bool) override {}
+  void showOverlay(UiOverlay) override {}
+  void focusOverlayControl(const std::string&) override {}
   void removeOverlay() override {}
   void addLongPressGesture(std::function<void()>) override {}
   void addSwipeGestures(std::function<void()>) override {}

@@ -5,6 +5,7 @@
 #include <QGraphicsOpacityEffect>
 #include <QImage>
 #include <QLabel>
+#include <QPushButton>
 #include <QTest>
 #include <QVBoxLayout>
 #include <tolvana/platform/Platform.h>
@@ -65,6 +66,47 @@ TEST(ReviewTools, TheRootWindowAsAViewTree) {
   // A UI-test runner hands positions over through the clipboard.
   ui.setPasteboardString("tolvana:{}");
   EXPECT_EQ(ui.pasteboardString(), "tolvana:{}");
+}
+
+}  // namespace
+
+namespace {
+
+QWidget* overlayWindow() {
+  for (QWidget* w : QApplication::topLevelWidgets()) {
+    if (w->objectName() == "TolvanaOverlay" && w->isVisible()) return w;
+  }
+  return nullptr;
+}
+
+// Under UI tests the engine puts up the overlay's UI-test variant at start: the strip hidden,
+// an invisible toggle in the bottom-right corner.
+TEST(ReviewTools, TheOverlayTakesClicksOnlyOnItsControls) {
+  QWidget* overlay = nullptr;
+  ASSERT_TRUE(spinUntil([&] { return (overlay = overlayWindow()) != nullptr; }));
+  QRect screen = overlay->geometry();
+  QPoint corner(screen.width() - 5, screen.height() - 5), strip(100, 20), app(100, 300);
+  EXPECT_TRUE(overlay->mask().contains(corner));
+  EXPECT_FALSE(overlay->mask().contains(strip));
+  EXPECT_FALSE(overlay->mask().contains(app));
+
+  auto* toggle = overlay->findChild<QPushButton*>("toggleVisibleBtn");
+  ASSERT_NE(toggle, nullptr);
+  EXPECT_EQ(toggle->accessibleName(), "Tolvana.ToggleDraftMenu");
+  QTest::mouseClick(toggle, Qt::LeftButton);
+  ASSERT_TRUE(spinUntil([&] { return overlay->mask().contains(strip); }));
+  auto* capture = overlay->findChild<QPushButton*>("openCaptureScreenMenuBtn");
+  ASSERT_NE(capture, nullptr);
+  EXPECT_EQ(capture->text(), "Capture Screen");
+  EXPECT_FALSE(overlay->mask().contains(app)) << "below the strip the app keeps its clicks";
+
+  QTest::mouseClick(capture, Qt::LeftButton);
+  ASSERT_TRUE(spinUntil([&] { return overlay->findChild<QWidget*>("captureScreenshotView")->isVisible(); }));
+  EXPECT_FALSE(capture->isVisible());
+  QTest::mouseClick(overlay->findChild<QPushButton*>("cancelScreenshotBtn"), Qt::LeftButton);
+  ASSERT_TRUE(spinUntil([&] { return capture->isVisible(); }));
+  QTest::mouseClick(toggle, Qt::LeftButton);
+  ASSERT_TRUE(spinUntil([&] { return !overlay->mask().contains(strip); }));
 }
 
 }  // namespace

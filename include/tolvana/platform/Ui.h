@@ -6,6 +6,7 @@
 // called on the main queue.
 #pragma once
 
+#include <cstdint>
 #include <functional>
 #include <optional>
 #include <string>
@@ -62,6 +63,34 @@ struct TOLVANA_EXPORT UiScreen {
   double scale = 1.0;
 };
 
+// One control of the review tools' overlay window, as the engine lays it out.
+struct TOLVANA_EXPORT UiControl {
+  enum class Kind { panel, button, textField, list };
+  std::string name;    // unique in the overlay; a control's events name it
+  Kind kind = Kind::button;
+  std::string parent;  // the panel it sits on; empty for the window itself
+  UiRect frame;        // in the overlay window's coordinates
+  std::string title;   // a button's title; a field's placeholder
+  std::string accessibilityName;
+  bool hidden = false;
+  bool enabled = true;
+  std::string text;                 // a field's text
+  std::vector<std::string> items;   // a list's rows
+  std::uint32_t background = 0;     // 0xRRGGBBAA
+  std::uint32_t foreground = 0;     // the title's or text's colour
+};
+
+// The overlay: a window above all others, transparent but for its controls. Touches reach
+// it only within the frames of touchable, in that order (the first that holds the point
+// wins); everywhere else they go to the app's windows below.
+struct TOLVANA_EXPORT UiOverlay {
+  std::vector<UiControl> controls;  // parents before their children
+  std::vector<std::string> touchable;
+  // A tap on a button or a list row (text is the row), and a change of a field's text.
+  std::function<void(const std::string& control, const std::string& text)> onTap;
+  std::function<void(const std::string& control, const std::string& text)> onEdit;
+};
+
 class TOLVANA_EXPORT Ui {
  public:
   virtual ~Ui() = default;
@@ -70,10 +99,12 @@ class TOLVANA_EXPORT Ui {
   // Routes the toolkit's string look-ups and labels through the engine; called at every
   // engine start, so it must install once and ignore later calls.
   virtual void installLookupHooks() = 0;
-  // Shows the review tools' overlay window (its UI-test variant when forUiTests is set), or
-  // removes it; removing an absent overlay does nothing.
-  virtual void addOverlay(bool forUiTests) = 0;
+  // Shows the review tools' overlay window, or shows it anew with its controls' new state;
+  // removes it. Removing an absent overlay does nothing.
+  virtual void showOverlay(UiOverlay overlay) = 0;
   virtual void removeOverlay() = 0;
+  // Gives the control the keyboard focus.
+  virtual void focusOverlayControl(const std::string& control) = 0;
   // The hidden gestures of draft mode, on the app's windows: a two-finger press held for
   // four seconds, and two-finger swipes up or down. The handler may be called again while
   // the press lasts. Each is installed once; the toolkit documents its keyboard equivalent.

@@ -1,5 +1,7 @@
 #include "platform/headless/RecordingUi.h"
 
+#include <algorithm>
+
 namespace tolvana {
 
 void RecordingUi::presentAlert(Alert alert) {
@@ -21,8 +23,57 @@ void RecordingUi::installLookupHooks() {
   calls_.push_back("installLookupHooks");
 }
 
-void RecordingUi::addOverlay(bool forUiTests) { record(forUiTests ? "addOverlay(uiTests)" : "addOverlay"); }
-void RecordingUi::removeOverlay() { record("removeOverlay"); }
+void RecordingUi::showOverlay(UiOverlay overlay) {
+  bool forUiTests = std::any_of(overlay.controls.begin(), overlay.controls.end(),
+                                [](const UiControl& c) { return c.name == "toggleVisibleBtn"; });
+  std::unique_lock lock(mutex_);
+  bool appears = !overlay_;
+  overlay_ = std::move(overlay);
+  lock.unlock();
+  if (appears) record(forUiTests ? "addOverlay(uiTests)" : "addOverlay");
+}
+
+void RecordingUi::removeOverlay() {
+  record("removeOverlay");
+  std::lock_guard lock(mutex_);
+  overlay_.reset();
+}
+
+void RecordingUi::focusOverlayControl(const std::string& control) {
+  std::lock_guard lock(mutex_);
+  focused_ = control;
+}
+
+std::optional<UiOverlay> RecordingUi::overlay() const {
+  std::lock_guard lock(mutex_);
+  return overlay_;
+}
+
+std::string RecordingUi::focusedControl() const {
+  std::lock_guard lock(mutex_);
+  return focused_;
+}
+
+std::optional<std::string> RecordingUi::touchOverlay(double x, double y) {
+  auto shown = overlay();
+  if (!shown) return std::nullopt;
+  for (const std::string& name : shown->touchable) {
+    for (const UiControl& c : shown->controls) {
+      if (c.name != name || x < c.frame.x || y < c.frame.y || x >= c.frame.x + c.frame.width ||
+          y >= c.frame.y + c.frame.height) {
+        continue;
+      }
+      if (shown->onTap) shown->onTap(name, c.items.empty() ? c.text : c.items.front());
+      return name;
+    }
+  }
+  return std::nullopt;
+}
+
+void RecordingUi::typeIntoOverlay(const std::string& control, const std::string& text) {
+  auto shown = overlay();
+  if (shown && shown->onEdit) shown->onEdit(control, text);
+}
 
 void RecordingUi::addLongPressGesture(std::function<void()> handler) {
   record("addLongPressGesture");

@@ -16,8 +16,9 @@ class RecordingUi final : public Ui {
  public:
   void presentAlert(Alert alert) override;
   void installLookupHooks() override;
-  void addOverlay(bool forUiTests) override;
+  void showOverlay(UiOverlay overlay) override;
   void removeOverlay() override;
+  void focusOverlayControl(const std::string& control) override;
   void addLongPressGesture(std::function<void()> handler) override;
   void addSwipeGestures(std::function<void()> handler) override;
   std::optional<UiView> rootWindowView() override;
@@ -33,14 +34,22 @@ class RecordingUi final : public Ui {
   // A copy of every alert presented so far, oldest first.
   std::vector<Alert> alerts() const;
   // Every other request, in order: "installLookupHooks" (its first only: later ones change
-  // nothing), "addOverlay", "addOverlay(uiTests)", "removeOverlay", "addLongPressGesture",
-  // "addSwipeGestures".
+  // nothing), "addOverlay" or "addOverlay(uiTests)" when an overlay appears (its redraws are
+  // not listed), "removeOverlay", "addLongPressGesture", "addSwipeGestures".
   std::vector<std::string> calls() const;
 
   // The user taps the action of the alert (both counted from the first) after typing the
   // texts into its fields; false when there is no such action. Runs the handler on the
   // calling thread.
   bool tap(std::size_t alert, std::size_t action, const std::vector<std::string>& fieldTexts = {});
+  // The overlay as last drawn, and the control last given the focus.
+  std::optional<UiOverlay> overlay() const;
+  std::string focusedControl() const;
+  // A touch at the point: the control it lands on (the first of the touchable ones whose
+  // frame holds it) is tapped; nullopt when it goes through to the app.
+  std::optional<std::string> touchOverlay(double x, double y);
+  // The user types the text into the overlay's field.
+  void typeIntoOverlay(const std::string& control, const std::string& text);
   // The user makes the gesture; false when none was installed.
   bool longPress();
   bool swipe();
@@ -54,6 +63,8 @@ class RecordingUi final : public Ui {
   std::optional<UiView> window_;             // guarded by mutex_
   UiScreen screen_{390, 844, 3};             // guarded by mutex_
   std::optional<std::string> pasteboard_;    // guarded by mutex_
+  std::optional<UiOverlay> overlay_;         // guarded by mutex_
+  std::string focused_;                      // guarded by mutex_
 
   void record(std::string call);
   static bool call(std::function<void()> handler);

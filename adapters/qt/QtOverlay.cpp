@@ -1,0 +1,124 @@
+#include "QtOverlay.h"
+
+#include <QGuiApplication>
+#include <QLineEdit>
+#include <QListWidget>
+#include <QPushButton>
+#include <QScreen>
+#include <algorithm>
+
+namespace tolvana::qt {
+namespace {
+
+QString css(std::uint32_t rgba) {
+  return QStringLiteral("rgba(%1,%2,%3,%4)")
+      .arg(rgba >> 24)
+      .arg((rgba >> 16) & 0xFF)
+      .arg((rgba >> 8) & 0xFF)
+      .arg((rgba & 0xFF) / 255.0);
+}
+
+QRect toRect(const UiRect& r) { return QRect(int(r.x), int(r.y), int(r.width), int(r.height)); }
+
+}  // namespace
+
+QtOverlay::QtOverlay() : QWidget(nullptr, Qt::Window | Qt::FramelessWindowHint | Qt::WindowStaysOnTopHint) {
+  setObjectName(QStringLiteral("TolvanaOverlay"));
+  setAttribute(Qt::WA_TranslucentBackground);
+  setAttribute(Qt::WA_ShowWithoutActivating);
+  if (QScreen* screen = QGuiApplication::primaryScreen()) setGeometry(screen->geometry());
+}
+
+QWidget* QtOverlay::widgetFor(const UiControl& control) {
+  QPointer<QWidget>& widget = widgets_[control.name];
+  if (widget) return widget;
+  QWidget* parent = control.parent.empty() ? this : widgets_[control.parent].data();
+  if (!parent) parent = this;
+  const std::string name = control.name;
+  switch (control.kind) {
+    case UiControl::Kind::panel:
+      widget = new QWidget(parent);
+      widget->setAttribute(Qt::WA_StyledBackground);
+      break;
+    case UiControl::Kind::button: {
+      auto* button = new QPushButton(parent);
+      connect(button, &QPushButton::clicked, this, [this, name] {
+        if (overlay_.onTap) overlay_.onTap(name, "");
+      });
+      widget = button;
+      break;
+    }
+    case UiControl::Kind::textField: {
+      auto* edit = new QLineEdit(parent);
+      connect(edit, &QLineEdit::textEdited, this, [this, name](const QString& text) {
+        if (overlay_.onEdit) overlay_.onEdit(name, text.toStdString());
+      });
+      widget = edit;
+      break;
+    }
+    case UiControl::Kind::list: {
+      auto* list = new QListWidget(parent);
+      connect(list, &QListWidget::itemClicked, this, [this, name](QListWidgetItem* item) {
+        if (overlay_.onTap) overlay_.onTap(name, item->text().toStdString());
+      });
+      widget = list;
+      break;
+    }
+  }
+  widget->setObjectName(QString::fromStdString(name));
+  return widget;
+}
+
+void QtOverlay::style(QWidget* widget, const UiControl& control, bool touchable) {
+  // Frames come in window coordinates; a child sits in its panel's.
+  QRect frame = toRect(control.frame);
+  if (QWidget* parent = widget->parentWidget(); parent && parent != this) frame.translate(-parent->pos());
+  widget->setGeometry(frame);
+  widget->setVisible(!control.hidden);
+  widget->setEnabled(control.enabled);
+  widget->setAttribute(Qt::WA_TransparentForMouseEvents, control.kind != UiControl::Kind::panel && !touchable);
+  widget->setAccessibleName(QString::fromStdString(control.accessibilityName));
+  QString title = QString::fromStdString(control.title);
+  widget->setStyleSheet(QStringLiteral("background-color: %1; color: %2;")
+                            .arg(css(control.background), css(control.foreground)));
+  if (auto* button = qobject_cast<QPushButton*>(widget)) button->setText(title);
+  if (auto* edit = qobject_cast<QLineEdit*>(widget)) {
+    edit->setPlaceholderText(title);
+    edit->setAlignment(control.name == "customTagTextField" ? Qt::AlignCenter : Qt::AlignLeft);
+    if (edit->text().toStdString() != control.text) edit->setText(QString::fromStdString(control.text));
+  }
+  if (auto* list = qobject_cast<QListWidget*>(widget)) {
+    list->clear();
+    for (const auto& item : control.items) {
+      auto* row = new QListWidgetItem(QString::fromStdString(item), list);
+      row->setData(Qt::AccessibleTextRole, QStringLiteral("cell_%1").arg(row->text()));
+    }
+  }
+}
+
+void QtOverlay::update(UiOverlay overlay) {
+  overlay_ = std::move(overlay);
+  QRegion mask;
+  for (const UiControl& control : overlay_.controls) {
+    bool touchable = std::find(overlay_.touchable.begin(), overlay_.touchable.end(), control.name) !=
+                     overlay_.touchable.end();
+    QWidget* widget = widgetFor(control);
+    style(widget, control, touchable);
+    // What is shown on top draws; a hidden panel's children go with it.
+    bool shown = !control.hidden && (control.parent.empty() || widgets_[control.parent]->isVisibleTo(this));
+    if (shown && (control.kind == UiControl::Kind::panel || touchable)) mask += toRect(control.frame);
+  }
+  // An empty mask would mean none at all; one point keeps the window without taking clicks.
+  setMask(mask.isEmpty() ? QRegion(0, 0, 1, 1) : mask);
+  show();
+  raise();
+}
+
+void QtOverlay::focusControl(const std::string& name) {
+  if (auto found = widgets_.find(name); found != widgets_.end() && found->second) {
+    activateWindow();
+    found->second->setFocus();
+  }
+}
+
+}  // namespace tolvana::qt
