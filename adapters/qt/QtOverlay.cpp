@@ -79,8 +79,10 @@ void QtOverlay::style(QWidget* widget, const UiControl& control, bool touchable)
   widget->setAttribute(Qt::WA_TransparentForMouseEvents, control.kind != UiControl::Kind::panel && !touchable);
   widget->setAccessibleName(QString::fromStdString(control.accessibilityName));
   QString title = QString::fromStdString(control.title);
-  widget->setStyleSheet(QStringLiteral("background-color: %1; color: %2;")
-                            .arg(css(control.background), css(control.foreground)));
+  // A clear control (the UI-test toggle) has no border either, so nothing of it shows.
+  bool clear = (control.background & 0xFF) == 0;
+  widget->setStyleSheet(QStringLiteral("background-color: %1; color: %2;%3")
+                            .arg(css(control.background), css(control.foreground), clear ? " border: none;" : ""));
   if (auto* button = qobject_cast<QPushButton*>(widget)) button->setText(title);
   if (auto* edit = qobject_cast<QLineEdit*>(widget)) {
     edit->setPlaceholderText(title);

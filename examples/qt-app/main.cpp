@@ -3,11 +3,14 @@
 //   --print-texts      after start-up and the first update, print each visible named widget
 //                      as objectName, text and key (tab-separated) and exit
 //   --screenshot FILE  write the main window as a PNG after the first update and exit
+//   --review-demo FILE walk through the review tools (see ReviewDemo.h), saving the screen
+//                      with the overlay open as FILE, and exit
 // Other arguments (the library's launch arguments) are left to the library.
 #include <QApplication>
 #include <QTimer>
 #include <cstdio>
 
+#include "ReviewDemo.h"
 #include "SampleWindow.h"
 
 int main(int argc, char** argv) {
@@ -21,6 +24,9 @@ int main(int argc, char** argv) {
   // The first update ends before the first window shows (TolvanaWaitOnAppStart), and its
   // LanguageChange is queued ahead of this.
   window.show();
+  if (qsizetype review = arguments.indexOf(QStringLiteral("--review-demo")); review > 0 && review + 1 < arguments.size()) {
+    runReviewDemo(&window, arguments[review + 1]);
+  }
   if (printTexts || !screenshot.isEmpty()) {
     QTimer::singleShot(0, &window, [&] {
       int status = 0;
