@@ -100,6 +100,15 @@ void QtOverlay::style(QWidget* widget, const UiControl& control, bool touchable)
 
 void QtOverlay::update(UiOverlay overlay) {
   overlay_ = std::move(overlay);
+  // A control gone from the description, or moved to another panel, is made anew.
+  std::map<std::string, std::string> parents;
+  for (const UiControl& control : overlay_.controls) parents[control.name] = control.parent;
+  for (auto& [name, widget] : widgets_) {
+    auto kept = parents.find(name);
+    if (widget && (kept == parents.end() || kept->second != parents_[name])) delete widget.data();
+  }
+  std::erase_if(widgets_, [](const auto& entry) { return !entry.second; });
+  parents_ = std::move(parents);
   QRegion mask;
   for (const UiControl& control : overlay_.controls) {
     bool touchable = std::find(overlay_.touchable.begin(), overlay_.touchable.end(), control.name) !=

@@ -22,6 +22,7 @@ class QtOverlay final : public QWidget {
  private:
   UiOverlay overlay_;
   std::map<std::string, QPointer<QWidget>> widgets_;
+  std::map<std::string, std::string> parents_;
 
   QWidget* widgetFor(const UiControl& control);
   void style(QWidget* widget, const UiControl& control, bool touchable);

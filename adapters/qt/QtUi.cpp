@@ -26,6 +26,9 @@ void QtUi::presentAlert(Alert alert) {
   auto* dialog = new QDialog(QApplication::activeWindow());
   dialog->setAttribute(Qt::WA_DeleteOnClose);
   dialog->setObjectName(QStringLiteral("TolvanaAlert"));
+  // Top-level widgets come in no particular order; this keeps the order alerts came in.
+  static int presented = 0;
+  dialog->setProperty("tolvanaAlertNumber", ++presented);
   dialog->setWindowTitle(QString::fromStdString(alert.title));
   auto* layout = new QVBoxLayout(dialog);
   auto* message = new QLabel(QString::fromStdString(alert.message), dialog);
