@@ -3,6 +3,7 @@
 
 #include <QTest>
 #include <QWidget>
+#include <memory>
 #include <tolvana/platform/Platform.h>
 
 #include "QtTestSupport.h"
@@ -22,7 +23,9 @@ TEST(DraftModeGestures, TwoFingersHeldOrSwipedAndTheirKeys) {
   window.resize(400, 600);
   window.show();
   ASSERT_TRUE(QTest::qWaitForWindowExposed(&window));
-  QPointingDevice* screen = QTest::createTouchDevice();
+  // Owned here: the test library leaves the device to whoever made it.
+  std::unique_ptr<QPointingDevice> device(QTest::createTouchDevice());
+  QPointingDevice* screen = device.get();
 
   // One finger held, and two fingers lifted early, are no press.
   QTest::touchEvent(&window, screen).press(0, {100, 300});
