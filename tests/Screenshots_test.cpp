@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include "core/TLInternal.h"
+#include "tolvana/TolvanaScreenshotInterface.h"
 #include "support/Json.h"
 #include "tests/support/AppFixture.h"
 #include "tests/support/ServerFixture.h"
@@ -68,6 +69,39 @@ TEST_F(Screenshots, UploadedWithPositionsAndDeviceUnderTheTag) {
   EXPECT_EQ(body.find("width")->description(), Value(1170.0).description());
   EXPECT_EQ(json::serialize(*shots[1].find("body")->find("stringPositions")),
             R"([{"height":30,"key":"buy","width":90,"x":4,"y":6}])");
+}
+
+// A host that draws its own texts names their positions; in show-ID mode only those the
+// store can name are kept.
+struct Provider final : TolvanaScreenshotInterface {
+  void getStringPositions(std::function<void(std::string)> completion) override {
+    completion(R"({"TLStringPositions":[{"key":"buy","value":"Buy","x":1,"y":2,"width":3,"height":4},)"
+               R"({"key":"gone","value":"Old","x":5,"y":6,"width":7,"height":8},{"value":"No key","x":0,"y":0,"width":1,"height":1}]})");
+  }
+};
+
+TEST_F(Screenshots, ProvidedPositionsJoinTheWalk) {
+  start();
+  auto provider = std::make_shared<Provider>();
+  engine->setScreenshotInterface(provider);
+  for (bool ids : {false, true}) {
+    engine->setInShowIdMode(ids);
+    EXPECT_EQ(capture([&](auto done) { engine->captureScreenshotWithTag("Home", {}, false, done); }), true);
+  }
+  auto shots = server.inspect("screenshots").asArray();
+  ASSERT_EQ(shots.size(), 2u);
+  // What follows the window's two labels.
+  auto provided = [](const Value& shot) {
+    std::vector<std::string> out;
+    for (const Value& p : shot.find("body")->find("stringPositions")->asArray()) out.push_back(json::serialize(p));
+    out.erase(out.begin(), out.begin() + std::min<std::size_t>(2, out.size()));
+    return out;
+  };
+  EXPECT_EQ(provided(shots[0]), (std::vector<std::string>{R"({"height":4,"key":"buy","width":3,"x":1,"y":2})",
+                                                          R"({"height":8,"key":"gone","width":7,"x":5,"y":6})",
+                                                          R"({"height":1,"text":"No key","width":1,"x":0,"y":0})"}));
+  EXPECT_EQ(provided(shots[1]), (std::vector<std::string>{R"({"height":4,"key":"buy","width":3,"x":1,"y":2})"}));
+  EXPECT_NE(shots[1].find("body")->find("operatingSystem")->asString().find(" - [Tolvana ID Mode]"), std::string::npos);
 }
 
 TEST_F(Screenshots, RefusalsCompleteWithFalse) {
