@@ -20,7 +20,7 @@ const char kPage[] = R"html(<!DOCTYPE html>
   <p tolvana-text="web.greeting" tolvana-args="Ada, Grace">Greeting with arguments</p>
   <p tolvana-text="web.basket" tolvana-plural-quantity="3" tolvana-args="3">Basket by quantity</p>
   <p tolvana-text="web.files" tolvana-plural-rule="one">Files by plural word</p>
-  <p tolvana-text="web.note">Note with a line feed and quotes</p>
+  <p tolvana-text="web.note">Note with quotes</p>
   <input tolvana-placeholder="web.search" placeholder="Search placeholder">
   <div id="later"></div>
   <script>
@@ -44,10 +44,10 @@ const char kTranslated[] =
 
 }  // namespace
 
-void showWebPaneAndSave(const QString& file) {
-  auto* view = new QWebEngineView;
-  view->setAttribute(Qt::WA_DeleteOnClose);
-  view->resize(560, 380);
+std::unique_ptr<QWidget> showWebPaneAndSave(const QString& file) {
+  auto pane = std::make_unique<QWebEngineView>();
+  QWebEngineView* view = pane.get();
+  view->resize(640, 360);
   view->setHtml(QString::fromUtf8(kPage), QUrl(QStringLiteral("file:///qt-sample/")));
   view->show();
   auto* timer = new QTimer(view);
@@ -68,4 +68,5 @@ void showWebPaneAndSave(const QString& file) {
     });
   });
   timer->start(100);
+  return pane;
 }

@@ -24,7 +24,7 @@ int main(int argc, char** argv) {
 
 #ifdef TOLVANA_SAMPLE_WEB
   if (qsizetype web = arguments.indexOf(QStringLiteral("--web-screenshot")); web > 0 && web + 1 < arguments.size()) {
-    showWebPaneAndSave(arguments[web + 1]);
+    auto pane = showWebPaneAndSave(arguments[web + 1]);
     return app.exec();
   }
 #endif

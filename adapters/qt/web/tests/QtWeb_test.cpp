@@ -42,7 +42,7 @@ const char kPage[] = R"html(<!DOCTYPE html><html><head><meta charset="utf-8"></h
   <p tolvana-text="web.greeting" tolvana-args="Ada, Grace">Greeting</p>
   <p tolvana-text="web.basket" tolvana-plural-quantity="3" tolvana-args="3">Basket</p>
   <p tolvana-text="web.files" tolvana-plural-rule="one" tolvana-plural-quantity="7">Files</p>
-  <p tolvana-text="web.note">Note</p>
+  <p tolvana-text="web.escapes">Note</p>
   <p tolvana-text="no.such.key">Shown as it was</p>
   <input tolvana-placeholder="web.search" placeholder="Search">
 </body></html>)html";
@@ -74,7 +74,7 @@ TEST(QtWeb, PageTextsComeFromTheStoreAlsoForNodesAddedLater) {
       {"web.files", "Eine Datei"},  // the plural word wins over the quantity
       // The line feed arrives as a backslash, which the script call reads away; the quotes
       // arrive as entities and show as quotes.
-      {"web.note", "Die Texte kommen aus dem Speicher.Anführungszeichen bleiben \"Anführungszeichen\"."},
+      {"web.escapes", "Die Texte kommen aus dem Speicher.Anführungszeichen bleiben \"Anführungszeichen\"."},
       {"no.such.key", "Shown as it was"},
       {"web.search", "Seite durchsuchen"},
   };
