@@ -111,6 +111,57 @@ TEST(TLJSBridge, ViewsAreConfiguredOnlyWhenTheAppAsks) {
   }
 }
 
+// Records what the bridge exports; refuses objects named in refuse, as an engine may.
+struct RecordingContext final : ScriptContext {
+  std::string description() const override { return "ctx"; }
+  bool canReportExceptions() const override { return reports; }
+  void setExceptionHandler(ExceptionHandler handler) override { this->handler = std::move(handler); }
+  void setObject(std::string_view name) override {
+    if (name == refuse) throw std::runtime_error("refused");
+    exported.emplace_back(name);
+  }
+  void setFunction(std::string_view object, std::string_view name, Function function) override {
+    exported.push_back(std::string(object) + "." + std::string(name));
+    functions[exported.back()] = std::move(function);
+  }
+  void evaluateScript(std::string_view script) override { scripts.emplace_back(script); }
+  bool reports = true;
+  std::string refuse;
+  ExceptionHandler handler;
+  std::vector<std::string> exported, scripts;
+  std::map<std::string, Function> functions;
+};
+
+TEST(TLJSBridge, ScriptContextsGetTheirFunctionsOnlyWhenAllowedAndEveryStepMayFail) {
+  BridgeApp off(false);
+  auto untouched = std::make_shared<RecordingContext>();
+  TLJSBridge::attachToJSContext(untouched);
+  EXPECT_TRUE(untouched->exported.empty());
+
+  BridgeApp bridge;
+  auto silent = std::make_shared<RecordingContext>();
+  silent->reports = false;  // no error reports: no script, no loadScript, no updateGroups
+  TLJSBridge::attachToJSContext(silent);
+  EXPECT_EQ(silent->exported.size(), 12u);
+  EXPECT_TRUE(silent->scripts.empty());
+  EXPECT_EQ(silent->functions["TolvanaNative.getStringWithArgumentsAndPluralRule"](
+                {Value("items"), Value("2"), Value(","), Value("other"), Value()}),
+            Value("2 items"));
+
+  auto full = std::make_shared<RecordingContext>();
+  TLJSBridge::attachToJSContext(full);
+  EXPECT_EQ(full->scripts, std::vector<std::string>{std::string(TLJSBridge::legacyPageScript())});
+  EXPECT_EQ(full->exported.back(), "TolvanaNative.updateGroups");
+  full->handler("ReferenceError: x");
+  EXPECT_TRUE(bridge.app.platform.log->contains("JS: Context: ctx - Error: ReferenceError: x"));
+
+  auto refusing = std::make_shared<RecordingContext>();
+  refusing->refuse = "TLLog";
+  TLJSBridge::attachToJSContext(refusing);
+  EXPECT_TRUE(bridge.app.platform.log->contains("attachToJSContext not attaching"));
+  EXPECT_TRUE(refusing->scripts.empty());
+}
+
 TEST(TLJSBridge, UpdateGroupsSplitsGroupsAtTheSeparatorAndLanguagesAtCommas) {
   ServerFixture server({});
   BridgeApp bridge;
