@@ -44,8 +44,9 @@ set(CPACK_COMPONENT_TOOLS_DESCRIPTION "Tolvana command-line tool and reference t
     " translations on loopback for development and tests.")
 
 set(CPACK_DEBIAN_QT_PACKAGE_NAME libtolvana-qt${PROJECT_VERSION_MAJOR})
-# The adapter links libtolvana from the package beside it, which dpkg-shlibdeps finds here.
-set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS ${PROJECT_BINARY_DIR})
+# The adapters link libtolvana (and the web views libtolvana-qt) from the packages beside
+# them, which dpkg-shlibdeps finds here.
+set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS ${PROJECT_BINARY_DIR} ${PROJECT_BINARY_DIR}/adapters/qt)
 set(CPACK_DEBIAN_QT_PACKAGE_DEPENDS "libtolvana${PROJECT_VERSION_MAJOR} (= ${PROJECT_VERSION})")
 set(CPACK_COMPONENT_QT_DESCRIPTION "Tolvana localisation library (Qt adapter)\n"
     " Linked into a Qt Widgets application, answers its tr() look-ups from Tolvana's stores\n"

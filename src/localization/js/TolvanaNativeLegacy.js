@@ -1,5 +1,14 @@
 // Run in a script context without a web view around it, where the app has placed the native
 // objects "TolvanaNative" and "TLLog" into the global object; look-ups are synchronous calls.
+
+// A bare script engine may have no console, or only the log the app placed there; its
+// messages are then dropped rather than ending the script.
+(function (global) {
+  if (typeof global.console !== "object" || global.console === null) global.console = {};
+  if (typeof global.console.log !== "function") global.console.log = function () {};
+  if (typeof global.console.error !== "function") global.console.error = function () {};
+})(this);
+
 console.log("loading tolvana native JS");
 
 function isRdyTolvanaNative() {

@@ -102,8 +102,7 @@ TEST(QtWeb, UpdateGroupsFromThePageBringsTheServersTexts) {
 }
 
 TEST(QtWeb, ScriptEnginesGetTheNativeFunctionsAndThePageScript) {
-  QJSEngine engine;
-  engine.installExtensions(QJSEngine::ConsoleExtension);
+  QJSEngine engine;  // as plain as a host makes it: not even a console
   tolvana::qt::attachToJSEngine(&engine);
   const std::pair<const char*, const char*> cases[] = {
       {"Tolvana.getString('web.greeting', 'Ada; Grace', ';', null, 'x')", "Hallo Ada und Grace!"},
