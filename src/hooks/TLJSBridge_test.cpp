@@ -139,10 +139,14 @@ TEST(TLJSBridge, ScriptContextsGetTheirFunctionsOnlyWhenAllowedAndEveryStepMayFa
   EXPECT_TRUE(untouched->exported.empty());
 
   BridgeApp bridge;
+  bridge.app.bundle.info("TolvanaEnableJSConsoleLog", true);
+  bridge.app.install();
   auto silent = std::make_shared<RecordingContext>();
   silent->reports = false;  // no error reports: no script, no loadScript, no updateGroups
   TLJSBridge::attachToJSContext(silent);
-  EXPECT_EQ(silent->exported.size(), 12u);
+  EXPECT_EQ(silent->exported.size(), 13u);
+  silent->functions["console.log"]({Value("from the page")});
+  EXPECT_EQ(bridge.app.platform.log->matching("from the page"), std::vector<std::string>{"console.log: from the page"});
   EXPECT_TRUE(silent->scripts.empty());
   EXPECT_EQ(silent->functions["TolvanaNative.getStringWithArgumentsAndPluralRule"](
                 {Value("items"), Value("2"), Value(","), Value("other"), Value()}),
