@@ -39,6 +39,17 @@ if(TARGET tolvana-qt)
     COMPONENT development)
 endif()
 
+# The web bridge, as the component "QtWeb" (Tolvana::tolvana-qt-web), in a Debian package of
+# its own so that Qt hosts without web views do not pull in the web engine.
+if(TARGET tolvana-qt-web)
+  install(TARGETS tolvana-qt-web EXPORT TolvanaQtWebTargets
+    LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT qtweb NAMELINK_COMPONENT development)
+  install(DIRECTORY adapters/qt/web/include/tolvana DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} COMPONENT development
+    FILES_MATCHING PATTERN "*.h")
+  install(EXPORT TolvanaQtWebTargets NAMESPACE Tolvana:: FILE Tolvana-QtWebTargets.cmake
+    DESTINATION ${TOLVANA_CMAKE_DIR} COMPONENT development)
+endif()
+
 if(TARGET tolvana-cli)
   install(TARGETS tolvana-cli tolvana-devserver RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT tools)
 endif()

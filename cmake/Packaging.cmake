@@ -1,7 +1,8 @@
 # Debian packages, one per install component: libtolvana2 (the shared library),
-# libtolvana-qt2 (the Qt adapter, when built), libtolvana-dev (headers, CMake package,
-# pkg-config file) and tolvana-tools (the tool and the reference server). Their dependencies
-# on other libraries come from what the binaries actually link (dpkg-shlibdeps). scripts/package builds them.
+# libtolvana-qt2 (the Qt adapter, when built), libtolvana-qt-web2 (its web views, when
+# built), libtolvana-dev (headers, CMake package, pkg-config file) and tolvana-tools (the
+# tool and the reference server). Their dependencies on other libraries come from what the
+# binaries actually link (dpkg-shlibdeps). scripts/package builds them.
 set(CPACK_GENERATOR DEB)
 set(CPACK_PACKAGE_NAME tolvana)
 set(CPACK_PACKAGE_VENDOR "Tolvana contributors")
@@ -15,6 +16,9 @@ set(CPACK_STRIP_FILES ON)
 set(CPACK_COMPONENTS_ALL runtime development tools)
 if(TARGET tolvana-qt)
   list(APPEND CPACK_COMPONENTS_ALL qt)
+endif()
+if(TARGET tolvana-qt-web)
+  list(APPEND CPACK_COMPONENTS_ALL qtweb)
 endif()
 
 set(CPACK_DEB_COMPONENT_INSTALL ON)
@@ -40,11 +44,18 @@ set(CPACK_COMPONENT_TOOLS_DESCRIPTION "Tolvana command-line tool and reference t
     " translations on loopback for development and tests.")
 
 set(CPACK_DEBIAN_QT_PACKAGE_NAME libtolvana-qt${PROJECT_VERSION_MAJOR})
-# The adapter links libtolvana from the package beside it, which dpkg-shlibdeps finds here.
-set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS ${PROJECT_BINARY_DIR})
+# The adapters link libtolvana (and the web views libtolvana-qt) from the packages beside
+# them, which dpkg-shlibdeps finds here.
+set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS ${PROJECT_BINARY_DIR} ${PROJECT_BINARY_DIR}/adapters/qt)
 set(CPACK_DEBIAN_QT_PACKAGE_DEPENDS "libtolvana${PROJECT_VERSION_MAJOR} (= ${PROJECT_VERSION})")
 set(CPACK_COMPONENT_QT_DESCRIPTION "Tolvana localisation library (Qt adapter)\n"
     " Linked into a Qt Widgets application, answers its tr() look-ups from Tolvana's stores\n"
     " with no code of the application's own.")
+
+set(CPACK_DEBIAN_QTWEB_PACKAGE_NAME libtolvana-qt-web${PROJECT_VERSION_MAJOR})
+set(CPACK_DEBIAN_QTWEB_PACKAGE_DEPENDS "libtolvana-qt${PROJECT_VERSION_MAJOR} (= ${PROJECT_VERSION})")
+set(CPACK_COMPONENT_QTWEB_DESCRIPTION "Tolvana localisation library (Qt web views)\n"
+    " Linked into a Qt application, translates the pages of its QWebEngineView widgets from\n"
+    " Tolvana's stores, and page scripts in a QJSEngine the application hands over.")
 
 include(CPack)

@@ -5,6 +5,8 @@
 //   --screenshot FILE  write the main window as a PNG after the first update and exit
 //   --review-demo FILE walk through the review tools (see ReviewDemo.h), saving the screen
 //                      with the overlay open as FILE, and exit
+//   --web-screenshot FILE  show the sample's web page instead, write it as a PNG once its
+//                      texts have arrived and exit (when built with tolvana-qt-web)
 // Other arguments (the library's launch arguments) are left to the library.
 #include <QApplication>
 #include <QTimer>
@@ -12,6 +14,9 @@
 
 #include "ReviewDemo.h"
 #include "SampleWindow.h"
+#ifdef TOLVANA_SAMPLE_WEB
+#include "WebPane.h"
+#endif
 
 int main(int argc, char** argv) {
   QApplication app(argc, argv);
@@ -20,6 +25,12 @@ int main(int argc, char** argv) {
   qsizetype at = arguments.indexOf(QStringLiteral("--screenshot"));
   QString screenshot = at > 0 && at + 1 < arguments.size() ? arguments[at + 1] : QString();
 
+#ifdef TOLVANA_SAMPLE_WEB
+  if (qsizetype web = arguments.indexOf(QStringLiteral("--web-screenshot")); web > 0 && web + 1 < arguments.size()) {
+    auto pane = showWebPaneAndSave(arguments[web + 1]);
+    return app.exec();
+  }
+#endif
   SampleWindow window;
   // The first update ends before the first window shows (TolvanaWaitOnAppStart), and its
   // LanguageChange is queued ahead of this.

@@ -7,7 +7,11 @@ namespace tolvana {
 
 bool EngineState::collectMissingEnabled() const {
   auto db = database();
-  return enabled && db && db->collectMissingEnabled() && (inDraftMode || TLDeviceUtil::isDebuggerConnected());
+  return db && collectMissingEnabled(db->lookupSettings());
+}
+
+bool EngineState::collectMissingEnabled(const TLDatabase::LookupSettings& store) const {
+  return enabled && store.collectMissingEnabled && (inDraftMode || TLDeviceUtil::isDebuggerConnected());
 }
 
 bool EngineState::isDraftModeEnabled() const {

@@ -31,6 +31,8 @@ class EngineState {
   // Whether a look-up that misses records the key: the store collects misses, and either the
   // app is in draft mode or a debugger watches it.
   bool collectMissingEnabled() const;
+  // The same, from the store's settings a look-up has already read.
+  bool collectMissingEnabled(const TLDatabase::LookupSettings& store) const;
   // Whether draft mode is allowed at all: by the app itself and by the store's settings.
   bool isDraftModeEnabled() const;
 

@@ -34,44 +34,53 @@ std::optional<std::string> StringLookup::localizedStringForKeyAndLanguage(std::s
                                                                           std::string_view language) const {
   const EngineState& state = context_.state;
   auto db = state.database();
-  if (!state.enabled || !db || !db->initialized() || state.inShowIdMode) return std::string(key);
+  if (!state.enabled || !db || !db->initialized()) return std::string(key);
+  return valueIn(*db, key, language);
+}
+
+std::optional<std::string> StringLookup::valueIn(TLDatabase& db, std::string_view key,
+                                                 std::string_view language) const {
+  const EngineState& state = context_.state;
+  if (state.inShowIdMode) return std::string(key);
   if (state.inDraftMode) {
-    auto entry = db->entryWithKey(key, language);
+    auto entry = db.entryWithKey(key, language);
     if (!entry) return std::nullopt;
     return entry->draft.empty() ? entry->value : entry->draft;
   }
-  return db->valueWithKey(key, language);
+  return db.valueWithKey(key, language);
 }
 
 TLLocalizedString StringLookup::localizedStringForKey(std::string_view key, std::optional<std::string_view> value,
                                                       std::optional<std::string_view> table,
                                                       std::shared_ptr<const Bundle> bundle) const {
   const EngineState& state = context_.state;
+  // The store and its settings are read once: a look-up runs for every text a screen shows.
   auto db = state.database();
-  if (!state.enabled || !db || !db->initialized()) {
+  TLDatabase::LookupSettings settings = db ? db->lookupSettings() : TLDatabase::LookupSettings{};
+  if (!state.enabled || !db || !settings.initialized) {
     return tagged(orMainBundle(bundle)->localizedStringForKey(key, value, table), key);
   }
   std::string deviceLong = TLDeviceUtil::deviceLanguageLong();
   std::string deviceShort = TLDeviceUtil::deviceLanguage();
-  std::optional<std::string> base = db->baseLanguage();
+  const std::optional<std::string>& base = settings.baseLanguage;
 
-  std::optional<std::string> result = localizedStringForKeyAndLanguage(key, deviceLong);
+  std::optional<std::string> result = valueIn(*db, key, deviceLong);
   const std::string* answeredIn = &deviceLong;
   if (absentOrEmpty(result) && deviceShort != deviceLong) {
-    result = localizedStringForKeyAndLanguage(key, deviceShort);
+    result = valueIn(*db, key, deviceShort);
     answeredIn = &deviceShort;
   }
   std::optional<std::optional<std::string>> baseValue;
   if (absentOrEmpty(result) && base) {
-    result = localizedStringForKeyAndLanguage(key, *base);
+    result = valueIn(*db, key, *base);
     baseValue = result;
     answeredIn = &*base;
   }
 
   // A miss is recorded only in the base language (or the bundle's development language),
   // and only for keys that come with a default text.
-  if (value && !value->empty() && state.collectMissingEnabled()) {
-    if (!baseValue) baseValue = base ? localizedStringForKeyAndLanguage(key, *base) : std::nullopt;
+  if (value && !value->empty() && state.collectMissingEnabled(settings)) {
+    if (!baseValue) baseValue = base ? valueIn(*db, key, *base) : std::nullopt;
     if (absentOrEmpty(*baseValue)) {
       bool fromInterfaceFile = false;
       if (table) {

@@ -68,6 +68,8 @@ class StringLookup {
   bool entryExists(std::string_view key) const;
 
  private:
+  // One language's text from a store the caller has checked is on and initialised.
+  std::optional<std::string> valueIn(TLDatabase& db, std::string_view key, std::string_view language) const;
   bool tagsResults() const;
   TLLocalizedString tagged(std::string text, std::string_view key) const;
 

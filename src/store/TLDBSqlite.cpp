@@ -103,20 +103,37 @@ void TLDBSqlite::closeAfterRead() {
   if (alwaysCloseDB_) close();
 }
 
-std::int64_t TLDBSqlite::getGroupVersion(std::string_view name) {
-  if (!openForRead("Database not open (getGroupVersion).")) return -1;
-  std::int64_t version = -1;
+std::int64_t TLDBSqlite::getGroupVersion(std::string_view name) { return cachedGroupVersion(name).value_or(-1); }
+
+std::optional<std::int64_t> TLDBSqlite::cachedGroupVersion(std::string_view name) {
+  // Checked on every call: a stat costs a hundredth of an open, and an update decides from
+  // these versions what to write, so another process's write must never be missed.
+  FileSignature signature = signatureOf(dbPath_);
+  auto find = [&] {
+    auto it = groupVersions_->find(name);
+    return it == groupVersions_->end() ? std::int64_t{-1} : it->second;
+  };
+  {
+    std::shared_lock lock(indexMutex_);
+    if (groupVersions_ && signature == groupsSignature_) return find();
+  }
+  if (!openForRead("Database not open (getGroupVersion).")) return std::nullopt;
+  std::map<std::string, std::int64_t, std::less<>> versions;
   int status = SQLITE_OK;
   {
-    ReadStatement select(database_, "SELECT version FROM groups WHERE name=@NAME", status);
-    if (select) {
-      bindText(select.get(), 1, name);
-      if (select.stepRow()) version = sqlite3_column_int64(select.get(), 0);
+    ReadStatement select(database_, "SELECT name, version FROM groups", status);
+    while (select && select.stepRow()) {
+      const auto* text = reinterpret_cast<const char*>(sqlite3_column_text(select.get(), 0));
+      if (text) versions[text] = sqlite3_column_int64(select.get(), 1);
     }
   }
   noteFailure(status, false);
   closeAfterRead();
-  return version;
+  if (status != SQLITE_OK) return std::nullopt;
+  std::unique_lock lock(indexMutex_);
+  groupVersions_ = std::move(versions);
+  groupsSignature_ = signature;
+  return find();
 }
 
 std::optional<std::string> TLDBSqlite::entryValueForKey(std::string_view key) {

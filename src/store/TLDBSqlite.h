@@ -14,7 +14,9 @@
 // Look-ups of entries are answered from a read index (TLReadIndex) loaded on the first one
 // through a connection of its own, and kept equal to the file: a committed transaction
 // applies its rows to it, and a file changed by another process (its size, modification time
-// or inode) is noticed by a check made at most once a second, which drops the index.
+// or inode) is noticed by a check made at most once a second, which drops the index. Group
+// versions are kept once read, so an update that asks for every group's version does not
+// open the file once per group; they are checked against the file on every call.
 //
 // Thread contract: the owner serialises every call, except entryValueForKey() and
 // entryForKey(), which may run on any thread at any time: they see each transaction whole or
@@ -25,11 +27,13 @@
 
 #include <atomic>
 #include <ctime>
+#include <map>
 #include <memory>
 #include <mutex>
 #include <optional>
 #include <shared_mutex>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "store/TLDBProtocol.h"
@@ -84,6 +88,8 @@ class TLDBSqlite final : public TLDBProtocol {
   template <typename Answer>
   bool readIndexed(std::string_view key, Answer&& answer);
   bool loadIndex();
+  // The stored groups' versions, read once; nullopt when the store cannot be read (logged).
+  std::optional<std::int64_t> cachedGroupVersion(std::string_view name);
   void noticeOutsideChanges();
   // After a COMMIT: the transaction's rows go into the index, under its lock.
   void applyCommittedRows();
@@ -119,11 +125,15 @@ class TLDBSqlite final : public TLDBProtocol {
   mutable std::shared_mutex indexMutex_;
   std::optional<TLReadIndex> index_;  // guarded by indexMutex_
   FileSignature indexSignature_;      // the file the index reflects; guarded by indexMutex_
+  std::optional<std::map<std::string, std::int64_t, std::less<>>> groupVersions_;  // guarded by indexMutex_
+  FileSignature groupsSignature_;  // the file groupVersions_ reflects; guarded by indexMutex_
   std::atomic<std::int64_t> nextOutsideCheck_{0};  // steady-clock nanoseconds
   // The rows of the open transaction, applied to the index when it commits; kept only when
   // the index existed at its beginning (owner's thread only).
   std::vector<TLLanguageEntry> pendingRows_;
   bool trackingRows_ = false;
+  std::vector<std::pair<std::string, std::int64_t>> pendingGroups_;
+  bool trackingGroups_ = false;
 };
 
 }  // namespace tolvana

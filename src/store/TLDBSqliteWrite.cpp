@@ -27,6 +27,13 @@ void TLDBSqlite::applyCommittedRows() {
     index_.reset();
   }
   pendingRows_.clear();
+  if (groupVersions_ && trackingGroups_) {
+    for (auto& [name, version] : pendingGroups_) (*groupVersions_)[std::move(name)] = version;
+    groupsSignature_ = signature;
+  } else {
+    groupVersions_.reset();
+  }
+  pendingGroups_.clear();
 }
 
 void TLDBSqlite::noteFailure(int result, bool writing) {
@@ -46,9 +53,11 @@ void TLDBSqlite::finalizeInsertStatements() {
 void TLDBSqlite::beginWriteTransaction() {
   transactionFailed_ = false;
   pendingRows_.clear();
+  pendingGroups_.clear();
   {
     std::shared_lock lock(indexMutex_);
     trackingRows_ = index_.has_value();
+    trackingGroups_ = groupVersions_.has_value();
   }
   if (alwaysCloseDB_) open(false);
   if (!database_) {
@@ -137,6 +146,8 @@ void TLDBSqlite::createOrUpdateGroup(std::string_view name, std::int64_t version
   if (int result = sqlite3_step(insert); result != SQLITE_DONE) {
     logError("Failed to add group");
     noteFailure(result, true);
+  } else if (trackingGroups_) {
+    pendingGroups_.emplace_back(std::string(name), static_cast<int>(version));
   }
   sqlite3_reset(insert);
 }

@@ -76,16 +76,19 @@ TEST_F(TLDBSqliteTest, KeptOpenStoreRefusesASecondOpenAndLogsMisuse) {
 }
 
 // Look-ups come from the read index: a commit shows whole at once, a rolled-back transaction
-// never, and a write by another connection within a second, never later.
+// never, and a write by another connection within a second, never later. Group versions,
+// which decide what an update writes, show another connection's write at once.
 TEST_F(TLDBSqliteTest, ReadIndexFollowsCommitsAndOutsideWrites) {
   platform.install();
   auto store = TLDBSqlite::initWithPath(path);
   auto write = [&](const char* key, const char* value) {
     store->beginWriteTransaction();
+    store->createOrUpdateGroup("main", value[0] - '0');
     store->createOrUpdateEntry(key, value, "draft");
     return store->commitWriteTransaction();
   };
   ASSERT_TRUE(write("a", "1"));
+  EXPECT_EQ(store->getGroupVersion("main"), 1);  // loads the versions
   EXPECT_EQ(store->entryValueForKey("a"), "1");  // loads the index
   store->beginWriteTransaction();
   store->createOrUpdateEntry("a", "2", std::nullopt);
@@ -95,15 +98,20 @@ TEST_F(TLDBSqliteTest, ReadIndexFollowsCommitsAndOutsideWrites) {
   ASSERT_TRUE(store->commitWriteTransaction());
   EXPECT_EQ(store->entryForKey("a"), (TLLanguageEntry{"a", "2", ""}));
   EXPECT_EQ(store->entryValueForKey("b"), "2");
+  ASSERT_TRUE(write("c", "3"));
+  EXPECT_EQ(store->getGroupVersion("main"), 3);
 
   sqlite3* other = nullptr;
   ASSERT_EQ(sqlite3_open(path.c_str(), &other), SQLITE_OK);
   // A locked store makes the commit fail and roll back; the index keeps the old text.
   ASSERT_EQ(sqlite3_exec(other, "BEGIN EXCLUSIVE", nullptr, nullptr, nullptr), SQLITE_OK);
   EXPECT_FALSE(write("a", "lost"));
-  ASSERT_EQ(sqlite3_exec(other, "UPDATE entries SET value='outside' WHERE key='a'; COMMIT", nullptr, nullptr, nullptr),
+  EXPECT_EQ(store->getGroupVersion("main"), 3);
+  ASSERT_EQ(sqlite3_exec(other, "UPDATE entries SET value='outside' WHERE key='a'; UPDATE groups SET version=9; COMMIT",
+                         nullptr, nullptr, nullptr),
             SQLITE_OK);
   sqlite3_close(other);
+  EXPECT_EQ(store->getGroupVersion("main"), 9);
   EXPECT_EQ(store->entryValueForKey("a"), "2");  // not yet a second
   platform.clock->advance(std::chrono::seconds(1));
   EXPECT_EQ(store->entryValueForKey("a"), "outside");

@@ -363,6 +363,11 @@ void TLDatabase::refreshAvailableLanguages() {
   state_->availableLanguages = std::set<std::string>(languages.begin(), languages.end());
 }
 
+TLDatabase::LookupSettings TLDatabase::lookupSettings() const {
+  std::shared_lock reading(lookupMutex_);
+  return {state_->initialized, state_->collectMissingEnabled, state_->baseLanguage};
+}
+
 #define TL_GETTER(type, name) \
   type TLDatabase::name() const { \
     std::shared_lock reading(lookupMutex_); \

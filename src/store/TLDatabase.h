@@ -87,6 +87,13 @@ class TLDatabase {
   void refreshAvailableLanguages();
 
   // App-level state.
+  // What every look-up reads, taken under one lock.
+  struct LookupSettings {
+    bool initialized = false;
+    bool collectMissingEnabled = false;
+    std::optional<std::string> baseLanguage;
+  };
+  LookupSettings lookupSettings() const;
   std::string apiSecret() const;
   std::string appId() const;
   std::optional<std::string> baseLanguage() const;

@@ -1,0 +1,164 @@
+// One QApplication with tolvana-qt-web linked: a real page in a QWebEngineView the test
+// creates as any app would, and page scripts in a QJSEngine.
+#include <gtest/gtest.h>
+
+#include <QApplication>
+#include <QDir>
+#include <QElapsedTimer>
+#include <QFile>
+#include <QJSEngine>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QProcess>
+#include <QTemporaryDir>
+#include <QWebEnginePage>
+#include <QWebEngineView>
+#include <functional>
+#include <tolvana/qt/ScriptEngine.h>
+
+namespace {
+
+bool spinUntil(const std::function<bool()>& done, int limitMs = 30000) {
+  QElapsedTimer timer;
+  timer.start();
+  while (!done() && timer.elapsed() < limitMs) QCoreApplication::processEvents(QEventLoop::AllEvents, 50);
+  return done();
+}
+
+// The value of a script expression in the page, waited for.
+QVariant evaluate(QWebEnginePage* page, const QString& script) {
+  QVariant result;
+  bool done = false;
+  page->runJavaScript(script, [&](const QVariant& value) {
+    result = value;
+    done = true;
+  });
+  spinUntil([&] { return done; });
+  return result;
+}
+
+const char kPage[] = R"html(<!DOCTYPE html><html><head><meta charset="utf-8"></head><body>
+  <h1 tolvana-text="web.title">Title</h1>
+  <p tolvana-text="web.greeting" tolvana-args="Ada, Grace">Greeting</p>
+  <p tolvana-text="web.basket" tolvana-plural-quantity="3" tolvana-args="3">Basket</p>
+  <p tolvana-text="web.files" tolvana-plural-rule="one" tolvana-plural-quantity="7">Files</p>
+  <p tolvana-text="web.escapes">Note</p>
+  <p tolvana-text="no.such.key">Shown as it was</p>
+  <input tolvana-placeholder="web.search" placeholder="Search">
+</body></html>)html";
+
+// Each marked element's text (placeholders by attribute), by key.
+const char kTexts[] =
+    "JSON.stringify(Array.prototype.map.call(document.querySelectorAll('[tolvana-text],[tolvana-placeholder]'),"
+    " function (e) { return [e.getAttribute('tolvana-text') || e.getAttribute('tolvana-placeholder'),"
+    " e.hasAttribute('tolvana-text') ? e.textContent : e.getAttribute('placeholder')]; })"
+    ".reduce(function (all, pair) { all[pair[0]] = pair[1]; return all; }, {}))";
+
+QJsonObject pageTexts(QWebEnginePage* page) {
+  return QJsonDocument::fromJson(evaluate(page, kTexts).toString().toUtf8()).object();
+}
+
+TEST(QtWeb, PageTextsComeFromTheStoreAlsoForNodesAddedLater) {
+  QWebEngineView view;
+  view.setHtml(QString::fromUtf8(kPage), QUrl(QStringLiteral("file:///test/")));
+  view.resize(400, 300);
+  view.show();
+  ASSERT_TRUE(spinUntil([&] {
+    QString title = pageTexts(view.page())["web.title"].toString();
+    return !title.isEmpty() && title != "Title";
+  }));
+  const std::pair<const char*, const char*> expected[] = {
+      {"web.title", "Tolvana auf einer Webseite"},
+      {"web.greeting", "Hallo Ada und Grace!"},
+      {"web.basket", "3 Artikel im Korb"},
+      {"web.files", "Eine Datei"},  // the plural word wins over the quantity
+      // The line feed arrives as a backslash, which the script call reads away; the quotes
+      // arrive as entities and show as quotes.
+      {"web.escapes", "Die Texte kommen aus dem Speicher.Anführungszeichen bleiben \"Anführungszeichen\"."},
+      {"no.such.key", "Shown as it was"},
+      {"web.search", "Seite durchsuchen"},
+  };
+  QJsonObject texts = pageTexts(view.page());
+  for (const auto& [key, text] : expected) EXPECT_EQ(texts[key].toString().toStdString(), text) << key;
+
+  evaluate(view.page(), "var p = document.createElement('p'); p.setAttribute('tolvana-text', 'web.later');"
+                        "p.textContent = 'Later'; document.body.appendChild(p); true");
+  EXPECT_TRUE(spinUntil([&] { return pageTexts(view.page())["web.later"].toString() != "Later"; }));
+  EXPECT_EQ(pageTexts(view.page())["web.later"].toString(), "Nach dem Laden hinzugefügt, auch übersetzt");
+}
+
+TEST(QtWeb, UpdateGroupsFromThePageBringsTheServersTexts) {
+  QWebEngineView view;
+  view.setHtml(QString::fromUtf8(kPage), QUrl(QStringLiteral("file:///test/")));
+  view.show();
+  ASSERT_TRUE(spinUntil([&] { return evaluate(view.page(), "typeof Tolvana !== 'undefined'").toBool(); }));
+  evaluate(view.page(), "Tolvana.updateGroups('main', 'de', function (ok) { window.updated = ok; }); true");
+  ASSERT_TRUE(spinUntil([&] { return !evaluate(view.page(), "window.updated").isNull(); }));
+  EXPECT_EQ(evaluate(view.page(), "window.updated"), QVariant(true));
+  evaluate(view.page(), "Tolvana.getString('web.title', null, null, null, null, 'x', function (t) { window.title = t; });"
+                        "true");
+  ASSERT_TRUE(spinUntil([&] { return !evaluate(view.page(), "window.title").isNull(); }));
+  EXPECT_EQ(evaluate(view.page(), "window.title").toString(), "Tolvana auf einer Webseite (Version 2)");
+}
+
+TEST(QtWeb, ScriptEnginesGetTheNativeFunctionsAndThePageScript) {
+  QJSEngine engine;  // as plain as a host makes it: not even a console
+  tolvana::qt::attachToJSEngine(&engine);
+  const std::pair<const char*, const char*> cases[] = {
+      {"Tolvana.getString('web.greeting', 'Ada; Grace', ';', null, 'x')", "Hallo Ada und Grace!"},
+      {"Tolvana.getQuantityString('web.basket', 1, '1')", "1 Artikel im Korb"},
+      {"Tolvana.getPluralString('web.files', 'other')", "Einige Dateien"},
+      {"Tolvana.getString('no.such.key', null, null, null, 'Default')", "Default"},
+      {"TolvanaNative.getString()", ""},
+      {"TolvanaNative.getPluralRuleForQuantity(2)", "other"},
+      {"[typeof TLLog.info, typeof TLLog.Assert, typeof TLLog.debug('dropped')].join()", "function,function,undefined"},
+  };
+  for (const auto& [script, expected] : cases) {
+    EXPECT_EQ(engine.evaluate(QString::fromUtf8(script)).toString().toStdString(), expected) << script;
+  }
+  engine.evaluate("Tolvana.updateGroups('main', 'de', function (ok) { updated = ok; })");
+  EXPECT_TRUE(spinUntil([&] { return engine.globalObject().property("updated").isBool(); }));
+  EXPECT_TRUE(engine.globalObject().property("updated").toBool());
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  ::testing::InitGoogleTest(&argc, argv);
+  QTemporaryDir work;
+  QProcess::execute("cp", {"-r", QStringLiteral(TOLVANA_QT_SAMPLE_DIR "/project"), work.path() + "/project"});
+  QProcess server;
+  server.setProcessChannelMode(QProcess::MergedChannels);
+  server.start(QStringLiteral(TOLVANA_CLI_BINARY), {"serve", "--project", work.path() + "/project", "--port", "0"});
+  QString url;
+  while (url.isEmpty() && server.waitForReadyRead(10000)) {
+    for (const QString& line : QString::fromUtf8(server.readAll()).split('\n')) {
+      if (line.startsWith("listening on ")) url = line.mid(13).trimmed();
+    }
+  }
+  if (url.isEmpty()) return std::fprintf(stderr, "the reference server did not start\n"), 1;
+  // The sample's bundle, without the update at start, so the page first shows the archive's texts.
+  QString bundle = work.path() + "/QtSample.app";
+  QDir().mkpath(bundle);
+  QFile::copy(QStringLiteral(TOLVANA_QT_SAMPLE_BUNDLE "/tolvana_settings.tolvana"), bundle + "/tolvana_settings.tolvana");
+  QFile in(QStringLiteral(TOLVANA_QT_SAMPLE_DIR "/QtSample.app/Info.plist.in"));
+  QFile out(bundle + "/Info.plist");
+  if (!in.open(QIODevice::ReadOnly) || !out.open(QIODevice::WriteOnly)) return 1;
+  out.write(QString::fromUtf8(in.readAll()).replace("@HOST@", url)
+                .replace("</dict>", "<key>TolvanaInitialUpdate</key><false/></dict>").toUtf8());
+  out.close();
+  qputenv("TOLVANA_MAIN_BUNDLE", bundle.toUtf8());
+  for (const char* variable : {"HOME", "XDG_DATA_HOME", "XDG_CONFIG_HOME"}) {
+    qputenv(variable, (work.path() + "/" + variable).toUtf8());
+  }
+  qputenv("LANG", "de_DE.UTF-8");
+  for (const char* variable : {"LANGUAGE", "LC_ALL", "LC_MESSAGES"}) qunsetenv(variable);
+  int status;
+  {
+    QApplication app(argc, argv);
+    status = RUN_ALL_TESTS();
+  }
+  server.kill();
+  server.waitForFinished();
+  return status;
+}

@@ -1,0 +1,52 @@
+/**
+ * @file TLJSBridge.h
+ * @brief Web pages reach the same look-ups and updates as the app: a script placed into
+ * every page finds the elements marked "tolvana-text" or "tolvana-placeholder", asks the app
+ * for their texts and writes them in, also for elements added later.
+ *
+ * A toolkit adapter calls configureWKWebView() for every web view it creates and
+ * attachToJSContext() for every script engine a page runs in without a web view; hosts do
+ * not call these themselves. Nothing here throws; failures are logged.
+ */
+#pragma once
+
+#include <map>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "tolvana/Export.h"
+#include "tolvana/Value.h"
+#include "tolvana/platform/ScriptContext.h"
+#include "tolvana/platform/WebView.h"
+
+namespace tolvana {
+
+/// Static functions only, never instantiated.
+class TOLVANA_EXPORT TLJSBridge {
+ public:
+  TLJSBridge() = delete;
+
+  /// With "TolvanaTranslateWebViews": makes the view's pages post to the "TolvanaNative"
+  /// handler, served by handleJSCall(), and runs the page script in each of them.
+  static void configureWKWebView(const std::shared_ptr<WebView>& webView);
+  /// With "TolvanaTranslateWebViews": exports "TolvanaNative" and "TLLog" into the context
+  /// and runs the page script for contexts without a web view.
+  static void attachToJSContext(const std::shared_ptr<ScriptContext>& context);
+  /// Serves one message body a page posted: "getString", "updateGroups", "TLLogInfo",
+  /// "TLLogDebug"; answers by evaluating script in the view.
+  static void handleJSCall(const std::shared_ptr<WebView>& webView, const Value& data);
+  /// Placeholder name → text from a page's argument string: with the separator "json" (any
+  /// case) a JSON object, single quotes read as double quotes; else the parts between
+  /// separators, trimmed, named "0", "1", …
+  static std::map<std::string, std::string> convertArguments(std::optional<std::string_view> arguments,
+                                                             std::optional<std::string_view> separator);
+
+  /// The page scripts, for web views (posting messages) and for script contexts (calling
+  /// exported functions).
+  static std::string_view pageScript();
+  static std::string_view legacyPageScript();
+};
+
+}  // namespace tolvana
