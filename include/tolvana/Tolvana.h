@@ -108,12 +108,14 @@ class TOLVANA_EXPORT Tolvana {
   /// Shows keys instead of texts until switched off or the process ends.
   static void setShowIdModeEnabled(bool enabled);
   /// Captures the app's window in draft mode and uploads it under the screen tag, with the
-  /// positions of the strings on it and of the listed keys. The handler gets true once the
-  /// server has the screenshot; call on the main thread.
+  /// positions of the strings on it and of the listed keys; call on the main thread.
   static void captureScreenshotWithTag(const std::string& tag, const std::vector<std::string>& keys);
+  /// The same, asking the server to read the texts off the picture (useOcr) or not.
   static void captureScreenshotWithTag(const std::string& tag, const std::vector<std::string>& keys, bool useOcr);
+  /// The same, telling the handler whether the server has the screenshot.
   static void captureScreenshotWithTag(const std::string& tag, const std::vector<std::string>& keys,
                                        CompletionHandler completion);
+  /// The same, with both the text reading and the handler.
   static void captureScreenshotWithTag(const std::string& tag, const std::vector<std::string>& keys, bool useOcr,
                                        CompletionHandler completion);
   /// Asks for the draft-mode key, as the long two-finger press does; nothing when the app or
