@@ -131,26 +131,31 @@ void DraftModeGestures::watch(QWidget* window) {
 }
 
 bool DraftModeGestures::eventFilter(QObject* watched, QEvent* event) {
-  auto* widget = qobject_cast<QWidget*>(watched);
-  if (!widget) return false;
-  if (event->type() == QEvent::Show && widget->isWindow()) watch(widget);
-  if (event->type() == QEvent::Gesture) {
-    auto* gestures = static_cast<QGestureEvent*>(event);
-    for (QGesture* gesture : gestures->gestures()) {
-      if (gesture->state() != Qt::GestureFinished) continue;
-      if (gesture->gestureType() == holdType_ && longPress_) longPress_();
-      if (gesture->gestureType() == swipeType_ && swipe_) swipe_();
-    }
-  }
-  if (event->type() == QEvent::KeyPress) {
-    auto* key = static_cast<QKeyEvent*>(event);
-    if (key->modifiers() == (Qt::ControlModifier | Qt::AltModifier | Qt::ShiftModifier) && !key->isAutoRepeat()) {
+  switch (event->type()) {
+    case QEvent::Show:
+      // Only a shown object is asked what it is: every event of the process passes here, some
+      // (key events among them) addressed to objects the web engine is tearing down.
+      if (auto* widget = qobject_cast<QWidget*>(watched); widget && widget->isWindow()) watch(widget);
+      return false;
+    case QEvent::Gesture:
+      for (QGesture* gesture : static_cast<QGestureEvent*>(event)->gestures()) {
+        if (gesture->state() != Qt::GestureFinished) continue;
+        if (gesture->gestureType() == holdType_ && longPress_) longPress_();
+        if (gesture->gestureType() == swipeType_ && swipe_) swipe_();
+      }
+      return false;
+    case QEvent::KeyPress: {
+      auto* key = static_cast<QKeyEvent*>(event);
+      if (key->modifiers() != (Qt::ControlModifier | Qt::AltModifier | Qt::ShiftModifier) || key->isAutoRepeat()) {
+        return false;
+      }
       if (key->key() == Qt::Key_K && longPress_) longPress_();
       if ((key->key() == Qt::Key_Up || key->key() == Qt::Key_Down) && swipe_) swipe_();
       return key->key() == Qt::Key_K || key->key() == Qt::Key_Up || key->key() == Qt::Key_Down;
     }
+    default:
+      return false;
   }
-  return false;
 }
 
 }  // namespace tolvana::qt
