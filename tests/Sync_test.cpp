@@ -25,7 +25,6 @@ class Sync : public ::testing::Test {
   void start() {
     app.appLanguage("en", {{"hello", "Hello", ""}});
     app.bundle.info("TolvanaHost", server.baseUrl()).info("TolvanaLogLevel", "v");
-    app.appFile["apiSecret"] = "s3cr3t-key";
     app.platform.http = server.http();
     app.install();
     engine = TLInternal::sharedInstance();
