@@ -4,6 +4,7 @@
 
 #include <filesystem>
 #include <future>
+#include <tuple>
 
 #include "support/Hmac.h"
 #include "support/Json.h"
@@ -66,16 +67,15 @@ TEST(DevServer, ScreenshotUploadIssuesAndTagsAreCheckedByteForByte) {
   std::string issue = R"({"summary":"Typo","description":"on Home","genuine":"YES","sdkVersion":"2.0.149",)"
                       R"("deviceModel":"x86_64","platform":"linux","operatingSystem":"Linux 6","languageName":"de"})";
   std::string untitled = R"({"description":"on Home"})";
-  HttpRequest plain{"POST", "/v3/mobile-apps/sdk/app1/createJiraIssue", signedHeaders(issue), issue};
-  plain.headers.emplace_back("Content-Type", "text/plain");
-  EXPECT_EQ(send(server, plain).status, 400);
-  HttpRequest partial{"POST", "/v3/mobile-apps/sdk/app1/createJiraIssue", signedHeaders(untitled), untitled};
-  partial.headers.emplace_back("Content-Type", "application/json");
-  EXPECT_EQ(send(server, partial).status, 400);
-  HttpRequest good{"POST", "/v3/mobile-apps/sdk/app1/createJiraIssue", signedHeaders(issue), issue};
-  good.headers.emplace_back("Content-Type", "application/json");
-  auto created = send(server, good);
-  EXPECT_EQ(json::parse(created.body).value_or(Value()).find("tag")->asString(), "ISSUE-1");
+  using Issue = std::tuple<std::string, const char*, int>;
+  for (const auto& [body, type, status] :
+       {Issue{issue, "text/plain", 400}, Issue{untitled, "application/json", 400}, Issue{issue, "application/json", 200}}) {
+    HttpRequest request{"POST", "/v3/mobile-apps/sdk/app1/createJiraIssue", signedHeaders(body), body};
+    request.headers.emplace_back("Content-Type", type);
+    auto answer = send(server, request);
+    EXPECT_EQ(answer.status, status) << type << " " << body;
+    if (status == 200) EXPECT_EQ(json::parse(answer.body).value_or(Value()).find("tag")->asString(), "ISSUE-1");
+  }
 
   auto tags = send(server, {"GET", "/v3/mobile-apps/sdk/app1/screenTag?params=%7B%7D", signedHeaders("{}"), ""});
   EXPECT_EQ(json::parse(tags.body), Value(Value::Array{"Home", "Settings"}));

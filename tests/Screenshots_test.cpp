@@ -126,12 +126,6 @@ TEST_F(Screenshots, RefusalsCompleteWithFalse) {
   }
 }
 
-}  // namespace
-}  // namespace tolvana
-
-namespace tolvana {
-namespace {
-
 std::vector<std::string> alertTitles(const testing::AppFixture& app) {
   std::vector<std::string> titles;
   for (const auto& alert : app.platform.ui->alerts()) {

@@ -171,7 +171,6 @@ TEST(TLJSBridge, UpdateGroupsSplitsGroupsAtTheSeparatorAndLanguagesAtCommas) {
   BridgeApp bridge;
   bridge.app.appLanguage("de", {{"plain", "Zeile", ""}});
   bridge.app.bundle.info("TolvanaHost", server.baseUrl());
-  bridge.app.appFile["apiSecret"] = "s3cr3t-key";
   bridge.app.platform.http = server.http();
   bridge.app.install();
   auto view = std::make_shared<RecordingWebView>();

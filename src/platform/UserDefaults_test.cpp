@@ -89,9 +89,16 @@ TYPED_TEST(UserDefaultsContract, TypedReadersConvertNumbersAndStrings) {
   EXPECT_EQ(defaults->stringForKey("absent"), std::nullopt);
 }
 
-TEST(PlistFileUserDefaults, SecondProcessReadsSynchronizedDomain) {
+class PlistFileUserDefaults : public ::testing::Test {
+ protected:
+  PlistFileUserDefaults() { platform.install(); }
+  testing::TestPlatform platform;
   testing::TempDir dir;
-  std::string path = dir.file("nested/app.plist");
+  std::string path = dir.file("app.plist");
+};
+
+TEST_F(PlistFileUserDefaults, SecondProcessReadsSynchronizedDomain) {
+  path = dir.file("nested/app.plist");
   auto defaults = makePlistFileUserDefaults(path);
   for (const auto& [key, value] : kEveryKind) defaults->setObject(key, value);
   ASSERT_TRUE(defaults->synchronize());
@@ -113,11 +120,7 @@ TEST(PlistFileUserDefaults, SecondProcessReadsSynchronizedDomain) {
   EXPECT_FALSE(fs::exists(path));
 }
 
-TEST(PlistFileUserDefaults, MalformedOrUnwritableFileLogsOneLineNamingIt) {
-  testing::TestPlatform platform;
-  platform.install();
-  testing::TempDir dir;
-  std::string path = dir.file("app.plist");
+TEST_F(PlistFileUserDefaults, MalformedOrUnwritableFileLogsOneLineNamingIt) {
   std::ofstream(path) << "<plist><dict><key>cut off";
   EXPECT_EQ(makePlistFileUserDefaults(path)->objectForKey("cut off"), std::nullopt);
   EXPECT_EQ(platform.log->lines().size(), 1u);
@@ -131,11 +134,7 @@ TEST(PlistFileUserDefaults, MalformedOrUnwritableFileLogsOneLineNamingIt) {
   EXPECT_EQ(platform.log->count(blocked), 1u);
 }
 
-TEST(PlistFileUserDefaults, TextThatWouldNotReadBackIsRefusedAndHostileFilesDoNotAbort) {
-  testing::TestPlatform platform;
-  platform.install();
-  testing::TempDir dir;
-  std::string path = dir.file("app.plist");
+TEST_F(PlistFileUserDefaults, TextThatWouldNotReadBackIsRefusedAndHostileFilesDoNotAbort) {
   auto defaults = makePlistFileUserDefaults(path);
   defaults->setObject("kept", 1);
   defaults->setObject("\xff\xfe", 2);
@@ -156,9 +155,7 @@ TEST(PlistFileUserDefaults, TextThatWouldNotReadBackIsRefusedAndHostileFilesDoNo
   EXPECT_EQ(platform.log->count("starting with an empty domain"), 1u);
 }
 
-TEST(PlistFileUserDefaults, ReaderNeverSeesAPartialFileAndNoTemporaryFilesRemain) {
-  testing::TempDir dir;
-  std::string path = dir.file("app.plist");
+TEST_F(PlistFileUserDefaults, ReaderNeverSeesAPartialFileAndNoTemporaryFilesRemain) {
   auto defaults = makePlistFileUserDefaults(path);
   defaults->setObject("big", std::string(200000, 'a'));
   ASSERT_TRUE(defaults->synchronize());

@@ -66,8 +66,6 @@ TEST(TLLog, ThresholdIsCachedUntilReset) {
   EXPECT_EQ(TLLog::sharedInstance().levelForTag("Tolvana"), 4);
   TLLog::sharedInstance().resetTagLevels();
   EXPECT_EQ(TLLog::sharedInstance().levelForTag("Tolvana"), 0);
-  TLLog::sharedInstance().setLevelForTag("Other", 5);
-  EXPECT_EQ(TLLog::sharedInstance().levelForTag("Other"), 5);
 }
 
 }  // namespace

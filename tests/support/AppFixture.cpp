@@ -53,8 +53,7 @@ Platform& AppFixture::install() {
   });
   platform.device->setDataDirectory(dir.file("data"));
   TLInternal::dropInstanceForTesting();
-  Platform& installed = platform.install();
-  return installed;
+  return platform.install();
 }
 
 }  // namespace tolvana::testing

@@ -58,11 +58,6 @@ ArchiveBuilder& ArchiveBuilder::memberWithSizeField(char type, std::string_view 
   return *this;
 }
 
-ArchiveBuilder& ArchiveBuilder::raw(std::string_view bytes) {
-  bytes_ += bytes;
-  return *this;
-}
-
 ArchiveBuilder& ArchiveBuilder::endBlocks(int count) {
   bytes_.append(static_cast<std::size_t>(count) * kBlock, '\0');
   return *this;

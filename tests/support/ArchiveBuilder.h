@@ -40,8 +40,6 @@ class ArchiveBuilder {
   // A header whose size field is the given text, followed by data as it is (not padded).
   ArchiveBuilder& memberWithSizeField(char type, std::string_view name, std::string_view sizeField,
                                       std::string_view data = {});
-  // Bytes appended as they are.
-  ArchiveBuilder& raw(std::string_view bytes);
   ArchiveBuilder& endBlocks(int count = 2);
 
   const std::string& bytes() const { return bytes_; }

@@ -29,12 +29,9 @@ std::string readLine(int fd) {
 }  // namespace
 
 ServerFixture::ServerFixture(Options options) : options_(std::move(options)) {
-  Value::Dictionary project{{"appId", options_.appId},
-                            {"apiSecret", options_.apiSecret},
-                            {"baseLanguage", options_.baseLanguage},
-                            {"version", 1},
-                            {"collectMissingEnabled", options_.collectMissingEnabled},
-                            {"draftModeEnabled", options_.draftModeEnabled},
+  Value::Dictionary project{{"appId", "app1"},         {"apiSecret", "s3cr3t-key"},
+                            {"baseLanguage", "en"},      {"version", 1},
+                            {"collectMissingEnabled", true}, {"draftModeEnabled", true},
                             {"screenTags", Value::Array{"Home", "Settings"}}};
   std::ofstream(dir_.file("project.json")) << json::serialize(project);
 

@@ -1,5 +1,6 @@
 // ServerFixture: the reference translation server, started as its own process on a free
-// loopback port with a project directory written by the test, over HTTP or HTTPS.
+// loopback port with a project directory written by the test, over HTTP or HTTPS. The
+// project is app "app1" with secret "s3cr3t-key", base language "en" and both project flags on.
 //
 //   ServerFixture server({.tls = true});
 //   server.publish("de", "main", {{"hello", "Hallo"}});
@@ -21,11 +22,6 @@ class ServerFixture {
  public:
   struct Options {
     bool tls = true;
-    std::string appId = "app1";
-    std::string apiSecret = "s3cr3t-key";
-    std::string baseLanguage = "en";
-    bool collectMissingEnabled = true;
-    bool draftModeEnabled = true;
     // The bound on an answer's decoded size for the client http() gives; 0 keeps its default.
     std::size_t maxAnswerBytes = 0;
   };

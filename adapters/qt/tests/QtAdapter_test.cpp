@@ -5,9 +5,7 @@
 #include <QAbstractButton>
 #include <QApplication>
 #include <QDialog>
-#include <QDir>
 #include <QElapsedTimer>
-#include <QEventLoop>
 #include <QLabel>
 #include <QLineEdit>
 #include <QProcess>
@@ -31,27 +29,6 @@ namespace {
 
 QString workDir;    // set by main()
 QString serverUrl;  // the reference server main() started
-
-void writeFile(const QString& path, const QString& text) {
-  QFile file(path);
-  ASSERT_TRUE(file.open(QIODevice::WriteOnly));
-  file.write(text.toUtf8());
-}
-
-// A copy of the built sample bundle whose Info.plist names the host and carries extra keys.
-QString copySample(const QString& dir, const QString& host, const QString& extraKeys) {
-  QString bundle = dir + "/QtSample.app";
-  QDir().mkpath(bundle);
-  for (const char* name : {"QtSample", "tolvana_settings.tolvana"}) {
-    QFile::copy(QStringLiteral(TOLVANA_QT_SAMPLE_BUNDLE "/") + name, bundle + "/" + name);
-  }
-  QFile in(QStringLiteral(TOLVANA_QT_SAMPLE_DIR "/QtSample.app/Info.plist.in"));
-  in.open(QIODevice::ReadOnly);
-  QString plist = QString::fromUtf8(in.readAll()).replace("@HOST@", host).replace("</dict>", extraKeys + "</dict>");
-  writeFile(bundle + "/Info.plist", plist);
-  return bundle;
-}
-
 
 QString tr(const char* source, int n = -1) { return QCoreApplication::translate("SampleWindow", source, nullptr, n); }
 
@@ -243,28 +220,14 @@ int main(int argc, char** argv) {
   ::testing::InitGoogleTest(&argc, argv);
   QTemporaryDir work;
   workDir = work.path();
-  QProcess::execute("cp", {"-r", QStringLiteral(TOLVANA_QT_SAMPLE_DIR "/project"), workDir + "/project"});
   QProcess server;
-  server.setProcessChannelMode(QProcess::MergedChannels);
-  server.start(QStringLiteral(TOLVANA_CLI_BINARY), {"serve", "--project", workDir + "/project", "--port", "0"});
-  QString& url = serverUrl;
-  while (url.isEmpty() && server.waitForReadyRead(10000)) {
-    for (const QString& line : QString::fromUtf8(server.readAll()).split('\n')) {
-      if (line.startsWith("listening on ")) url = line.mid(13).trimmed();
-    }
-  }
-  if (url.isEmpty()) {
+  serverUrl = startSampleServer(server, workDir);
+  if (serverUrl.isEmpty()) {
     std::fprintf(stderr, "the reference server did not start\n");
     return 1;
   }
-  QString bundle = copySample(workDir + "/app", url, "<key>TolvanaInitialUpdate</key><false/>");
-  qputenv("TOLVANA_MAIN_BUNDLE", bundle.toUtf8());
-  for (const char* variable : {"HOME", "XDG_DATA_HOME", "XDG_CONFIG_HOME"}) {
-    qputenv(variable, (workDir + "/app/" + variable).toUtf8());
-  }
+  runAsSample(copySample(workDir + "/app", serverUrl, "<key>TolvanaInitialUpdate</key><false/>"), workDir + "/app");
   if (!qEnvironmentVariableIsSet("QT_QPA_PLATFORM")) qputenv("QT_QPA_PLATFORM", "offscreen");
-  qputenv("LANG", "de_DE.UTF-8");
-  for (const char* variable : {"LANGUAGE", "LC_ALL", "LC_MESSAGES"}) qunsetenv(variable);
   int status;
   {
     QApplication app(argc, argv);

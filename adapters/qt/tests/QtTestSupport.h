@@ -2,14 +2,56 @@
 #pragma once
 
 #include <QCoreApplication>
+#include <QDir>
 #include <QElapsedTimer>
 #include <QEventLoop>
+#include <QFile>
+#include <QProcess>
 #include <functional>
 
 // Runs the event loop until done() holds or the limit passes.
-inline bool spinUntil(const std::function<bool()>& done, int limitMs = 20000) {
+inline bool spinUntil(const std::function<bool()>& done, int limitMs = 30000) {
   QElapsedTimer timer;
   timer.start();
   while (!done() && timer.elapsed() < limitMs) QCoreApplication::processEvents(QEventLoop::AllEvents, 50);
   return done();
+}
+
+// Starts the reference server on a copy of the Qt sample's project in workDir; its URL, empty
+// when it did not start.
+inline QString startSampleServer(QProcess& server, const QString& workDir) {
+  QProcess::execute("cp", {"-r", QStringLiteral(TOLVANA_QT_SAMPLE_DIR "/project"), workDir + "/project"});
+  server.setProcessChannelMode(QProcess::MergedChannels);
+  server.start(QStringLiteral(TOLVANA_CLI_BINARY), {"serve", "--project", workDir + "/project", "--port", "0"});
+  QString url;
+  while (url.isEmpty() && server.waitForReadyRead(10000)) {
+    for (const QString& line : QString::fromUtf8(server.readAll()).split('\n')) {
+      if (line.startsWith("listening on ")) url = line.mid(13).trimmed();
+    }
+  }
+  return url;
+}
+
+// A copy of the built sample bundle whose Info.plist names the host and carries extra keys.
+inline QString copySample(const QString& dir, const QString& host, const QString& extraKeys) {
+  QString bundle = dir + "/QtSample.app";
+  QDir().mkpath(bundle);
+  for (const char* name : {"QtSample", "tolvana_settings.tolvana"}) {
+    QFile::copy(QStringLiteral(TOLVANA_QT_SAMPLE_BUNDLE "/") + name, bundle + "/" + name);
+  }
+  QFile in(QStringLiteral(TOLVANA_QT_SAMPLE_DIR "/QtSample.app/Info.plist.in"));
+  QFile out(bundle + "/Info.plist");
+  if (!in.open(QIODevice::ReadOnly) || !out.open(QIODevice::WriteOnly)) return {};
+  out.write(QString::fromUtf8(in.readAll()).replace("@HOST@", host).replace("</dict>", extraKeys + "</dict>").toUtf8());
+  return bundle;
+}
+
+// Makes this process the app in bundle, with a German user whose home is under home.
+inline void runAsSample(const QString& bundle, const QString& home) {
+  qputenv("TOLVANA_MAIN_BUNDLE", bundle.toUtf8());
+  for (const char* variable : {"HOME", "XDG_DATA_HOME", "XDG_CONFIG_HOME"}) {
+    qputenv(variable, (home + "/" + variable).toUtf8());
+  }
+  qputenv("LANG", "de_DE.UTF-8");
+  for (const char* variable : {"LANGUAGE", "LC_ALL", "LC_MESSAGES"}) qunsetenv(variable);
 }

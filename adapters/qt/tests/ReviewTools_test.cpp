@@ -68,10 +68,6 @@ TEST(ReviewTools, TheRootWindowAsAViewTree) {
   EXPECT_EQ(ui.pasteboardString(), "tolvana:{}");
 }
 
-}  // namespace
-
-namespace {
-
 QWidget* overlayWindow() {
   for (QWidget* w : QApplication::topLevelWidgets()) {
     if (w->objectName() == "TolvanaOverlay" && w->isVisible()) return w;

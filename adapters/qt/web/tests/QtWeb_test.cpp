@@ -3,9 +3,6 @@
 #include <gtest/gtest.h>
 
 #include <QApplication>
-#include <QDir>
-#include <QElapsedTimer>
-#include <QFile>
 #include <QJSEngine>
 #include <QJsonDocument>
 #include <QJsonObject>
@@ -16,14 +13,9 @@
 #include <functional>
 #include <tolvana/qt/ScriptEngine.h>
 
-namespace {
+#include "../../tests/QtTestSupport.h"
 
-bool spinUntil(const std::function<bool()>& done, int limitMs = 30000) {
-  QElapsedTimer timer;
-  timer.start();
-  while (!done() && timer.elapsed() < limitMs) QCoreApplication::processEvents(QEventLoop::AllEvents, 50);
-  return done();
-}
+namespace {
 
 // The value of a script expression in the page, waited for.
 QVariant evaluate(QWebEnginePage* page, const QString& script) {
@@ -126,33 +118,13 @@ TEST(QtWeb, ScriptEnginesGetTheNativeFunctionsAndThePageScript) {
 int main(int argc, char** argv) {
   ::testing::InitGoogleTest(&argc, argv);
   QTemporaryDir work;
-  QProcess::execute("cp", {"-r", QStringLiteral(TOLVANA_QT_SAMPLE_DIR "/project"), work.path() + "/project"});
   QProcess server;
-  server.setProcessChannelMode(QProcess::MergedChannels);
-  server.start(QStringLiteral(TOLVANA_CLI_BINARY), {"serve", "--project", work.path() + "/project", "--port", "0"});
-  QString url;
-  while (url.isEmpty() && server.waitForReadyRead(10000)) {
-    for (const QString& line : QString::fromUtf8(server.readAll()).split('\n')) {
-      if (line.startsWith("listening on ")) url = line.mid(13).trimmed();
-    }
-  }
+  QString url = startSampleServer(server, work.path());
   if (url.isEmpty()) return std::fprintf(stderr, "the reference server did not start\n"), 1;
-  // The sample's bundle, without the update at start, so the page first shows the archive's texts.
-  QString bundle = work.path() + "/QtSample.app";
-  QDir().mkpath(bundle);
-  QFile::copy(QStringLiteral(TOLVANA_QT_SAMPLE_BUNDLE "/tolvana_settings.tolvana"), bundle + "/tolvana_settings.tolvana");
-  QFile in(QStringLiteral(TOLVANA_QT_SAMPLE_DIR "/QtSample.app/Info.plist.in"));
-  QFile out(bundle + "/Info.plist");
-  if (!in.open(QIODevice::ReadOnly) || !out.open(QIODevice::WriteOnly)) return 1;
-  out.write(QString::fromUtf8(in.readAll()).replace("@HOST@", url)
-                .replace("</dict>", "<key>TolvanaInitialUpdate</key><false/></dict>").toUtf8());
-  out.close();
-  qputenv("TOLVANA_MAIN_BUNDLE", bundle.toUtf8());
-  for (const char* variable : {"HOME", "XDG_DATA_HOME", "XDG_CONFIG_HOME"}) {
-    qputenv(variable, (work.path() + "/" + variable).toUtf8());
-  }
-  qputenv("LANG", "de_DE.UTF-8");
-  for (const char* variable : {"LANGUAGE", "LC_ALL", "LC_MESSAGES"}) qunsetenv(variable);
+  // Without the update at start, so the page first shows the archive's texts.
+  QString bundle = copySample(work.path(), url, "<key>TolvanaInitialUpdate</key><false/>");
+  if (bundle.isEmpty()) return 1;
+  runAsSample(bundle, work.path());
   int status;
   {
     QApplication app(argc, argv);
