@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "config/TLDeviceUtil.h"
+#include "config/TLSettings.h"
 #include "localization/DevelopmentLanguage.h"
 #include "localization/TLPluralRule.h"
 #include "support/StringUtil.h"
@@ -32,7 +33,7 @@ TLLocalizedString StringLookup::tagged(std::string text, std::string_view key) c
 std::optional<std::string> StringLookup::localizedStringForKeyAndLanguage(std::string_view key,
                                                                           std::string_view language) const {
   const EngineState& state = context_.state;
-  TLDatabase* db = state.currentDatabase();
+  auto db = state.database();
   if (!state.enabled || !db || !db->initialized()) return std::string(key);
   return valueIn(*db, key, language);
 }
@@ -54,7 +55,7 @@ TLLocalizedString StringLookup::localizedStringForKey(std::string_view key, std:
                                                       std::shared_ptr<const Bundle> bundle) const {
   const EngineState& state = context_.state;
   // The store and its settings are read once: a look-up runs for every text a screen shows.
-  TLDatabase* db = state.currentDatabase();
+  auto db = state.database();
   TLDatabase::LookupSettings settings = db ? db->lookupSettings() : TLDatabase::LookupSettings{};
   if (!state.enabled || !db || !settings.initialized) {
     return tagged(orMainBundle(bundle)->localizedStringForKey(key, value, table), key);
@@ -108,7 +109,7 @@ TLLocalizedString StringLookup::localizedStringForKey(std::string_view key, std:
              : *result == key                              ? TLLookupSource::key
                                                            : TLLookupSource::bundleTable;
   }
-  if (state.logGetString) logVerbose("getString called - key: '%@' value: '%@'", key, *result);
+  if (TLSettings::enableLogGetString()) logVerbose("getString called - key: '%@' value: '%@'", key, *result);
   TLLocalizedString answer = tagged(std::move(*result), key);
   answer.source = source;
   if (source == TLLookupSource::language) answer.sourceLanguage = *answeredIn;
