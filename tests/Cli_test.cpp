@@ -292,8 +292,14 @@ TEST_F(Cli, HandEditedGroupsWithoutAVersionReachTheAppAtTheNextUpdate) {
 }
 
 TEST_F(Cli, BrokenArchivesAlwaysShowTheAlert) {
-  // The alert shows on every run, not only when the main queue wins the race against the exit.
-  writeFile(dir.file("Sample.app/tolvana_settings.tolvana"), std::string(600, '\xd4'));
+  // Without an archive the log names the file the engine looked for, in the app's bundle.
+  std::string archive = dir.file("Sample.app/tolvana_settings.tolvana");
+  std::filesystem::remove(archive);
+  auto missing = app({"lookup", "title", "--log"});
+  EXPECT_NE(missing.err.find("File does not exist. " + archive), std::string::npos) << missing.err;
+  // With a corrupt one, the alert shows on every run, not only when the main queue wins the
+  // race against the exit.
+  writeFile(archive, std::string(600, '\xd4'));
   for (int run = 0; run < 3; ++run) {
     auto corrupt = app({"lookup", "title"});
     EXPECT_EQ(corrupt.out, "title\n");

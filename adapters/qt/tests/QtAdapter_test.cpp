@@ -226,7 +226,9 @@ int main(int argc, char** argv) {
     std::fprintf(stderr, "the reference server did not start\n");
     return 1;
   }
-  runAsSample(copySample(workDir + "/app", serverUrl, "<key>TolvanaInitialUpdate</key><false/>"), workDir + "/app");
+  QString bundle = copySample(workDir + "/app", serverUrl, "<key>TolvanaInitialUpdate</key><false/>");
+  if (bundle.isEmpty()) return 1;
+  runAsSample(bundle, workDir + "/app");
   if (!qEnvironmentVariableIsSet("QT_QPA_PLATFORM")) qputenv("QT_QPA_PLATFORM", "offscreen");
   int status;
   {
