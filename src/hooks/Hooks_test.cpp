@@ -6,6 +6,7 @@
 #include "hooks/BundleHook.h"
 #include "hooks/KeyTags.h"
 #include "hooks/LaunchHook.h"
+#include "platform/fake/FaultInjectingHttp.h"
 #include "tests/support/AppFixture.h"
 
 namespace tolvana {
@@ -89,6 +90,11 @@ TEST(LaunchHook, WaitsInStepsUntilTheFirstUpdateFailsOnlyWhenAskedTo) {
     AppFixture app;
     app.bundle.info("TolvanaHost", "http://127.0.0.1:1").info("TolvanaInitialUpdate", c.initialUpdate);
     app.bundle.info("TolvanaWaitOnAppStart", c.waitOnStart);
+    // A refusal from a closed port can come back before the hook first looks, which would let a
+    // hook that never waits pass; the failure is held back so that waiting is the only way through.
+    auto slowFailure = std::make_shared<FaultInjectingHttp>(nullptr, app.platform.dispatch);
+    slowFailure->inject({FaultInjectingHttp::Fault::Kind::Delay, std::chrono::milliseconds(100)});
+    app.platform.http = slowFailure;
     app.install();
     LaunchHook::forgetForTesting();
     int waits = 0;
