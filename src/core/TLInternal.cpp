@@ -145,6 +145,7 @@ void TLInternal::start() {
   logVerbose("Current Language: %@", TLDeviceUtil::deviceLanguageLong());
   logVerbose("Development Language: %@", platform.bundles().mainBundle()->developmentLocalization());
   state_.collectStoryBoardStrings = TLSettings::collectStoryBoardStrings();
+  state_.logGetString = TLSettings::enableLogGetString();
 
   auto database = TLDatabase::create();
   if (database) {

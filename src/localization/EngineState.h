@@ -10,6 +10,7 @@
 #include <atomic>
 #include <memory>
 #include <mutex>
+#include <vector>
 
 #include "store/TLDatabase.h"
 
@@ -25,8 +26,15 @@ class EngineState {
   }
   void setDatabase(std::shared_ptr<TLDatabase> database) {
     std::lock_guard guard(mutex_);
+    // A look-up may still be reading the manager it replaces, without a reference: it is kept
+    // until this state goes. The engine sets its manager once, so nothing piles up.
+    if (database_) replaced_.push_back(std::move(database_));
     database_ = std::move(database);
+    current_.store(database_.get(), std::memory_order_release);
   }
+  // The manager for the look-up path, which runs for every text a screen shows: no lock and
+  // no reference count. Valid as long as this state.
+  TLDatabase* currentDatabase() const { return current_.load(std::memory_order_acquire); }
 
   // Whether a look-up that misses records the key: the store collects misses, and either the
   // app is in draft mode or a debugger watches it.
@@ -42,10 +50,14 @@ class EngineState {
   std::atomic<bool> inShowIdMode{false};
   std::atomic<bool> isPossibleSwiftUi{false};
   std::atomic<bool> collectStoryBoardStrings{true};
+  // "TolvanaLogGetString", read at start-up rather than from Info.plist at every look-up.
+  std::atomic<bool> logGetString{false};
 
  private:
   mutable std::recursive_mutex mutex_;
   std::shared_ptr<TLDatabase> database_;  // guarded by mutex_
+  std::vector<std::shared_ptr<TLDatabase>> replaced_;  // guarded by mutex_
+  std::atomic<TLDatabase*> current_{nullptr};
 };
 
 }  // namespace tolvana

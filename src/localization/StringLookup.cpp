@@ -3,7 +3,6 @@
 #include <algorithm>
 
 #include "config/TLDeviceUtil.h"
-#include "config/TLSettings.h"
 #include "localization/DevelopmentLanguage.h"
 #include "localization/TLPluralRule.h"
 #include "support/StringUtil.h"
@@ -33,7 +32,7 @@ TLLocalizedString StringLookup::tagged(std::string text, std::string_view key) c
 std::optional<std::string> StringLookup::localizedStringForKeyAndLanguage(std::string_view key,
                                                                           std::string_view language) const {
   const EngineState& state = context_.state;
-  auto db = state.database();
+  TLDatabase* db = state.currentDatabase();
   if (!state.enabled || !db || !db->initialized()) return std::string(key);
   return valueIn(*db, key, language);
 }
@@ -55,7 +54,7 @@ TLLocalizedString StringLookup::localizedStringForKey(std::string_view key, std:
                                                       std::shared_ptr<const Bundle> bundle) const {
   const EngineState& state = context_.state;
   // The store and its settings are read once: a look-up runs for every text a screen shows.
-  auto db = state.database();
+  TLDatabase* db = state.currentDatabase();
   TLDatabase::LookupSettings settings = db ? db->lookupSettings() : TLDatabase::LookupSettings{};
   if (!state.enabled || !db || !settings.initialized) {
     return tagged(orMainBundle(bundle)->localizedStringForKey(key, value, table), key);
@@ -109,7 +108,7 @@ TLLocalizedString StringLookup::localizedStringForKey(std::string_view key, std:
              : *result == key                              ? TLLookupSource::key
                                                            : TLLookupSource::bundleTable;
   }
-  if (TLSettings::enableLogGetString()) logVerbose("getString called - key: '%@' value: '%@'", key, *result);
+  if (state.logGetString) logVerbose("getString called - key: '%@' value: '%@'", key, *result);
   TLLocalizedString answer = tagged(std::move(*result), key);
   answer.source = source;
   if (source == TLLookupSource::language) answer.sourceLanguage = *answeredIn;

@@ -8,8 +8,11 @@ namespace tolvana::sqlite {
 static_assert(SQLITE_OPEN_READONLY == 1);
 static_assert((SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE) == 6);
 
-sqlite3* openConnection(const std::string& path, bool readOnly, int& status) {
+sqlite3* openConnection(const std::string& path, bool readOnly, int& status, bool oneThread) {
   int flags = readOnly ? SQLITE_OPEN_READONLY : SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE;
+  // Without its own mutex every column read is cheaper; only for a connection that never
+  // leaves the thread that opened it.
+  if (oneThread) flags |= SQLITE_OPEN_NOMUTEX;
   sqlite3* handle = nullptr;
   if (status = sqlite3_open_v2(path.c_str(), &handle, flags, nullptr); status != SQLITE_OK) {
     logError("Failed to open/create database");

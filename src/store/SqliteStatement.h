@@ -10,7 +10,7 @@
 namespace tolvana::sqlite {
 
 // Opens a connection, logging a failure; null when there is none.
-sqlite3* openConnection(const std::string& path, bool readOnly, int& status);
+sqlite3* openConnection(const std::string& path, bool readOnly, int& status, bool oneThread = false);
 
 // Every caller's buffer outlives the step that reads it, so SQLite need not copy it. An
 // empty view may carry a null pointer, which SQLite would take for NULL; "" keeps it text.

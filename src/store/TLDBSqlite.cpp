@@ -177,7 +177,7 @@ bool TLDBSqlite::loadIndex() {
   FileSignature signature = signatureOf(dbPath_);
   int status = SQLITE_OK;
   // Never the owner's connection: a write transaction may be open on it on another thread.
-  sqlite3* reader = openConnection(dbPath_, true, status);
+  sqlite3* reader = openConnection(dbPath_, true, status, /*oneThread=*/true);
   if (!reader) {
     noteFailure(status, false);
     logError(kNotOpenRead);

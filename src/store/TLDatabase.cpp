@@ -49,7 +49,14 @@ struct TLDatabase::State {
   std::map<std::string, std::chrono::steady_clock::time_point, std::less<>> absentUntil;
 };
 
-TLDatabase::TLDatabase() : state_(std::make_unique<State>()) {}
+namespace {
+std::uint64_t nextManagerId() {
+  static std::atomic<std::uint64_t> counter{0};
+  return ++counter;
+}
+}  // namespace
+
+TLDatabase::TLDatabase() : id_(nextManagerId()), state_(std::make_unique<State>()) {}
 TLDatabase::~TLDatabase() = default;
 
 namespace {
@@ -158,7 +165,7 @@ std::shared_ptr<TLDBProtocol> TLDatabase::databaseForLanguage(std::string_view l
   std::string path = storePath(language);
   std::error_code ec;
   if (!createDatabase && !fs::exists(path, ec)) {
-    std::unique_lock reading(lookupMutex_);
+    LookupWrite writing(*this);
     s.absentUntil[std::string(language)] = Platform::Current().clock().monotonicNow() + std::chrono::seconds(1);
     return nullptr;
   }
@@ -168,7 +175,7 @@ std::shared_ptr<TLDBProtocol> TLDatabase::databaseForLanguage(std::string_view l
     store = TLDBSqlite::initWithPath(s.dbPathFormat.empty() ? std::nullopt : std::optional(path));
   }
   if (store) {
-    std::unique_lock reading(lookupMutex_);
+    LookupWrite writing(*this);
     s.absentUntil.erase(cacheKey);
     s.databases.emplace(std::move(cacheKey), store);
   }
@@ -186,7 +193,7 @@ bool TLDatabase::dropIfBroken(std::string_view language, const std::shared_ptr<T
   if (!store || !store->isBroken()) return false;
   std::lock_guard lock(mutex_);
   if (auto it = state_->databases.find(language); it != state_->databases.end() && it->second == store) {
-    std::unique_lock reading(lookupMutex_);
+    LookupWrite writing(*this);
     state_->databases.erase(it);
   }
   // Renamed, not removed: the file may tell what broke it. The next start unpacks the
@@ -201,10 +208,42 @@ bool TLDatabase::dropIfBroken(std::string_view language, const std::shared_ptr<T
   return true;
 }
 
+// What one thread last read of what look-ups need from one manager, good while the manager's
+// lookup version stays the same: a look-up then takes no lock of the manager's.
+struct TLDatabase::ThreadView {
+  std::uint64_t owner = 0;
+  std::uint64_t version = 0;
+  LookupSettings settings;
+  // The languages this thread asked for, with their store when it reads concurrently.
+  std::vector<std::pair<std::string, std::shared_ptr<TLDBProtocol>>> stores;
+};
+
+TLDatabase::LookupWrite::LookupWrite(const TLDatabase& database)
+    : lock_(database.lookupMutex_), version_(database.lookupVersion_) {}
+
+TLDatabase::LookupWrite::~LookupWrite() { version_.fetch_add(1, std::memory_order_release); }
+
+TLDatabase::ThreadView& TLDatabase::threadView() const {
+  thread_local ThreadView view;
+  if (view.owner == id_ && view.version == lookupVersion_.load(std::memory_order_acquire)) return view;
+  std::shared_lock reading(lookupMutex_);
+  view.owner = id_;
+  view.version = lookupVersion_.load(std::memory_order_relaxed);
+  view.settings = {state_->initialized, state_->collectMissingEnabled, state_->baseLanguage};
+  view.stores.clear();
+  return view;
+}
+
 std::shared_ptr<TLDBProtocol> TLDatabase::concurrentStore(std::string_view language) const {
+  ThreadView& view = threadView();
+  for (const auto& [code, store] : view.stores) {
+    if (code == language) return store;
+  }
   std::shared_lock reading(lookupMutex_);
   auto it = state_->databases.find(language);
-  return it != state_->databases.end() && it->second->readsConcurrently() ? it->second : nullptr;
+  auto store = it != state_->databases.end() && it->second->readsConcurrently() ? it->second : nullptr;
+  if (view.version == lookupVersion_.load(std::memory_order_relaxed)) view.stores.emplace_back(language, store);
+  return store;
 }
 
 bool TLDatabase::knownAbsent(std::string_view language) const {
@@ -328,45 +367,42 @@ bool TLDatabase::engineInDraftMode() const {
 
 void TLDatabase::setAppVersion(Value version) {
   std::lock_guard lock(mutex_);
-  std::unique_lock reading(lookupMutex_);
+  LookupWrite writing(*this);
   state_->appVersion = std::move(version);
 }
 
 void TLDatabase::setBaseLanguage(std::optional<std::string> language) {
   std::lock_guard lock(mutex_);
-  std::unique_lock reading(lookupMutex_);
+  LookupWrite writing(*this);
   state_->baseLanguage = std::move(language);
 }
 
 void TLDatabase::setCollectMissingEnabled(bool enabled) {
   std::lock_guard lock(mutex_);
-  std::unique_lock reading(lookupMutex_);
+  LookupWrite writing(*this);
   state_->collectMissingEnabled = enabled;
 }
 
 void TLDatabase::setDraftModeEnabled(bool enabled) {
   std::lock_guard lock(mutex_);
-  std::unique_lock reading(lookupMutex_);
+  LookupWrite writing(*this);
   state_->draftModeEnabled = enabled;
 }
 
 void TLDatabase::setUnwrittenGroups(int count) {
   std::lock_guard lock(mutex_);
-  std::unique_lock reading(lookupMutex_);
+  LookupWrite writing(*this);
   state_->unwrittenGroups = count;
 }
 
 void TLDatabase::refreshAvailableLanguages() {
   std::lock_guard lock(mutex_);
-  std::unique_lock reading(lookupMutex_);
+  LookupWrite writing(*this);
   auto languages = storeLanguagesIn(state_->dbDirectory);
   state_->availableLanguages = std::set<std::string>(languages.begin(), languages.end());
 }
 
-TLDatabase::LookupSettings TLDatabase::lookupSettings() const {
-  std::shared_lock reading(lookupMutex_);
-  return {state_->initialized, state_->collectMissingEnabled, state_->baseLanguage};
-}
+TLDatabase::LookupSettings TLDatabase::lookupSettings() const { return threadView().settings; }
 
 #define TL_GETTER(type, name) \
   type TLDatabase::name() const { \

@@ -9,8 +9,8 @@
 // up the user interface.
 #pragma once
 
-#include <cstdint>
 #include <atomic>
+#include <cstdint>
 #include <functional>
 #include <map>
 #include <memory>
@@ -115,10 +115,24 @@ class TLDatabase {
   // True when the language had no store file at the last look at most a second ago.
   bool knownAbsent(std::string_view language) const;
   struct State;
+  struct ThreadView;
+  ThreadView& threadView() const;
+  // Every change to what look-ups read takes the lock exclusively and counts one version on.
+  class LookupWrite {
+   public:
+    explicit LookupWrite(const TLDatabase& database);
+    ~LookupWrite();
+
+   private:
+    std::unique_lock<std::shared_mutex> lock_;
+    std::atomic<std::uint64_t>& version_;
+  };
   // Guards, besides mutex_, what look-ups read: the store table, the absent languages and
   // the app-level state. Changes take both; readers only this one, so that a parse holding
   // mutex_ does not hold them up.
   mutable std::shared_mutex lookupMutex_;
+  mutable std::atomic<std::uint64_t> lookupVersion_{1};
+  const std::uint64_t id_;  // tells managers apart in a thread's view
   mutable std::recursive_mutex mutex_;
   std::unique_ptr<State> state_;  // guarded by mutex_
   std::atomic<long> entriesWritten_{0};

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
+#include <thread>
 
 #include "platform/PropertyList.h"
 #include "support/Files.h"
@@ -53,6 +54,41 @@ TEST_F(TLDatabaseTest, UnpacksTheArchiveAndAnswersFromRealStores) {
   EXPECT_EQ(db->stringsForLanguage("de"), (std::map<std::string, std::string>{{"bye", "Tschüss"}, {"hello", "Hallo (Entwurf)"}}));
   EXPECT_TRUE(db->isLanguageSupported("pt-BR"));
   EXPECT_FALSE(db->isLanguageSupported("pt"));
+}
+
+// Look-ups read the manager's settings and stores through a view of their own thread; every
+// change must reach that view at the thread's next look-up.
+TEST_F(TLDatabaseTest, ALookUpThreadSeesEveryChangeAtItsNextLookUp) {
+  shipThreeLanguages();
+  app.install();
+  auto db = TLDatabase::create();
+  ASSERT_NE(db, nullptr);
+  auto inThread = [](auto read) {
+    decltype(read()) result;
+    std::thread([&] { result = read(); }).join();
+    return result;
+  };
+  std::optional<std::string> base;
+  std::optional<std::string> italian;
+  auto readBoth = [&] {
+    base = db->lookupSettings().baseLanguage;
+    italian = db->valueWithKey("hello", "it");
+  };
+  readBoth();
+  EXPECT_EQ(base, "en");
+  EXPECT_EQ(italian, std::nullopt);
+
+  db->setBaseLanguage("de");
+  auto store = db->databaseForLanguage("it", true);
+  ASSERT_NE(store, nullptr);
+  store->beginWriteTransaction();
+  store->createOrUpdateEntry("hello", "Ciao", std::nullopt);
+  ASSERT_TRUE(store->commitWriteTransaction());
+  readBoth();
+  EXPECT_EQ(base, "de");
+  EXPECT_EQ(italian, "Ciao");
+  EXPECT_EQ(inThread([&] { return db->valueWithKey("hello", "it"); }), "Ciao");
+  EXPECT_EQ(inThread([&] { return db->lookupSettings().baseLanguage; }), "de");
 }
 
 TEST_F(TLDatabaseTest, UnknownLanguageWithoutCreateLeavesNoFile) {

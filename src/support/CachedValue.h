@@ -10,6 +10,7 @@
 
 #include <atomic>
 #include <cstdint>
+#include <deque>
 #include <mutex>
 #include <optional>
 
@@ -20,17 +21,21 @@ class CachedValue {
  public:
   template <class Compute>
   T get(Compute compute) {
+    // Every look-up reads the device language: a thread that read the kept value before
+    // answers from its own copy, without the lock, until a clear or replacement.
+    ThreadCopy& copy = threadCopy();
+    if (copy.value && copy.generation == published_.load(std::memory_order_acquire)) return *copy.value;
     std::uint64_t generation;
     {
       std::lock_guard lock(mutex_);
-      if (value_) return *value_;
+      if (value_) return keep(copy, *value_);
       generation = generation_;
     }
     T computed = compute();
     std::lock_guard lock(mutex_);
     if (generation != generation_) return computed;
     if (!value_) value_ = std::move(computed);
-    return *value_;
+    return keep(copy, *value_);
   }
 
   // Replaces the value; nullopt clears it, so the next get() computes it again.
@@ -38,13 +43,43 @@ class CachedValue {
     std::lock_guard lock(mutex_);
     ++generation_;
     value_ = std::move(value);
+    published_.store(generation_, std::memory_order_release);
   }
   void clear() { set(std::nullopt); }
 
  private:
+  struct ThreadCopy {
+    std::uint64_t owner = 0;
+    std::uint64_t generation = 0;
+    std::optional<T> value;
+  };
+  // The calling thread's copy of this cache's value. Caches are told apart by a number, not
+  // their address, which a later cache could reuse.
+  ThreadCopy& threadCopy() {
+    // A deque, so that a copy stays where it is while a computation reads another cache.
+    thread_local std::deque<ThreadCopy> copies;
+    for (ThreadCopy& copy : copies) {
+      if (copy.owner == id_) return copy;
+    }
+    copies.push_back(ThreadCopy{id_, 0, std::nullopt});
+    return copies.back();
+  }
+  // Called under mutex_ with the kept value.
+  const T& keep(ThreadCopy& copy, const T& value) {
+    copy.generation = generation_;
+    copy.value = value;
+    return value;
+  }
+  static std::uint64_t nextId() {
+    static std::atomic<std::uint64_t> counter{0};
+    return ++counter;
+  }
+
+  const std::uint64_t id_ = nextId();
   std::mutex mutex_;
-  std::optional<T> value_;       // guarded by mutex_
+  std::optional<T> value_;        // guarded by mutex_
   std::uint64_t generation_ = 0;  // guarded by mutex_
+  std::atomic<std::uint64_t> published_{0};  // generation_, for the lock-free check
 };
 
 // Flags are read on every look-up, so their reads take no lock: the generation and the value

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <optional>
 #include <string>
 #include <thread>
 #include <vector>
@@ -53,6 +54,25 @@ TYPED_TEST(CachedValueTest, AResultComputedBeforeAClearIsReturnedButNotKept) {
   CachedValue<TypeParam> replaced;
   EXPECT_EQ(replaced.get([&] { replaced.set(V::second()); return V::first(); }), V::first());
   EXPECT_EQ(replaced.get([] { return V::first(); }), V::second());
+}
+
+TYPED_TEST(CachedValueTest, EveryThreadAndEveryCacheSeesTheLatestReplacement) {
+  using V = Values<TypeParam>;
+  auto first = [] { return V::first(); };
+  std::optional<CachedValue<TypeParam>> one;
+  one.emplace();
+  CachedValue<TypeParam> other;
+  other.set(V::second());
+  EXPECT_EQ(one->get(first), V::first());
+  EXPECT_EQ(other.get(first), V::second());
+  std::thread([&] { EXPECT_EQ(one->get(first), V::first()); }).join();
+  one->set(V::second());
+  EXPECT_EQ(one->get(first), V::second());
+  std::thread([&] { EXPECT_EQ(one->get(first), V::second()); }).join();
+  // A cache made where another one was must not answer with the other's value.
+  one.reset();
+  one.emplace();
+  EXPECT_EQ(one->get(first), V::first());
 }
 
 TYPED_TEST(CachedValueTest, ReadersRacingAWriterSeeOnlyValuesThatWereEverThere) {
