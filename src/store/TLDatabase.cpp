@@ -11,6 +11,7 @@
 #include "store/TLArchive.h"
 #include "store/TLDBFile.h"
 #include "store/TLDBSqlite.h"
+#include "store/TLDatabaseState.h"
 #include "support/Files.h"
 #include "support/Json.h"
 #include "support/SafeName.h"
@@ -21,33 +22,6 @@
 namespace fs = std::filesystem;
 
 namespace tolvana {
-
-namespace {
-constexpr int kTypeSqlite = 0;
-constexpr int kTypeRealm = 1;
-constexpr int kTypeFile = 2;
-}  // namespace
-
-struct TLDatabase::State {
-  std::string apiSecret;
-  std::string appId;
-  std::optional<std::string> baseLanguage;
-  Value appVersion = Value(-1);
-  bool initialized = false;
-  bool collectMissingEnabled = false;
-  bool draftModeEnabled = false;
-  int dbType = kTypeSqlite;
-  std::map<std::string, std::shared_ptr<TLDBProtocol>, std::less<>> databases;
-  std::string dbPathFormat;
-  std::string dbDirectory;
-  std::string dataDirectory;
-  std::set<std::string> availableLanguages;
-  std::function<bool()> draftModeQuery;
-  int unwrittenGroups = 0;
-  // Languages without a store file, until when that answer holds: a look-up in a language
-  // the app does not have then costs neither a file-system call nor the manager's lock.
-  std::map<std::string, std::chrono::steady_clock::time_point, std::less<>> absentUntil;
-};
 
 namespace {
 std::uint64_t nextManagerId() {
@@ -142,7 +116,7 @@ std::shared_ptr<TLDatabase> TLDatabase::create() {
   // Without prepared stores in the archive the folder does not exist yet.
   fs::create_directories(s.dbDirectory, ec);
   // The path format must be known before the app file's strings are written to the stores.
-  s.dbPathFormat = s.dbDirectory + (s.dbType == kTypeRealm ? "/%@.realm" : s.dbType == kTypeFile ? "/%@.dict" : "/%@.sqlite");
+  s.dbPathFormat = s.dbDirectory + (s.dbType == database_type::kTypeRealm ? "/%@.realm" : s.dbType == database_type::kTypeFile ? "/%@.dict" : "/%@.sqlite");
   database->parseResponseV1(*settings);
   return database;
 }
@@ -150,7 +124,7 @@ std::shared_ptr<TLDatabase> TLDatabase::create() {
 std::shared_ptr<TLDBProtocol> TLDatabase::databaseForLanguage(std::string_view language, bool createDatabase) {
   std::lock_guard lock(mutex_);
   State& s = *state_;
-  if (s.dbType == kTypeRealm) {
+  if (s.dbType == database_type::kTypeRealm) {
     logAssert("Realm is disabled.");
     return nullptr;
   }
@@ -169,7 +143,7 @@ std::shared_ptr<TLDBProtocol> TLDatabase::databaseForLanguage(std::string_view l
     s.absentUntil[std::string(language)] = Platform::Current().clock().monotonicNow() + std::chrono::seconds(1);
     return nullptr;
   }
-  if (s.dbType == kTypeFile) {
+  if (s.dbType == database_type::kTypeFile) {
     store = TLDBFile::initWithPath(path);
   } else {
     store = TLDBSqlite::initWithPath(s.dbPathFormat.empty() ? std::nullopt : std::optional(path));
@@ -206,78 +180,6 @@ bool TLDatabase::dropIfBroken(std::string_view language, const std::shared_ptr<T
   // A journal left beside it would be replayed into the store that takes its place.
   fs::remove(path + "-journal", ec);
   return true;
-}
-
-// What one thread last read of what look-ups need from one manager, good while the manager's
-// lookup version stays the same: a look-up then takes no lock of the manager's.
-struct TLDatabase::ThreadView {
-  std::uint64_t owner = 0;
-  std::uint64_t version = 0;
-  LookupSettings settings;
-  // The languages this thread asked for, with their store when it reads concurrently.
-  std::vector<std::pair<std::string, std::shared_ptr<TLDBProtocol>>> stores;
-};
-
-TLDatabase::LookupWrite::LookupWrite(const TLDatabase& database)
-    : lock_(database.lookupMutex_), version_(database.lookupVersion_) {}
-
-TLDatabase::LookupWrite::~LookupWrite() { version_.fetch_add(1, std::memory_order_release); }
-
-TLDatabase::ThreadView& TLDatabase::threadView() const {
-  thread_local ThreadView view;
-  if (view.owner == id_ && view.version == lookupVersion_.load(std::memory_order_acquire)) return view;
-  std::shared_lock reading(lookupMutex_);
-  view.owner = id_;
-  view.version = lookupVersion_.load(std::memory_order_relaxed);
-  view.settings = {state_->initialized, state_->collectMissingEnabled, state_->baseLanguage};
-  view.stores.clear();
-  return view;
-}
-
-std::shared_ptr<TLDBProtocol> TLDatabase::concurrentStore(std::string_view language) const {
-  ThreadView& view = threadView();
-  for (const auto& [code, store] : view.stores) {
-    if (code == language) return store;
-  }
-  std::shared_lock reading(lookupMutex_);
-  auto it = state_->databases.find(language);
-  auto store = it != state_->databases.end() && it->second->readsConcurrently() ? it->second : nullptr;
-  if (view.version == lookupVersion_.load(std::memory_order_relaxed)) view.stores.emplace_back(language, store);
-  return store;
-}
-
-bool TLDatabase::knownAbsent(std::string_view language) const {
-  std::shared_lock reading(lookupMutex_);
-  auto it = state_->absentUntil.find(language);
-  return it != state_->absentUntil.end() && Platform::Current().clock().monotonicNow() < it->second;
-}
-
-std::optional<std::string> TLDatabase::valueWithKey(std::string_view key, std::string_view language) {
-  if (auto store = concurrentStore(language)) {
-    auto value = store->entryValueForKey(key);
-    dropIfBroken(language, store);
-    return value;
-  }
-  if (knownAbsent(language)) return std::nullopt;
-  std::lock_guard lock(mutex_);
-  auto store = databaseForLanguage(language, false);
-  auto value = store ? store->entryValueForKey(key) : std::nullopt;
-  dropIfBroken(language, store);
-  return value;
-}
-
-std::optional<TLLanguageEntry> TLDatabase::entryWithKey(std::string_view key, std::string_view language) {
-  if (auto store = concurrentStore(language)) {
-    auto entry = store->entryForKey(key);
-    dropIfBroken(language, store);
-    return entry;
-  }
-  if (knownAbsent(language)) return std::nullopt;
-  std::lock_guard lock(mutex_);
-  auto store = databaseForLanguage(language, false);
-  auto entry = store ? store->entryForKey(key) : std::nullopt;
-  dropIfBroken(language, store);
-  return entry;
 }
 
 std::int64_t TLDatabase::versionForGroup(std::string_view group, std::string_view language) {
@@ -401,8 +303,6 @@ void TLDatabase::refreshAvailableLanguages() {
   auto languages = storeLanguagesIn(state_->dbDirectory);
   state_->availableLanguages = std::set<std::string>(languages.begin(), languages.end());
 }
-
-TLDatabase::LookupSettings TLDatabase::lookupSettings() const { return threadView().settings; }
 
 #define TL_GETTER(type, name) \
   type TLDatabase::name() const { \

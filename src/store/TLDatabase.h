@@ -117,6 +117,8 @@ class TLDatabase {
   struct State;
   struct ThreadView;
   ThreadView& threadView() const;
+  template <typename Read>
+  auto readInStore(std::string_view language, Read read) -> decltype(read(std::declval<TLDBProtocol&>()));
   // Every change to what look-ups read takes the lock exclusively and counts one version on.
   class LookupWrite {
    public:
