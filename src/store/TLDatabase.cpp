@@ -123,19 +123,28 @@ std::shared_ptr<TLDatabase> TLDatabase::create() {
 
 std::shared_ptr<TLDBProtocol> TLDatabase::databaseForLanguage(std::string_view language, bool createDatabase) {
   std::lock_guard lock(mutex_);
-  State& s = *state_;
-  if (s.dbType == database_type::kTypeRealm) {
+  if (state_->dbType == database_type::kTypeRealm) {
     logAssert("Realm is disabled.");
     return nullptr;
   }
-  std::string cacheKey(language);
-  if (auto it = s.databases.find(cacheKey); it != s.databases.end()) return it->second;
-
-  std::shared_ptr<TLDBProtocol> store;
+  std::lock_guard opening(openMutex_);
+  if (auto it = state_->databases.find(language); it != state_->databases.end()) return it->second;
   if (!SafeName::isLanguageCode(language)) {
     logError("Language code '%@' refused: it cannot name a store.", language);
     return nullptr;
   }
+  return openStore(language, createDatabase);
+}
+
+std::shared_ptr<TLDBProtocol> TLDatabase::openForReading(std::string_view language) {
+  if (state_->dbType != database_type::kTypeSqlite || !SafeName::isLanguageCode(language)) return nullptr;
+  std::lock_guard opening(openMutex_);
+  if (auto it = state_->databases.find(language); it != state_->databases.end()) return it->second;
+  return openStore(language, false);
+}
+
+std::shared_ptr<TLDBProtocol> TLDatabase::openStore(std::string_view language, bool createDatabase) {
+  State& s = *state_;
   std::string path = storePath(language);
   std::error_code ec;
   if (!createDatabase && !fs::exists(path, ec)) {
@@ -143,6 +152,7 @@ std::shared_ptr<TLDBProtocol> TLDatabase::databaseForLanguage(std::string_view l
     s.absentUntil[std::string(language)] = Platform::Current().clock().monotonicNow() + std::chrono::seconds(1);
     return nullptr;
   }
+  std::shared_ptr<TLDBProtocol> store;
   if (s.dbType == database_type::kTypeFile) {
     store = TLDBFile::initWithPath(path);
   } else {
@@ -150,14 +160,14 @@ std::shared_ptr<TLDBProtocol> TLDatabase::databaseForLanguage(std::string_view l
   }
   if (store) {
     LookupWrite writing(*this);
-    s.absentUntil.erase(cacheKey);
-    s.databases.emplace(std::move(cacheKey), store);
+    s.absentUntil.erase(std::string(language));
+    s.databases.emplace(std::string(language), store);
   }
   return store;
 }
 
+// The path format is fixed before the manager is handed out, so this needs no lock.
 std::string TLDatabase::storePath(std::string_view language) const {
-  std::lock_guard lock(mutex_);
   std::string path = state_->dbPathFormat;
   if (auto at = path.find("%@"); at != std::string::npos) path.replace(at, 2, language);
   return path;
@@ -166,6 +176,7 @@ std::string TLDatabase::storePath(std::string_view language) const {
 bool TLDatabase::dropIfBroken(std::string_view language, const std::shared_ptr<TLDBProtocol>& store) {
   if (!store || !store->isBroken()) return false;
   std::lock_guard lock(mutex_);
+  std::lock_guard opening(openMutex_);
   if (auto it = state_->databases.find(language); it != state_->databases.end() && it->second == store) {
     LookupWrite writing(*this);
     state_->databases.erase(it);

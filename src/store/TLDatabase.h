@@ -110,6 +110,12 @@ class TLDatabase {
  private:
   TLDatabase();
   std::string storePath(std::string_view language) const;
+  // The language's SQLite store, opened if its file exists, under openMutex_ alone: the first
+  // look-up in a language does not wait for a parse, which holds mutex_ for its whole run.
+  // None for other backends, which are opened under mutex_.
+  std::shared_ptr<TLDBProtocol> openForReading(std::string_view language);
+  // Opens the language's store, or records that it has none; openMutex_ is held.
+  std::shared_ptr<TLDBProtocol> openStore(std::string_view language, bool createDatabase);
   // The language's store when it is already made and answers look-ups without the lock.
   std::shared_ptr<TLDBProtocol> concurrentStore(std::string_view language) const;
   // True when the language had no store file at the last look at most a second ago.
@@ -136,6 +142,8 @@ class TLDatabase {
   mutable std::atomic<std::uint64_t> lookupVersion_{1};
   const std::uint64_t id_;  // tells managers apart in a thread's view
   mutable std::recursive_mutex mutex_;
+  // Taken, after mutex_ where both are, by whoever opens or forgets a store.
+  std::mutex openMutex_;
   std::unique_ptr<State> state_;  // guarded by mutex_
   std::atomic<long> entriesWritten_{0};
 };

@@ -52,19 +52,19 @@ bool TLDatabase::knownAbsent(std::string_view language) const {
   return it != state_->absentUntil.end() && Platform::Current().clock().monotonicNow() < it->second;
 }
 
-// A look-up in a store that reads concurrently takes none of the manager's locks; otherwise
-// the store is opened under the manager's lock, unless it was found absent a moment ago.
+// A look-up in a store that reads concurrently takes none of the manager's locks, and opening
+// one takes only openMutex_; other backends are opened and read under the manager's lock.
 template <typename Read>
 auto TLDatabase::readInStore(std::string_view language, Read read) -> decltype(read(std::declval<TLDBProtocol&>())) {
-  if (auto store = concurrentStore(language)) {
-    auto answer = read(*store);
-    dropIfBroken(language, store);
-    return answer;
+  auto store = concurrentStore(language);
+  if (!store && !knownAbsent(language)) store = openForReading(language);
+  std::unique_lock<std::recursive_mutex> lock;
+  if (!store) {
+    if (knownAbsent(language)) return std::nullopt;
+    lock = std::unique_lock(mutex_);
+    store = databaseForLanguage(language, false);
+    if (!store) return std::nullopt;
   }
-  if (knownAbsent(language)) return std::nullopt;
-  std::lock_guard lock(mutex_);
-  auto store = databaseForLanguage(language, false);
-  if (!store) return std::nullopt;
   auto answer = read(*store);
   dropIfBroken(language, store);
   return answer;

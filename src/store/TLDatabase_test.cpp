@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
+#include <future>
 #include <thread>
 
 #include "platform/PropertyList.h"
@@ -89,6 +90,32 @@ TEST_F(TLDatabaseTest, ALookUpThreadSeesEveryChangeAtItsNextLookUp) {
   EXPECT_EQ(italian, "Ciao");
   EXPECT_EQ(inThread([&] { return db->valueWithKey("hello", "it"); }), "Ciao");
   EXPECT_EQ(inThread([&] { return db->lookupSettings().baseLanguage; }), "de");
+}
+
+// A parse holds the manager's lock for its whole run: a look-up in a language whose store is
+// not open yet must open it without waiting for the parse to end.
+TEST_F(TLDatabaseTest, FirstLookUpInALanguageDoesNotWaitForAParse) {
+  shipThreeLanguages();
+  app.install();
+  auto db = TLDatabase::create();
+  ASSERT_NE(db, nullptr);
+  std::promise<void> parsing, lookedUp;
+  bool lookUpCameFirst = false;
+  db->setDraftModeQuery([&, done = lookedUp.get_future().share()] {
+    parsing.set_value();
+    lookUpCameFirst = done.wait_for(std::chrono::seconds(10)) == std::future_status::ready;
+    return false;
+  });
+  std::thread parser([&] {
+    db->parseResponseV2Json(R"({"__v":4,"baseLanguage":"en","data":{"de":{"main":{"version":4,"entries":{"hello":{"v":"Moin"}}}}}})");
+  });
+  parsing.get_future().wait();
+  EXPECT_EQ(db->valueWithKey("hello", "fr"), "Bonjour");
+  EXPECT_EQ(db->valueWithKey("hello", "it"), std::nullopt);
+  lookedUp.set_value();
+  parser.join();
+  EXPECT_TRUE(lookUpCameFirst);
+  EXPECT_EQ(db->valueWithKey("hello", "de"), "Moin");
 }
 
 TEST_F(TLDatabaseTest, UnknownLanguageWithoutCreateLeavesNoFile) {
