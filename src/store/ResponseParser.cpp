@@ -244,7 +244,7 @@ bool ResponseParser::parseV2(std::string_view json) {
   return true;
 }
 
-bool ResponseParser::parseV1(const Value& appFile) {
+bool ResponseParser::parseV1(const Value& appFile, V1Writes* writes) {
   if (!appFile.isDictionary() || appFile.asDictionary().empty()) {
     logVerbose("App Info up to date.");
     return true;
@@ -277,7 +277,10 @@ bool ResponseParser::parseV1(const Value& appFile) {
       const Value* entries = language.find("entrys");
       if (!name || !name->isString() || !entries || !entries->isArray() || entries->asArray().empty()) continue;
       auto store = database_.databaseForLanguage(name->asString(), true);
-      if (!store) continue;
+      if (!store) {
+        if (writes) writes->complete = false;
+        continue;
+      }
       store->beginWriteTransaction();
       store->createOrUpdateGroup("main", groupVersion);
       for (const Value& entry : entries->asArray()) {
@@ -292,7 +295,11 @@ bool ResponseParser::parseV1(const Value& appFile) {
         auto draft = text("draft");
         store->createOrUpdateEntry(key->asString(), value, draft);
       }
-      store->commitWriteTransaction();
+      bool committed = store->commitWriteTransaction();
+      if (writes) {
+        writes->complete = writes->complete && committed;
+        writes->languages.push_back(name->asString());
+      }
     }
   }
   database_.refreshAvailableLanguages();

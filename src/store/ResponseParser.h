@@ -10,7 +10,9 @@
 // Thread contract: the caller holds the database's lock for the whole parse.
 #pragma once
 
+#include <string>
 #include <string_view>
+#include <vector>
 
 #include "tolvana/Value.h"
 
@@ -25,7 +27,12 @@ class ResponseParser {
   // version or a base language, or was no well-formed JSON object. An accepted answer may
   // still have groups it could not write: TLDatabase::unwrittenGroups() counts them.
   bool parseV2(std::string_view json);
-  bool parseV1(const Value& appFile);
+  // What a V1 parse wrote: the languages whose transaction committed, and whether every one did.
+  struct V1Writes {
+    std::vector<std::string> languages;
+    bool complete = true;
+  };
+  bool parseV1(const Value& appFile, V1Writes* writes = nullptr);
 
  private:
   TLDatabase& database_;

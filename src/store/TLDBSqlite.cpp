@@ -108,7 +108,7 @@ std::int64_t TLDBSqlite::getGroupVersion(std::string_view name) { return cachedG
 std::optional<std::int64_t> TLDBSqlite::cachedGroupVersion(std::string_view name) {
   // Checked on every call: a stat costs a hundredth of an open, and an update decides from
   // these versions what to write, so another process's write must never be missed.
-  FileSignature signature = signatureOf(dbPath_);
+  FileSignature signature = FileSignature::of(dbPath_);
   auto find = [&] {
     auto it = groupVersions_->find(name);
     return it == groupVersions_->end() ? std::int64_t{-1} : it->second;
@@ -174,7 +174,7 @@ bool TLDBSqlite::readIndexed(std::string_view key, Answer&& answer) {
 
 bool TLDBSqlite::loadIndex() {
   // Taken before the read: a change made after it is then noticed by the next check.
-  FileSignature signature = signatureOf(dbPath_);
+  FileSignature signature = FileSignature::of(dbPath_);
   int status = SQLITE_OK;
   // Never the owner's connection: a write transaction may be open on it on another thread.
   sqlite3* reader = openConnection(dbPath_, true, status, /*oneThread=*/true);
@@ -216,20 +216,9 @@ void TLDBSqlite::noticeOutsideChanges() {
                                .count();
   std::int64_t due = nextOutsideCheck_.load(std::memory_order_relaxed);
   if (now < due || !nextOutsideCheck_.compare_exchange_strong(due, now + kOutsideCheckInterval.count())) return;
-  FileSignature current = signatureOf(dbPath_);
+  FileSignature current = FileSignature::of(dbPath_);
   std::unique_lock lock(indexMutex_);
   if (index_ && !(current == indexSignature_)) index_.reset();
-}
-
-bool TLDBSqlite::FileSignature::operator==(const FileSignature& other) const {
-  return device == other.device && inode == other.inode && size == other.size &&
-         modified.tv_sec == other.modified.tv_sec && modified.tv_nsec == other.modified.tv_nsec;
-}
-
-TLDBSqlite::FileSignature TLDBSqlite::signatureOf(const std::string& path) {
-  struct stat info {};
-  if (::stat(path.c_str(), &info) != 0) return {};
-  return {info.st_dev, info.st_ino, info.st_size, info.st_mtim};
 }
 
 std::size_t TLDBSqlite::indexBytes() const {

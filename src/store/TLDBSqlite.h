@@ -38,6 +38,7 @@
 
 #include "store/TLDBProtocol.h"
 #include "store/TLReadIndex.h"
+#include "support/FileSignature.h"
 
 struct sqlite3;
 struct sqlite3_stmt;
@@ -110,14 +111,6 @@ class TLDBSqlite final : public TLDBProtocol {
   std::atomic<bool> broken_ = false;
 
   // What identifies one version of the file without reading it.
-  struct FileSignature {
-    dev_t device = 0;
-    ino_t inode = 0;
-    off_t size = -1;
-    timespec modified{};
-    bool operator==(const FileSignature& other) const;
-  };
-  static FileSignature signatureOf(const std::string& path);
 
   // Held across every SQLite read of the index loader and every COMMIT, so that the loader's
   // read lock never makes a commit fail as busy. Taken before indexMutex_.

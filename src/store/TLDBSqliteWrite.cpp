@@ -17,7 +17,7 @@ constexpr const char* kInsertEntry = "INSERT OR REPLACE INTO ENTRIES (key, value
 }  // namespace
 
 void TLDBSqlite::applyCommittedRows() {
-  FileSignature signature = signatureOf(dbPath_);
+  FileSignature signature = FileSignature::of(dbPath_);
   std::unique_lock lock(indexMutex_);
   if (index_ && trackingRows_) {
     for (const auto& row : pendingRows_) index_->put(row.key, row.value, row.draft);

@@ -5,6 +5,7 @@
 
 #include "config/TLDeviceUtil.h"
 #include "config/TLSettings.h"
+#include "store/AppFileReceipt.h"
 #include "platform/PropertyList.h"
 #include "store/ResponseParser.h"
 #include "store/SettingsArchive.h"
@@ -91,24 +92,42 @@ std::shared_ptr<TLDatabase> TLDatabase::create() {
   }
 
   s.initialized = true;
-  auto settings = json::parse(*text);
+  return database->takeAppFile(*text, archiveName) ? database : nullptr;
+}
+
+// Reads the app file: its app id and secret fix where the stores live, and its strings go to
+// them. The caller holds mutex_.
+bool TLDatabase::takeAppFile(const std::string& text, const std::string& archiveName) {
+  State& s = *state_;
+  std::error_code ec;
+  // With the receipt of this very file, its strings are decoded only if a store changed.
+  const std::string digest = AppFileReceipt::digestOf(text);
+  const std::string receiptPath = s.dataDirectory + "/app.tolvana.receipt";
+  auto receipt = AppFileReceipt::read(receiptPath);
+  if (receipt && receipt->digest() != digest) receipt.reset();
+  std::optional<Value> settings;
+  if (receipt) settings = json::parseObjectWithout(text, "languages");
+  if (!settings) {
+    receipt.reset();
+    settings = json::parse(text);
+  }
   if (!settings || !settings->isDictionary()) {
     logInfo("Could not parse Settings File: '%@'.", archiveName);
-    return nullptr;
+    return false;
   }
   const Value* appId = settings->find("_id");
   if (!appId || !appId->isString() || appId->asString().empty()) {
     logInfo("Could not parse app id from Settings File: '%@'.", archiveName);
-    return nullptr;
+    return false;
   }
   if (!SafeName::isAppId(appId->asString())) {
     logError("App id of Settings File '%@' refused: it cannot name a folder.", archiveName);
-    return nullptr;
+    return false;
   }
   const Value* secret = settings->find("apiSecret");
   if (!secret || !secret->isString()) {
     logInfo("Could not parse secret from Settings File: '%@'.", archiveName);
-    return nullptr;
+    return false;
   }
   s.appId = appId->asString();
   s.apiSecret = secret->asString();
@@ -117,8 +136,22 @@ std::shared_ptr<TLDatabase> TLDatabase::create() {
   fs::create_directories(s.dbDirectory, ec);
   // The path format must be known before the app file's strings are written to the stores.
   s.dbPathFormat = s.dbDirectory + (s.dbType == database_type::kTypeRealm ? "/%@.realm" : s.dbType == database_type::kTypeFile ? "/%@.dict" : "/%@.sqlite");
-  database->parseResponseV1(*settings);
-  return database;
+  auto storePath = [this](std::string_view language) { return this->storePath(language); };
+  if (receipt && receipt->storesUnchanged(storePath)) {
+    // The stores hold what this file would write again; the app-level fields are all it adds.
+    ResponseParser(*this).parseV1(*settings);
+    return true;
+  }
+  if (receipt && !(settings = json::parse(text))) {
+    logInfo("Could not parse Settings File: '%@'.", archiveName);
+    return false;
+  }
+  AppFileReceipt::remove(receiptPath);
+  ResponseParser::V1Writes writes;
+  if (ResponseParser(*this).parseV1(*settings, &writes) && writes.complete) {
+    AppFileReceipt::of(digest, writes.languages, storePath).write(receiptPath);
+  }
+  return true;
 }
 
 std::shared_ptr<TLDBProtocol> TLDatabase::databaseForLanguage(std::string_view language, bool createDatabase) {

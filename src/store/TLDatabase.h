@@ -109,6 +109,7 @@ class TLDatabase {
 
  private:
   TLDatabase();
+  bool takeAppFile(const std::string& text, const std::string& archiveName);
   std::string storePath(std::string_view language) const;
   // The language's SQLite store, opened if its file exists, under openMutex_ alone: the first
   // look-up in a language does not wait for a parse, which holds mutex_ for its whole run.

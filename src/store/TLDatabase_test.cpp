@@ -7,6 +7,7 @@
 #include <thread>
 
 #include "platform/PropertyList.h"
+#include "support/FileSignature.h"
 #include "support/Files.h"
 #include "tests/support/AppFixture.h"
 
@@ -116,6 +117,45 @@ TEST_F(TLDatabaseTest, FirstLookUpInALanguageDoesNotWaitForAParse) {
   parser.join();
   EXPECT_TRUE(lookUpCameFirst);
   EXPECT_EQ(db->valueWithKey("hello", "de"), "Moin");
+}
+
+// A start writes the app file's strings again only when that could change a row: when the
+// file differs from the last start's, or a store was written since.
+TEST_F(TLDatabaseTest, StartsRewriteTheAppFileOnlyWhenItOrItsStoreChanged) {
+  app.appLanguage("en", {{"hello", "Hello", ""}});
+  app.install();
+  const std::string receipt = app.dataDirectory() + "/app.tolvana.receipt";
+  auto start = [&] {
+    auto db = TLDatabase::create();
+    EXPECT_NE(db, nullptr);
+    return db;
+  };
+  auto change = [&](TLDatabase& db, const char* text) {
+    auto store = db.databaseForLanguage("en", false);
+    store->beginWriteTransaction();
+    store->createOrUpdateEntry("hello", text, std::nullopt);
+    ASSERT_TRUE(store->commitWriteTransaction());
+  };
+
+  auto db = start();
+  ASSERT_TRUE(fs::exists(receipt));
+  const FileSignature written = FileSignature::of(app.storePath("en"));
+  db = start();
+  EXPECT_EQ(FileSignature::of(app.storePath("en")), written);  // not written again
+  EXPECT_EQ(db->appVersion(), Value(1));
+  EXPECT_EQ(db->baseLanguage(), "en");
+  EXPECT_EQ(db->valueWithKey("hello", "en"), "Hello");
+
+  change(*db, "Changed since");
+  EXPECT_EQ(start()->valueWithKey("hello", "en"), "Hello");  // the app file wins again at a start
+
+  replaceFileAtomically(receipt, "not a receipt");
+  change(*start(), "Changed again");
+  EXPECT_EQ(start()->valueWithKey("hello", "en"), "Hello");
+
+  app.appLanguage("en", {{"hello", "Hello again", ""}});
+  app.install();
+  EXPECT_EQ(start()->valueWithKey("hello", "en"), "Hello again");
 }
 
 TEST_F(TLDatabaseTest, UnknownLanguageWithoutCreateLeavesNoFile) {
