@@ -13,7 +13,7 @@
 namespace tolvana {
 
 namespace {
-constexpr std::string_view kHeader = "tolvana app file receipt 1";
+constexpr std::string_view kHeader = "tolvana app file receipt 2";
 }  // namespace
 
 std::string AppFileReceipt::digestOf(std::string_view appFile) {
@@ -40,10 +40,11 @@ std::string AppFileReceipt::fingerprintOf(const std::string& storePath) {
   return text.str();
 }
 
-AppFileReceipt AppFileReceipt::of(std::string digest, const std::vector<std::string>& languages,
+AppFileReceipt AppFileReceipt::of(std::string digest, std::string settings, const std::vector<std::string>& languages,
                                   const StorePath& storePath) {
   AppFileReceipt receipt;
   receipt.digest_ = std::move(digest);
+  receipt.settings_ = std::move(settings);
   for (const auto& language : languages) receipt.fingerprints_[language] = fingerprintOf(storePath(language));
   return receipt;
 }
@@ -54,7 +55,10 @@ std::optional<AppFileReceipt> AppFileReceipt::read(const std::string& path) {
   std::istringstream lines(*text);
   std::string line;
   AppFileReceipt receipt;
-  if (!std::getline(lines, line) || line != kHeader || !std::getline(lines, receipt.digest_)) return std::nullopt;
+  if (!std::getline(lines, line) || line != kHeader || !std::getline(lines, receipt.digest_) ||
+      !std::getline(lines, receipt.settings_)) {
+    return std::nullopt;
+  }
   while (std::getline(lines, line)) {
     auto space = line.find(' ');
     std::string language = line.substr(0, space);
@@ -66,7 +70,7 @@ std::optional<AppFileReceipt> AppFileReceipt::read(const std::string& path) {
 }
 
 bool AppFileReceipt::write(const std::string& path) const {
-  std::string text = std::string(kHeader) + "\n" + digest_ + "\n";
+  std::string text = std::string(kHeader) + "\n" + digest_ + "\n" + settings_ + "\n";
   for (const auto& [language, fingerprint] : fingerprints_) text += language + " " + fingerprint + "\n";
   return replaceFileAtomically(path, text);
 }

@@ -106,7 +106,7 @@ bool TLDatabase::takeAppFile(const std::string& text, const std::string& archive
   auto receipt = AppFileReceipt::read(receiptPath);
   if (receipt && receipt->digest() != digest) receipt.reset();
   std::optional<Value> settings;
-  if (receipt) settings = json::parseObjectWithout(text, "languages");
+  if (receipt) settings = json::parse(receipt->settings());
   if (!settings) {
     receipt.reset();
     settings = json::parse(text);
@@ -149,7 +149,12 @@ bool TLDatabase::takeAppFile(const std::string& text, const std::string& archive
   AppFileReceipt::remove(receiptPath);
   ResponseParser::V1Writes writes;
   if (ResponseParser(*this).parseV1(*settings, &writes) && writes.complete) {
-    AppFileReceipt::of(digest, writes.languages, storePath).write(receiptPath);
+    Value::Dictionary topLevel;
+    for (const auto& [key, value] : settings->asDictionary()) {
+      if (key != "languages") topLevel.emplace(key, value);
+    }
+    AppFileReceipt::of(digest, json::serialize(Value(std::move(topLevel))), writes.languages, storePath)
+        .write(receiptPath);
   }
   return true;
 }

@@ -1,7 +1,6 @@
 #include "support/Json.h"
 
 #include <nlohmann/json.hpp>
-#include <simdjson.h>
 
 namespace tolvana::json {
 
@@ -69,26 +68,6 @@ nlohmann::json toJson(const Value& v) {
   return nullptr;
 }
 
-// The text of one value, containers included (a token of its own is only a scalar's).
-bool rawJsonOf(simdjson::simdjson_result<simdjson::ondemand::value> result, std::string_view& raw) {
-  simdjson::ondemand::value value;
-  simdjson::ondemand::json_type type;
-  if (result.get(value) || value.type().get(type)) return false;
-  switch (type) {
-    case simdjson::ondemand::json_type::object: {
-      simdjson::ondemand::object object;
-      return !value.get_object().get(object) && !object.raw_json().get(raw);
-    }
-    case simdjson::ondemand::json_type::array: {
-      simdjson::ondemand::array array;
-      return !value.get_array().get(array) && !array.raw_json().get(raw);
-    }
-    default:
-      raw = value.raw_json_token();
-      return true;
-  }
-}
-
 }  // namespace
 
 std::optional<Value> parse(std::string_view text, std::string* error) {
@@ -98,27 +77,6 @@ std::optional<Value> parse(std::string_view text, std::string* error) {
     return std::nullopt;
   }
   return fromJson(j);
-}
-
-std::optional<Value> parseObjectWithout(std::string_view text, std::string_view skippedKey) {
-  simdjson::ondemand::parser parser;
-  simdjson::padded_string padded(text);
-  simdjson::ondemand::document document;
-  simdjson::ondemand::object object;
-  if (parser.iterate(padded).get(document) || document.get_object().get(object)) return std::nullopt;
-  Value::Dictionary members;
-  for (auto field : object) {
-    std::string_view key;
-    if (field.unescaped_key().get(key)) return std::nullopt;
-    if (key == skippedKey) continue;
-    std::string_view raw;
-    if (!rawJsonOf(field.value(), raw)) return std::nullopt;
-    auto value = parse(raw);
-    if (!value) return std::nullopt;
-    // As in the full decode, a repeated key takes its last value.
-    members.insert_or_assign(std::string(key), std::move(*value));
-  }
-  return Value(std::move(members));
 }
 
 std::string serialize(const Value& value) {

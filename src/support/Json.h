@@ -13,10 +13,6 @@ namespace tolvana::json {
 // Nullopt with a reason when the text is not JSON. Numbers with a fraction or exponent
 // become reals, others integers.
 std::optional<Value> parse(std::string_view text, std::string* error = nullptr);
-// The members of a JSON object but one, whose value is skipped unread: a large member costs
-// a scan, not a decode. Nullopt when the text is no object. Meant for text that once parsed in
-// full, since the skipped member is not validated.
-std::optional<Value> parseObjectWithout(std::string_view text, std::string_view skippedKey);
 // Compact JSON with sorted keys; data as base64 text, dates as seconds.
 std::string serialize(const Value& value);
 
