@@ -1,7 +1,6 @@
 #include "store/TLDBSqlite.h"
 
 #include <sqlite3.h>
-#include <sys/stat.h>
 
 #include <chrono>
 

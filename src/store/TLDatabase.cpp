@@ -5,8 +5,8 @@
 
 #include "config/TLDeviceUtil.h"
 #include "config/TLSettings.h"
-#include "store/AppFileReceipt.h"
 #include "platform/PropertyList.h"
+#include "store/AppFileReceipt.h"
 #include "store/ResponseParser.h"
 #include "store/SettingsArchive.h"
 #include "store/TLArchive.h"
@@ -166,7 +166,6 @@ std::shared_ptr<TLDBProtocol> TLDatabase::databaseForLanguage(std::string_view l
     return nullptr;
   }
   std::lock_guard opening(openMutex_);
-  if (auto it = state_->databases.find(language); it != state_->databases.end()) return it->second;
   if (!SafeName::isLanguageCode(language)) {
     logError("Language code '%@' refused: it cannot name a store.", language);
     return nullptr;
@@ -177,12 +176,12 @@ std::shared_ptr<TLDBProtocol> TLDatabase::databaseForLanguage(std::string_view l
 std::shared_ptr<TLDBProtocol> TLDatabase::openForReading(std::string_view language) {
   if (state_->dbType != database_type::kTypeSqlite || !SafeName::isLanguageCode(language)) return nullptr;
   std::lock_guard opening(openMutex_);
-  if (auto it = state_->databases.find(language); it != state_->databases.end()) return it->second;
   return openStore(language, false);
 }
 
 std::shared_ptr<TLDBProtocol> TLDatabase::openStore(std::string_view language, bool createDatabase) {
   State& s = *state_;
+  if (auto it = s.databases.find(language); it != s.databases.end()) return it->second;
   std::string path = storePath(language);
   std::error_code ec;
   if (!createDatabase && !fs::exists(path, ec)) {

@@ -115,7 +115,7 @@ class TLDatabase {
   // look-up in a language does not wait for a parse, which holds mutex_ for its whole run.
   // None for other backends, which are opened under mutex_.
   std::shared_ptr<TLDBProtocol> openForReading(std::string_view language);
-  // Opens the language's store, or records that it has none; openMutex_ is held.
+  // The language's store from the table, else opened now, or none recorded; openMutex_ is held.
   std::shared_ptr<TLDBProtocol> openStore(std::string_view language, bool createDatabase);
   // The language's store when it is already made and answers look-ups without the lock.
   std::shared_ptr<TLDBProtocol> concurrentStore(std::string_view language) const;
