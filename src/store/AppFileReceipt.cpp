@@ -1,12 +1,9 @@
 #include "store/AppFileReceipt.h"
 
-#include <fcntl.h>
-#include <unistd.h>
-
 #include <cstdio>
 #include <sstream>
 
-#include "support/FileSignature.h"
+#include "store/StoreFingerprint.h"
 #include "support/Files.h"
 #include "support/SafeName.h"
 
@@ -22,22 +19,8 @@ std::string AppFileReceipt::digestOf(std::string_view appFile) {
   return digest;
 }
 
-// Besides what stat tells, SQLite's change counter (bytes 24 to 27 of the header), which every
-// commit moves on: a write in the same clock tick as the last one, leaving the size, changes
-// no time stamp.
 std::string AppFileReceipt::fingerprintOf(const std::string& storePath) {
-  FileSignature signature = FileSignature::of(storePath);
-  if (signature.size < 0) return "absent";
-  unsigned char counter[4] = {};
-  if (int fd = ::open(storePath.c_str(), O_RDONLY | O_CLOEXEC); fd >= 0) {
-    if (::pread(fd, counter, sizeof counter, 24) != sizeof counter) std::fill(std::begin(counter), std::end(counter), 0);
-    ::close(fd);
-  }
-  std::ostringstream text;
-  text << signature.device << ':' << signature.inode << ':' << signature.size << ':' << signature.modified.tv_sec
-       << '.' << signature.modified.tv_nsec << ':'
-       << ((unsigned{counter[0]} << 24) | (unsigned{counter[1]} << 16) | (unsigned{counter[2]} << 8) | counter[3]);
-  return text.str();
+  return storeFingerprint(storePath, FileSignature::of(storePath));
 }
 
 AppFileReceipt AppFileReceipt::of(std::string digest, std::string settings, const std::vector<std::string>& languages,

@@ -20,4 +20,8 @@ bool writeAll(int fd, std::span<const char> data);
 // one gets 0644. On failure the old file is untouched and error says why.
 bool replaceFileAtomically(const std::string& path, std::string_view bytes, std::string* error = nullptr);
 
+// The same replacement without waiting for the disk, for a cache that can be rebuilt: after a
+// crash the file may be empty or short, but never a mix of two versions.
+bool replaceCacheFile(const std::string& path, std::string_view bytes, std::string* error = nullptr);
+
 }  // namespace tolvana
