@@ -5,7 +5,9 @@
 #include <chrono>
 
 #include "config/TLSettings.h"
+#include "store/ReadIndexSnapshot.h"
 #include "store/SqliteStatement.h"
+#include "store/StoreFingerprint.h"
 #include "support/TLLog.h"
 #include "tolvana/platform/Platform.h"
 
@@ -172,15 +174,34 @@ bool TLDBSqlite::readIndexed(std::string_view key, Answer&& answer) {
 }
 
 bool TLDBSqlite::loadIndex() {
-  // Taken before the read: a change made after it is then noticed by the next check.
+  // Taken before the read: a change made after it is then noticed by the next check, and a
+  // snapshot labelled with it holds this version of the file or a later one.
   FileSignature signature = FileSignature::of(dbPath_);
+  const std::string fingerprint = storeFingerprint(dbPath_, signature);
+  std::optional<TLReadIndex> index = ReadIndexSnapshot::load(dbPath_, fingerprint);
+  // Saved only here, not after each commit: an update commits once per group, and the next
+  // start reading the store once is cheaper than a snapshot per group.
+  if (!index) {
+    index = readIndexFromStore();
+    if (!index) return false;
+    std::string bytes;
+    index->appendTo(bytes);
+    ReadIndexSnapshot::save(dbPath_, fingerprint, bytes);
+  }
+  std::unique_lock lock(indexMutex_);
+  index_ = std::move(index);
+  indexSignature_ = signature;
+  return true;
+}
+
+std::optional<TLReadIndex> TLDBSqlite::readIndexFromStore() {
   int status = SQLITE_OK;
   // Never the owner's connection: a write transaction may be open on it on another thread.
   sqlite3* reader = openConnection(dbPath_, true, status, /*oneThread=*/true);
   if (!reader) {
     noteFailure(status, false);
     logError(kNotOpenRead);
-    return false;
+    return std::nullopt;
   }
   std::optional<TLReadIndex> index;
   {
@@ -201,11 +222,7 @@ bool TLDBSqlite::loadIndex() {
   if (status != SQLITE_OK) index.reset();
   noteFailure(status, false);
   sqlite3_close(reader);
-  if (!index) return false;
-  std::unique_lock lock(indexMutex_);
-  index_ = std::move(index);
-  indexSignature_ = signature;
-  return true;
+  return index;
 }
 
 void TLDBSqlite::noticeOutsideChanges() {

@@ -12,7 +12,8 @@
 // group's version is never stored without all its entries.
 //
 // Look-ups of entries are answered from a read index (TLReadIndex) loaded on the first one
-// through a connection of its own, and kept equal to the file: a committed transaction
+// from its snapshot beside the file (ReadIndexSnapshot) or else through a connection of its
+// own (and then saved as the snapshot), and kept equal to the file: a committed transaction
 // applies its rows to it, and a file changed by another process (its size, modification time
 // or inode) is noticed by a check made at most once a second, which drops the index. Group
 // versions are kept once read, so an update that asks for every group's version does not
@@ -89,6 +90,7 @@ class TLDBSqlite final : public TLDBProtocol {
   template <typename Answer>
   bool readIndexed(std::string_view key, Answer&& answer);
   bool loadIndex();
+  std::optional<TLReadIndex> readIndexFromStore();
   // The stored groups' versions, read once; nullopt when the store cannot be read (logged).
   std::optional<std::int64_t> cachedGroupVersion(std::string_view name);
   void noticeOutsideChanges();

@@ -5,6 +5,8 @@
 
 #include <functional>
 
+#include "store/ReadIndexSnapshot.h"
+#include "store/StoreFingerprint.h"
 #include "tests/support/TempDir.h"
 #include "tests/support/TestPlatform.h"
 
@@ -117,6 +119,46 @@ TEST_F(TLDBSqliteTest, ReadIndexFollowsCommitsAndOutsideWrites) {
   EXPECT_EQ(store->entryValueForKey("a"), "outside");
   EXPECT_EQ(store->entryForKey("a"), (TLLanguageEntry{"a", "outside", ""}));
   EXPECT_GT(store->indexBytes(), 0u);
+}
+
+// A new instance over the file takes its index from the snapshot beside it, but only from one
+// of this version of the file: after another process's write it reads the store again.
+TEST_F(TLDBSqliteTest, IndexSnapshotServesOnlyTheVersionOfTheStoreItWasTakenFrom) {
+  platform.install();
+  auto fingerprint = [&] { return storeFingerprint(path, FileSignature::of(path)); };
+  auto store = TLDBSqlite::initWithPath(path);
+  auto write = [&](const char* key, const char* value) {
+    store->beginWriteTransaction();
+    store->createOrUpdateEntry(key, value, std::nullopt);
+    return store->commitWriteTransaction();
+  };
+  ASSERT_TRUE(write("a", "1"));
+  EXPECT_FALSE(ReadIndexSnapshot::load(path, fingerprint()));  // no look-up yet, so none saved
+  EXPECT_EQ(store->entryValueForKey("a"), "1");
+  EXPECT_EQ(ReadIndexSnapshot::load(path, fingerprint())->size(), 1u);
+  ASSERT_TRUE(write("b", "2"));
+  EXPECT_FALSE(ReadIndexSnapshot::load(path, fingerprint()));
+  EXPECT_EQ(TLDBSqlite::initWithPath(path)->entryValueForKey("b"), "2");
+  auto saved = ReadIndexSnapshot::load(path, fingerprint());
+  ASSERT_TRUE(saved);
+  EXPECT_EQ(saved->size(), 2u);
+  EXPECT_EQ(saved->find("b")->value, "2");
+
+  TLReadIndex planted;
+  planted.put("a", "planted", "");
+  std::string bytes;
+  planted.appendTo(bytes);
+  ReadIndexSnapshot::save(path, fingerprint(), bytes);
+  EXPECT_EQ(TLDBSqlite::initWithPath(path)->entryValueForKey("a"), "planted");
+
+  sqlite3* other = nullptr;
+  ASSERT_EQ(sqlite3_open(path.c_str(), &other), SQLITE_OK);
+  ASSERT_EQ(sqlite3_exec(other, "UPDATE entries SET value='outside' WHERE key='a'", nullptr, nullptr, nullptr),
+            SQLITE_OK);
+  sqlite3_close(other);
+  EXPECT_EQ(TLDBSqlite::initWithPath(path)->entryValueForKey("a"), "outside");
+  EXPECT_EQ(ReadIndexSnapshot::load(path, fingerprint())->find("a")->value, "outside");
+  EXPECT_EQ(platform.log->count("E/"), 0u);
 }
 
 TEST_F(TLDBSqliteTest, MissingOrUnopenableFileFailsEveryOperationWithItsMessage) {

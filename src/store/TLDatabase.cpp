@@ -7,6 +7,7 @@
 #include "config/TLSettings.h"
 #include "platform/PropertyList.h"
 #include "store/AppFileReceipt.h"
+#include "store/ReadIndexSnapshot.h"
 #include "store/ResponseParser.h"
 #include "store/SettingsArchive.h"
 #include "store/TLArchive.h"
@@ -227,6 +228,7 @@ bool TLDatabase::dropIfBroken(std::string_view language, const std::shared_ptr<T
   if (ec) fs::remove(path, ec);
   // A journal left beside it would be replayed into the store that takes its place.
   fs::remove(path + "-journal", ec);
+  ReadIndexSnapshot::remove(path);
   return true;
 }
 

@@ -259,6 +259,7 @@ TEST_F(TLDatabaseTest, BrokenStoreIsMovedAsideAndComesBackFromTheArchive) {
     app.platform.clock->advance(std::chrono::seconds(1));
     c.use(*db);
     EXPECT_TRUE(fs::exists(app.storePath("de") + ".corrupt"));
+    EXPECT_FALSE(fs::exists(app.storePath("de") + ".index"));
     EXPECT_TRUE(app.platform.log->contains("E/Tolvana\xEF\xB9\x95 Store de is broken"));
     db.reset();
     auto next = TLDatabase::create();

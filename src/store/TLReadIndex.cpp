@@ -1,11 +1,20 @@
 #include "store/TLReadIndex.h"
 
 #include <bit>
+#include <cstring>
 
 namespace tolvana {
 
 namespace {
 constexpr std::size_t kMinimumSlots = 16;
+
+struct BytesHeader {
+  std::uint32_t magic = 0x54495831;  // also tells the byte order
+  std::uint32_t slotBytes = 0;
+  std::uint64_t slotCount = 0;
+  std::uint64_t entryCount = 0;
+  std::uint64_t arenaBytes = 0;
+};
 }  // namespace
 
 TLReadIndex::TLReadIndex(std::size_t expectedEntries) {
@@ -72,6 +81,44 @@ void TLReadIndex::compact() {
     slot.keyOffset = static_cast<std::uint32_t>(offset);
   }
   arena_.swap(arena);
+}
+
+void TLReadIndex::appendTo(std::string& bytes) const {
+  BytesHeader header;
+  header.slotBytes = sizeof(Slot);
+  header.slotCount = slots_.size();
+  header.entryCount = count_;
+  header.arenaBytes = arena_.size();
+  bytes.append(reinterpret_cast<const char*>(&header), sizeof header);
+  bytes.append(reinterpret_cast<const char*>(slots_.data()), slots_.size() * sizeof(Slot));
+  bytes.append(arena_);
+}
+
+std::optional<TLReadIndex> TLReadIndex::fromBytes(std::string_view bytes) {
+  BytesHeader header, expected;
+  if (bytes.size() < sizeof header) return std::nullopt;
+  std::memcpy(&header, bytes.data(), sizeof header);
+  bytes.remove_prefix(sizeof header);
+  if (header.magic != expected.magic || header.slotBytes != sizeof(Slot) || header.slotCount < kMinimumSlots ||
+      !std::has_single_bit(header.slotCount) || header.slotCount > bytes.size() / sizeof(Slot) ||
+      header.entryCount * 2 > header.slotCount ||
+      header.arenaBytes != bytes.size() - header.slotCount * sizeof(Slot)) {
+    return std::nullopt;
+  }
+  TLReadIndex index;
+  index.slots_.resize(header.slotCount);
+  std::memcpy(index.slots_.data(), bytes.data(), header.slotCount * sizeof(Slot));
+  index.arena_.assign(bytes.substr(header.slotCount * sizeof(Slot)));
+  for (const Slot& slot : index.slots_) {
+    if (slot.keyLength == 0) continue;
+    const std::uint64_t end = std::uint64_t{slot.keyOffset} + slot.keyLength + slot.valueLength + slot.draftLength;
+    if (end > index.arena_.size()) return std::nullopt;
+    ++index.count_;
+    index.liveBytes_ += end - slot.keyOffset;
+  }
+  // A count that disagrees with the slots could leave no free slot for a probe to stop at.
+  if (index.count_ != header.entryCount) return std::nullopt;
+  return index;
 }
 
 std::size_t TLReadIndex::memoryBytes() const { return slots_.capacity() * sizeof(Slot) + arena_.capacity(); }

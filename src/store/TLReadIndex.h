@@ -33,6 +33,14 @@ class TLReadIndex {
   // What the index holds on the heap.
   std::size_t memoryBytes() const;
 
+  // The index as bytes that fromBytes() reads back on this machine (native byte order and
+  // layout; a build with another layout refuses them).
+  void appendTo(std::string& bytes) const;
+  // Nullopt unless the bytes hold a whole index as appendTo() writes it. Bytes from disk are
+  // not trusted: every entry must lie inside them and the table must have free slots, so a
+  // damaged index may answer wrongly but never reads out of bounds or probes forever.
+  static std::optional<TLReadIndex> fromBytes(std::string_view bytes);
+
  private:
   struct Slot {
     std::uint32_t hash = 0;
