@@ -31,10 +31,10 @@ std::optional<TLReadIndex> load(const std::string& storePath, std::string_view f
   return TLReadIndex::fromBytes(rest);
 }
 
-void save(const std::string& storePath, std::string_view fingerprint, std::string_view indexBytes) {
+void save(const std::string& storePath, std::string_view fingerprint, const TLReadIndex& index) {
   std::string bytes;
-  bytes.reserve(kHeader.size() + fingerprint.size() + 1 + indexBytes.size());
-  bytes.append(kHeader).append(fingerprint).append("\n").append(indexBytes);
+  bytes.append(kHeader).append(fingerprint).append("\n");
+  index.appendTo(bytes);
   std::string error;
   if (!replaceCacheFile(pathFor(storePath), bytes, &error)) logError("Could not save the store's index: %@", error);
 }

@@ -19,9 +19,8 @@ namespace tolvana::ReadIndexSnapshot {
 
 // Nullopt when there is none, or none of this version of the store.
 std::optional<TLReadIndex> load(const std::string& storePath, std::string_view fingerprint);
-// indexBytes: as TLReadIndex::appendTo() writes them. A failure is logged and otherwise
-// harmless: the next start reads the store.
-void save(const std::string& storePath, std::string_view fingerprint, std::string_view indexBytes);
+// A failure is logged and otherwise harmless: the next start reads the store.
+void save(const std::string& storePath, std::string_view fingerprint, const TLReadIndex& index);
 void remove(const std::string& storePath);
 
 }  // namespace tolvana::ReadIndexSnapshot

@@ -184,9 +184,7 @@ bool TLDBSqlite::loadIndex() {
   if (!index) {
     index = readIndexFromStore();
     if (!index) return false;
-    std::string bytes;
-    index->appendTo(bytes);
-    ReadIndexSnapshot::save(dbPath_, fingerprint, bytes);
+    ReadIndexSnapshot::save(dbPath_, fingerprint, *index);
   }
   std::unique_lock lock(indexMutex_);
   index_ = std::move(index);

@@ -146,9 +146,7 @@ TEST_F(TLDBSqliteTest, IndexSnapshotServesOnlyTheVersionOfTheStoreItWasTakenFrom
 
   TLReadIndex planted;
   planted.put("a", "planted", "");
-  std::string bytes;
-  planted.appendTo(bytes);
-  ReadIndexSnapshot::save(path, fingerprint(), bytes);
+  ReadIndexSnapshot::save(path, fingerprint(), planted);
   EXPECT_EQ(TLDBSqlite::initWithPath(path)->entryValueForKey("a"), "planted");
 
   sqlite3* other = nullptr;
