@@ -3,6 +3,7 @@
 #include <atomic>
 #include <condition_variable>
 #include <future>
+#include <stdexcept>
 #include <thread>
 
 #include "platform/fake/ManualDispatch.h"
@@ -10,6 +11,7 @@
 #include "platform/posix/SystemClock.h"
 #include "platform/posix/ThreadDispatch.h"
 #include "tests/support/LogCapture.h"
+#include "tests/support/TestPlatform.h"
 
 namespace tolvana {
 namespace {
@@ -160,6 +162,30 @@ TEST(ThreadDispatch, LastHandleDroppedOnOneOfItsOwnThreads) {
     released.set_value();
     EXPECT_EQ(dropped.get_future().wait_for(10s), std::future_status::ready);
   }
+}
+
+// A task that throws must neither end its thread nor terminate the host: the failure is
+// logged and the next task on the same queue runs.
+TEST(ThreadDispatch, ATaskThatThrowsIsLoggedAndItsQueueGoesOn) {
+  testing::TestPlatform platform;
+  platform.install();
+  auto dispatch = makeThreadDispatch();
+  auto serial = dispatch->makeSerialQueue("throws");
+  const std::function<void(Task)> kPosts[] = {
+      [&](Task task) { dispatch->mainAsync(std::move(task)); },
+      [&](Task task) { dispatch->mainAfter(1ms, std::move(task)); },
+      [&](Task task) { dispatch->globalAsync(std::move(task)); },
+      [&](Task task) { serial->async(std::move(task)); },
+  };
+  for (const auto& post : kPosts) {
+    std::promise<void> next;
+    post([] { throw std::runtime_error("boom"); });
+    post([] { throw 42; });
+    post([&] { next.set_value(); });
+    EXPECT_EQ(next.get_future().wait_for(10s), std::future_status::ready);
+  }
+  EXPECT_EQ(platform.log->count("A queued task failed: boom"), 4u);
+  EXPECT_EQ(platform.log->count("A queued task failed."), 4u);
 }
 
 TEST(ThreadDispatch, DestructionDropsPendingTasksWithoutWaitingForThem) {
