@@ -124,7 +124,8 @@ class DirectoryBundle final : public Bundle {
       file += "." + std::string(type);
     }
     if (std::string top = joined({path_, directory, file}); exists(top)) return top;
-    for (const std::string& language : searchOrder()) {
+    const auto order = searchOrder();
+    for (const std::string& language : *order) {
       std::string folder = language + ".lproj";
       // Both layouts occur: the sub-directory inside the language folder and the other way round.
       if (std::string inside = joined({path_, folder, directory, file}); exists(inside)) return inside;
@@ -160,7 +161,8 @@ class DirectoryBundle final : public Bundle {
   std::string localizedStringForKey(std::string_view key, std::optional<std::string_view> value,
                                     std::optional<std::string_view> table) const override {
     std::string tableName(table && !table->empty() ? *table : "Localizable");
-    for (const std::string& language : searchOrder()) {
+    const auto order = searchOrder();
+    for (const std::string& language : *order) {
       const Value::Dictionary& strings = stringsTable(language + ".lproj/" + tableName + ".strings");
       if (auto hit = strings.find(key); hit != strings.end() && hit->second.isString()) return hit->second.asString();
     }
@@ -183,22 +185,32 @@ class DirectoryBundle final : public Bundle {
   // The bundle's language folders in the order the look-ups try them: for each preferred
   // language its exact folder, then the folder of its language alone; then the development
   // localization and Base.
-  std::vector<std::string> searchOrder() const {
-    std::vector<std::string> order;
+  // Rebuilt only when the preferred languages change: every look-up that misses the stores
+  // asks for it, and building it cost a third of such a look-up.
+  std::shared_ptr<const std::vector<std::string>> searchOrder() const {
+    std::vector<std::string> preferred = preferredLanguages_ ? preferredLanguages_() : std::vector<std::string>{};
+    {
+      std::lock_guard lock(orderMutex_);
+      if (order_ && orderFor_ == preferred) return order_;
+    }
+    auto order = std::make_shared<std::vector<std::string>>();
     auto add = [&](std::string_view wanted) {
       std::string key = languageKey(wanted);
       for (const std::string& localization : localizations_) {
         if (languageKey(localization) != key) continue;
-        if (std::find(order.begin(), order.end(), localization) == order.end()) order.push_back(localization);
+        if (std::find(order->begin(), order->end(), localization) == order->end()) order->push_back(localization);
         return;
       }
     };
-    for (const std::string& preferred : preferredLanguages_ ? preferredLanguages_() : std::vector<std::string>{}) {
-      add(preferred);
-      if (auto dash = languageKey(preferred).find('-'); dash != std::string::npos) add(preferred.substr(0, dash));
+    for (const std::string& language : preferred) {
+      add(language);
+      if (auto dash = languageKey(language).find('-'); dash != std::string::npos) add(language.substr(0, dash));
     }
     if (auto development = developmentLocalization()) add(*development);
     add("Base");
+    std::lock_guard lock(orderMutex_);
+    orderFor_ = std::move(preferred);
+    order_ = order;
     return order;
   }
 
@@ -239,6 +251,9 @@ class DirectoryBundle final : public Bundle {
   Value::Dictionary info_;
   std::vector<std::string> localizations_;
 
+  mutable std::mutex orderMutex_;
+  mutable std::vector<std::string> orderFor_;                       // guarded by orderMutex_
+  mutable std::shared_ptr<const std::vector<std::string>> order_;  // guarded by orderMutex_
   mutable std::mutex tablesMutex_;
   mutable std::map<std::string, std::shared_ptr<Table>> tables_;  // guarded by tablesMutex_
 };
