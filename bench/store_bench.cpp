@@ -5,7 +5,6 @@
 #include <sqlite3.h>
 
 #include <chrono>
-#include <iterator>
 #include <optional>
 #include <string>
 #include <vector>
@@ -102,16 +101,15 @@ struct FreshApp {
   std::shared_ptr<TLDatabase> db;
 };
 
-enum class IngestWay { rawInserts, parser, parserKeepOpen, domThenRawInserts };
-constexpr IngestWay kIngestWays[] = {IngestWay::rawInserts, IngestWay::parser, IngestWay::parserKeepOpen,
-                                     IngestWay::domThenRawInserts};
+// The ways to ingest the answer, in the order of their figures.
+enum IngestWay : std::size_t { kRawInserts, kParser, kParserKeepOpen, kDomThenRawInserts, kIngestWays };
 
 // One ingest of the whole answer; only the ingest itself is timed.
 double secondsToIngest(IngestWay way) {
   std::optional<testing::TempDir> dir;
   std::optional<FreshApp> fresh;
-  if (way == IngestWay::parser || way == IngestWay::parserKeepOpen) {
-    fresh.emplace(way == IngestWay::parserKeepOpen);
+  if (way == kParser || way == kParserKeepOpen) {
+    fresh.emplace(way == kParserKeepOpen);
   } else {
     dir.emplace();
   }
@@ -119,7 +117,7 @@ double secondsToIngest(IngestWay way) {
   if (fresh) {
     if (!fresh->db->parseResponseV2Json(answer().json)) return 0;
   } else {
-    if (way == IngestWay::domThenRawInserts) benchmark::DoNotOptimize(nlohmann::json::parse(answer().json));
+    if (way == kDomThenRawInserts) benchmark::DoNotOptimize(nlohmann::json::parse(answer().json));
     rawInserts(dir->file("raw"), 2);
   }
   return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
@@ -130,14 +128,13 @@ double secondsToIngest(IngestWay way) {
 // separate benchmarks, their ratios moved by a third between runs on a noisy VM.
 void Ingest_sideBySide(benchmark::State& state) {
   answer();
-  constexpr std::size_t kWays = std::size(kIngestWays);
-  double seconds[kWays] = {};
+  double seconds[kIngestWays] = {};
   std::size_t round = 0;
   for (auto _ : state) {
     double roundSeconds = 0;
-    for (std::size_t k = 0; k < kWays; ++k) {
-      const std::size_t way = (round + k) % kWays;
-      const double taken = secondsToIngest(kIngestWays[way]);
+    for (std::size_t k = 0; k < kIngestWays; ++k) {
+      const auto way = static_cast<IngestWay>((round + k) % kIngestWays);
+      const double taken = secondsToIngest(way);
       if (taken == 0) state.SkipWithError("answer refused");
       seconds[way] += taken;
       roundSeconds += taken;
@@ -146,14 +143,14 @@ void Ingest_sideBySide(benchmark::State& state) {
     ++round;
   }
   const double rows = static_cast<double>(totalRows() * static_cast<std::int64_t>(round));
-  recordFigure("Ingest_baselineRawInsertsRowsPerSecond", rows / seconds[0]);
-  recordFigure("Ingest_parserRowsPerSecond", rows / seconds[1]);
-  recordFigure("Ingest_parserKeepOpenRowsPerSecond", rows / seconds[2]);
+  recordFigure("Ingest_baselineRawInsertsRowsPerSecond", rows / seconds[kRawInserts]);
+  recordFigure("Ingest_parserRowsPerSecond", rows / seconds[kParser]);
+  recordFigure("Ingest_parserKeepOpenRowsPerSecond", rows / seconds[kParserKeepOpen]);
   state.counters["answer_MB"] = static_cast<double>(answer().json.size()) / 1e6;
-  state.counters["raw_rows_per_s"] = rows / seconds[0];
-  state.counters["parser_x_raw"] = seconds[0] / seconds[1];
-  state.counters["keep_open_x_raw"] = seconds[0] / seconds[2];
-  state.counters["dom_then_raw_x_raw"] = seconds[0] / seconds[3];
+  state.counters["raw_rows_per_s"] = rows / seconds[kRawInserts];
+  state.counters["parser_x_raw"] = seconds[kRawInserts] / seconds[kParser];
+  state.counters["keep_open_x_raw"] = seconds[kRawInserts] / seconds[kParserKeepOpen];
+  state.counters["dom_then_raw_x_raw"] = seconds[kRawInserts] / seconds[kDomThenRawInserts];
 }
 
 void manager(benchmark::State& state, bool keepOpen) {

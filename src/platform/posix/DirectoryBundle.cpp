@@ -184,9 +184,8 @@ class DirectoryBundle final : public Bundle {
 
   // The bundle's language folders in the order the look-ups try them: for each preferred
   // language its exact folder, then the folder of its language alone; then the development
-  // localization and Base.
-  // Rebuilt only when the preferred languages change: every look-up that misses the stores
-  // asks for it, and building it cost a third of such a look-up.
+  // localization and Base. Rebuilt only when the preferred languages change: every look-up
+  // that misses the stores asks for it, and building it cost a third of such a look-up.
   std::shared_ptr<const std::vector<std::string>> searchOrder() const {
     std::vector<std::string> preferred = preferredLanguages_ ? preferredLanguages_() : std::vector<std::string>{};
     {
