@@ -190,12 +190,14 @@ struct LanguagesWriter {
 // answer must write nothing at all, and never a group with only part of its entries.
 // Parsing to a tree costs little beside the store's inserts and removes any chance of
 // walking on after a syntax error.
-bool ResponseParser::parseV2(std::string_view json) {
+bool ResponseParser::parseV2(const std::string& json) {
   logVerbose("parsing Server response...");
 
   dom::parser parser;
   dom::element document;
-  if (auto error = parser.parse(json.data(), json.size(), true).get(document)) {
+  // A large answer almost always has the padding spare, and a copy would cost its whole size
+  // again, in fresh pages, just when memory peaks.
+  if (auto error = parser.parse(json).get(document)) {
     logError("Server response is no valid JSON (%@); nothing of it is taken.", simdjson::error_message(error));
     return false;
   }

@@ -25,8 +25,9 @@ class ResponseParser {
   explicit ResponseParser(TLDatabase& database) : database_(database) {}
   // True when the answer was accepted (an empty object included); false when it lacked a
   // version or a base language, or was no well-formed JSON object. An accepted answer may
-  // still have groups it could not write: TLDatabase::unwrittenGroups() counts them.
-  bool parseV2(std::string_view json);
+  // still have groups it could not write: TLDatabase::unwrittenGroups() counts them. A text
+  // whose spare capacity holds the JSON parser's padding is read where it lies, uncopied.
+  bool parseV2(const std::string& json);
   // What a V1 parse wrote: the languages whose transaction committed, and whether every one did.
   struct V1Writes {
     std::vector<std::string> languages;

@@ -269,7 +269,7 @@ bool TLDatabase::parseResponseV2(const Value& answer) {
   return ResponseParser(*this).parseV2(json::serialize(answer));
 }
 
-bool TLDatabase::parseResponseV2Json(std::string_view text) {
+bool TLDatabase::parseResponseV2Json(const std::string& text) {
   std::lock_guard lock(mutex_);
   return ResponseParser(*this).parseV2(text);
 }

@@ -50,8 +50,8 @@ class TLDatabase {
 
   bool parseResponseV1(const Value& answer);
   bool parseResponseV2(const Value& answer);
-  // Streams a V2 answer from its JSON text; same result as parseResponseV2 of the decoded value.
-  bool parseResponseV2Json(std::string_view json);
+  // A V2 answer from its JSON text; same result as parseResponseV2 of the decoded value.
+  bool parseResponseV2Json(const std::string& json);
   void removeUnusedDatabases(const std::vector<std::string>& languages);
   void deleteDatabase(std::string_view language);
   void markLanguageAsDeleted(std::string_view language);
