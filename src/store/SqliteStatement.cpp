@@ -1,5 +1,6 @@
 #include "store/SqliteStatement.h"
 
+#include "store/StoreVfs.h"
 #include "support/TLLog.h"
 
 namespace tolvana::sqlite {
@@ -14,7 +15,7 @@ sqlite3* openConnection(const std::string& path, bool readOnly, int& status, boo
   // leaves the thread that opened it.
   if (oneThread) flags |= SQLITE_OPEN_NOMUTEX;
   sqlite3* handle = nullptr;
-  if (status = sqlite3_open_v2(path.c_str(), &handle, flags, nullptr); status != SQLITE_OK) {
+  if (status = sqlite3_open_v2(path.c_str(), &handle, flags, storeVfsName()); status != SQLITE_OK) {
     logError("Failed to open/create database");
     // SQLite hands out a handle even on failure; it only carries the error.
     sqlite3_close(handle);

@@ -3,6 +3,10 @@
 #include <gtest/gtest.h>
 #include <sqlite3.h>
 
+#include <unistd.h>
+
+#include <filesystem>
+#include <fstream>
 #include <functional>
 
 #include "store/ReadIndexSnapshot.h"
@@ -157,6 +161,26 @@ TEST_F(TLDBSqliteTest, IndexSnapshotServesOnlyTheVersionOfTheStoreItWasTakenFrom
   EXPECT_EQ(TLDBSqlite::initWithPath(path)->entryValueForKey("a"), "outside");
   EXPECT_EQ(ReadIndexSnapshot::load(path, fingerprint())->find("a")->value, "outside");
   EXPECT_EQ(platform.log->count("E/"), 0u);
+}
+
+TEST_F(TLDBSqliteTest, StorePathsAreTakenAsGivenAndASymlinkedStoreFileIsRefused) {
+  platform.install();
+  auto roundabout = TLDBSqlite::initWithPath(dir.file("./de.sqlite"));
+  roundabout->beginWriteTransaction();
+  roundabout->createOrUpdateEntry("k", "v", {});
+  roundabout->commitWriteTransaction();
+  EXPECT_EQ(TLDBSqlite::initWithPath(path)->entryValueForKey("k"), "v");
+
+  const std::string outside = dir.file("outside.sqlite");
+  std::ofstream{outside};
+  const std::string link = dir.file("fr.sqlite");
+  ASSERT_EQ(symlink(outside.c_str(), link.c_str()), 0);
+  auto linked = TLDBSqlite::initWithPath(link);
+  linked->beginWriteTransaction();
+  linked->createOrUpdateEntry("k", "v", {});
+  linked->commitWriteTransaction();
+  EXPECT_TRUE(platform.log->contains("Failed to open/create database"));
+  EXPECT_EQ(std::filesystem::file_size(outside), 0u);
 }
 
 TEST_F(TLDBSqliteTest, MissingOrUnopenableFileFailsEveryOperationWithItsMessage) {
