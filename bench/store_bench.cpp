@@ -58,6 +58,7 @@ std::int64_t totalRows() { return static_cast<std::int64_t>(answer().rows.size()
 
 enum class Connection { kPerLanguage, kPerGroup };
 
+// A connection as the stores open one for writing.
 sqlite3* openForWriting(const std::string& path) {
   sqlite3* db = nullptr;
   sqlite3_open(path.c_str(), &db);
@@ -200,12 +201,9 @@ void Manager_baselineRawInserts(benchmark::State& state) {
     testing::TempDir dir;
     state.ResumeTiming();
     for (int l = 0; l < 3; ++l) {
-      sqlite3* db = nullptr;
-      sqlite3_open(dir.file(std::to_string(l)).c_str(), &db);
-      sqlite3_exec(db,
-                   "PRAGMA synchronous = OFF;"
-                   "CREATE TABLE entries (key TEXT PRIMARY KEY, value TEXT, draft TEXT);",
-                   nullptr, nullptr, nullptr);
+      sqlite3* db = openForWriting(dir.file(std::to_string(l)));
+      sqlite3_exec(db, "CREATE TABLE entries (key TEXT PRIMARY KEY, value TEXT, draft TEXT);", nullptr, nullptr,
+                   nullptr);
       sqlite3_stmt* entry = nullptr;
       sqlite3_prepare_v2(db, "INSERT OR REPLACE INTO ENTRIES (key, value, draft) VALUES (?, ?, ?)", -1, &entry, nullptr);
       for (int g = 0; g < 250; ++g) {
