@@ -5,6 +5,7 @@
 #include "config/TLDeviceUtil.h"
 #include "support/StringUtil.h"
 #include "support/TLLog.h"
+#include "support/WhileAlive.h"
 #include "tolvana/platform/Platform.h"
 
 namespace tolvana {
@@ -68,9 +69,7 @@ bool MissingEntries::queueSendMissingEntrys() {
   missingEntryUpdateQueued_ = true;
   logVerbose("Queue send missing Translations.");
   try {
-    Platform::Current().dispatch().mainAfter(kQuietPeriod, [this, owner = context_.owner] {
-      if (auto alive = owner.lock()) sendMissingEntries();
-    });
+    Platform::Current().dispatch().mainAfter(kQuietPeriod, whileAlive(context_.owner, [this] { sendMissingEntries(); }));
   } catch (...) {
     missingEntryUpdateQueued_ = false;  // else no later miss would ever queue an upload
     throw;
@@ -89,14 +88,13 @@ void MissingEntries::sendMissingEntries() {
     return;
   }
   logVerbose("Send missing Translations.");
-  context_.upload([this, owner = context_.owner](bool success) {
-    auto alive = owner.lock();
-    if (!success || !alive) return;
+  context_.upload(whileAlive(context_.owner, [this](bool success) {
+    if (!success) return;
     std::lock_guard lock(missingMutex_);
     logInfo("Updated missing Translations.");
     // Misses recorded while the request was in flight go too; they come back if they miss again.
     missingEntries_.clear();
-  });
+  }));
   // Misses that arrive during the upload schedule the next one.
   missingEntryUpdateQueued_ = false;
 }

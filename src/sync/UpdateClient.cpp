@@ -10,6 +10,7 @@
 #include "support/Json.h"
 #include "support/StringUtil.h"
 #include "support/TLLog.h"
+#include "support/WhileAlive.h"
 #include "sync/HttpFailure.h"
 #include "tolvana/BuildConfig.h"
 #include "tolvana/platform/Platform.h"
@@ -153,23 +154,24 @@ void UpdateClient::updateGroups(std::optional<std::vector<std::string>> groups,
     updateGroupsFromHost(std::move(groups), std::move(languages), host, completeOnMainQueue, std::move(completion));
     return;
   }
-  updateGroupsFromHost(groups, languages, proxy, completeOnMainQueue,
-                       [this, owner = context_.owner, groups, languages, host, completeOnMainQueue,
-                        completion](bool success) {
-                         auto alive = owner.lock();
-                         if (success || !alive) {
-                           if (completion) completion(success);
-                           return;
-                         }
-                         logInfo("Could not connect to proxy. Fallback to public api!");
-                         // The fall-back reports failure even when it worked: the proxy is what
-                         // the app was configured to use.
-                         updateGroupsFromHost(groups, languages, host, completeOnMainQueue,
-                                              [completion](bool fallbackSuccess) {
-                                                logInfo("Fallback request %@!", fallbackSuccess ? "successful" : "failed");
-                                                if (completion) completion(false);
-                                              });
-                       });
+  auto reportOnly = [completion](bool success) {
+    if (completion) completion(success);
+  };
+  updateGroupsFromHost(
+      groups, languages, proxy, completeOnMainQueue,
+      whileAlive(
+          context_.owner,
+          [this, groups, languages, host, completeOnMainQueue, completion, reportOnly](bool success) {
+            if (success) return reportOnly(true);
+            logInfo("Could not connect to proxy. Fallback to public api!");
+            // The fall-back reports failure even when it worked: the proxy is what the app was
+            // configured to use.
+            updateGroupsFromHost(groups, languages, host, completeOnMainQueue, [completion](bool fallbackSuccess) {
+              logInfo("Fallback request %@!", fallbackSuccess ? "successful" : "failed");
+              if (completion) completion(false);
+            });
+          },
+          reportOnly));
 }
 
 std::vector<std::string> UpdateClient::requestedLanguagesFor(const std::optional<std::vector<std::string>>& languages,
