@@ -214,5 +214,22 @@ TEST(CurlHttp, ReleasedWhileItsRequestRuns) {
   EXPECT_EQ(status.get_future().get(), 401);  // unsigned, so refused
 }
 
+// The host's progress observer runs inside libcurl's callbacks: what it throws fails that
+// request, which still completes, and goes no further.
+TEST(CurlHttp, AnObserverThatThrowsFailsItsRequestOnly) {
+  ServerFixture server{{}};
+  auto http = makeCurlHttp(makeThreadDispatch(), {.extraCaFile = server.caFile(),
+                                                  .proxy = {},
+                                                  .onBodyBytes = [](std::size_t) { throw std::runtime_error("observer"); }});
+  auto answer = std::make_shared<std::promise<HttpResponse>>();
+  auto future = answer->get_future();
+  http->send(HttpRequest{.method = "GET", .url = server.baseUrl() + "/v4/mobile-apps/sdk/app1"},
+             [answer](HttpResponse response) { answer->set_value(std::move(response)); });
+  ASSERT_EQ(future.wait_for(std::chrono::seconds(30)), std::future_status::ready) << "no completion";
+  auto response = future.get();
+  EXPECT_TRUE(response.error.has_value());
+  EXPECT_EQ(response.status, 0);
+}
+
 }  // namespace
 }  // namespace tolvana
