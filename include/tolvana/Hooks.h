@@ -73,6 +73,11 @@ class TOLVANA_EXPORT TolvanaHooks {
   static std::optional<std::string> keyForText(const void* data);
   /// Whether any text is tagged, so that an adapter skips the search while none is.
   static bool anyTextTagged();
+
+  /// Runs work where the toolkit called in (a queued task, a script's native function) and
+  /// keeps whatever it throws on this side: the failure is logged as "<where> failed" through
+  /// the engine's logger. False when work threw.
+  static bool runGuarded(std::string_view where, const std::function<void()>& work) noexcept;
 };
 
 }  // namespace tolvana

@@ -1,5 +1,5 @@
 // The C interface: a thin layer over the facade that turns C arrays and pointers into the
-// facade's types and back, and keeps every C++ exception on this side of the boundary.
+// facade's types and back; the boundary's guard keeps every C++ exception on this side.
 #include <cstdlib>
 #include <cstring>
 #include <exception>
@@ -10,6 +10,7 @@
 
 #include "config/TLDeviceUtil.h"
 #include "core/TLInternal.h"
+#include "support/Boundary.h"
 #include "support/StringUtil.h"
 #include "support/TLLog.h"
 #include "tolvana/Tolvana.h"
@@ -31,36 +32,15 @@ std::optional<std::string_view> optionalText(const char* text) {
   return std::string_view(text);
 }
 
-// Runs the body; an exception becomes an error line and the neutral result.
-template <class Result, class Body>
-Result guarded(const char* function, Result neutral, Body&& body) {
-  try {
-    return body();
-  } catch (const std::exception& error) {
-    logError("%@ failed: %@", function, error.what());
-  } catch (...) {
-    logError("%@ failed", function);
-  }
-  return neutral;
-}
-
-template <class Body>
-void guardedVoid(const char* function, Body&& body) {
-  guarded(function, 0, [&] {
-    body();
-    return 0;
-  });
-}
-
 // A look-up of a string: a NULL key is the host's mistake, answered with an empty string.
 template <class Body>
 char* lookup(const char* function, const char* key, Body&& body) {
-  if (!key) {
+  char* text = guarded(function, static_cast<char*>(nullptr), [&] {
+    if (key) return copyOut(body(std::string_view(key)));
     logError("%@: the key is NULL", function);
     return copyOut("");
-  }
-  char* text = guarded(function, static_cast<char*>(nullptr), [&] { return copyOut(body(std::string_view(key))); });
-  return text ? text : copyOut(key);
+  });
+  return text ? text : copyOut(key ? key : "");
 }
 
 // A string result that is empty when the engine fails.
@@ -152,20 +132,20 @@ char* tolvana_available_languages(void) {
 }
 
 void tolvana_update(tolvana_update_callback callback, void* user_data) {
-  tolvana::guardedVoid(__func__,
+  tolvana::guarded(__func__,
                        [&] { Tolvana::updateWithCompletionHandler(tolvana::completion(callback, user_data)); });
 }
 
 void tolvana_update_groups(const char* const* groups, size_t group_count, const char* const* languages,
                            size_t language_count, tolvana_update_callback callback, void* user_data) {
-  tolvana::guardedVoid(__func__, [&] {
+  tolvana::guarded(__func__, [&] {
     Tolvana::updateGroups(tolvana::list(groups, group_count), tolvana::list(languages, language_count),
                           tolvana::completion(callback, user_data));
   });
 }
 
 void tolvana_set_draft_mode_enabled(int enabled) {
-  tolvana::guardedVoid(__func__, [&] { Tolvana::setDraftModeEnabled(enabled != 0); });
+  tolvana::guarded(__func__, [&] { Tolvana::setDraftModeEnabled(enabled != 0); });
 }
 
 int tolvana_draft_mode_enabled(void) {
@@ -177,7 +157,7 @@ int tolvana_in_draft_mode(void) {
 }
 
 void tolvana_set_show_id_mode_enabled(int enabled) {
-  tolvana::guardedVoid(__func__, [&] { Tolvana::setShowIdModeEnabled(enabled != 0); });
+  tolvana::guarded(__func__, [&] { Tolvana::setShowIdModeEnabled(enabled != 0); });
 }
 
 int tolvana_show_id_mode_enabled(void) {

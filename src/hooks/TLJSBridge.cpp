@@ -3,26 +3,15 @@
 #include "config/TLSettings.h"
 #include "hooks/PageRequests.h"
 #include "localization/PageScripts.h"
+#include "support/Boundary.h"
 #include "support/Json.h"
 #include "support/StringUtil.h"
 #include "support/TLLog.h"
 
+// Web views call in from the toolkit's own machinery; nothing may escape into it.
 namespace tolvana {
 
 namespace {
-
-// Web views call in from the toolkit's own machinery; nothing may escape into it.
-template <class Call>
-void noThrow(std::string_view name, Call&& call) noexcept {
-  try {
-    call();
-  } catch (...) {
-    try {
-      logError("%@ failed.", name);
-    } catch (...) {
-    }
-  }
-}
 
 // The text goes between the double quotes of a script call: a line feed becomes a single
 // backslash and a double quote "&quot;", which is what pages have always received.
@@ -60,7 +49,7 @@ void answerUpdateGroups(const std::shared_ptr<WebView>& webView, const Value& da
   auto separator = PageRequests::text(data.find("argsSeparator"));
   PageRequests::updateGroups(PageRequests::text(data.find("groups")), PageRequests::text(data.find("languages")),
                              separator ? *separator : ",", [webView, callback](bool success) {
-                               noThrow("updateGroups", [&] {
+                               guarded("updateGroups", [&] {
                                  webView->evaluateJavaScript(format("TolvanaUpdateGroupsFinished(\"%@\", %@)",
                                                                     callback, success ? "true" : "false"));
                                });
@@ -89,7 +78,7 @@ std::map<std::string, std::string> argumentsFromJson(std::string_view arguments)
 }  // namespace
 
 void TLJSBridge::configureWKWebView(const std::shared_ptr<WebView>& webView) {
-  noThrow("configureWKWebView", [&] {
+  guarded("configureWKWebView", [&] {
     if (!webView || !TLSettings::translateWebViews()) return;
     std::weak_ptr<WebView> weak = webView;
     webView->addScriptMessageHandler("TolvanaNative", [weak](const Value& body) {
@@ -100,7 +89,7 @@ void TLJSBridge::configureWKWebView(const std::shared_ptr<WebView>& webView) {
 }
 
 void TLJSBridge::handleJSCall(const std::shared_ptr<WebView>& webView, const Value& data) {
-  noThrow("handleJSCall", [&] {
+  guarded("handleJSCall", [&] {
     const Value* method = data.find("method");
     if (!webView || !method || !method->isString()) return;
     const std::string& name = method->asString();
@@ -117,7 +106,7 @@ void TLJSBridge::handleJSCall(const std::shared_ptr<WebView>& webView, const Val
 std::map<std::string, std::string> TLJSBridge::convertArguments(std::optional<std::string_view> arguments,
                                                                 std::optional<std::string_view> separator) {
   std::map<std::string, std::string> result;
-  noThrow("convertArguments", [&] {
+  guarded("convertArguments", [&] {
     if (!arguments || !separator) return;
     if (toLower(*separator) == "json") {
       result = argumentsFromJson(*arguments);

@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "platform/PlatformLog.h"
+#include "support/Boundary.h"
 
 namespace tolvana {
 
@@ -27,15 +28,7 @@ void nameThisThread(const std::string& name) { ::pthread_setname_np(::pthread_se
 
 // A task that throws must not end the thread, nor the process with it: the host never sees
 // the library's failures as a crash.
-void runGuarded(Task& task) {
-  try {
-    task();
-  } catch (const std::exception& e) {
-    platformLogError(std::string("A queued task failed: ") + e.what());
-  } catch (...) {
-    platformLogError("A queued task failed.");
-  }
-}
+void runGuarded(Task& task) { guarded("A queued task", task, platformFailureLine); }
 
 // What a serial queue's handle and its worker thread share. The worker holds it too, so a
 // handle dropped while tasks are pending (or by one of its own tasks) leaves nothing dangling.
