@@ -6,6 +6,7 @@
 #include <QWebEngineScriptCollection>
 
 #include "QtValue.h"
+#include "tolvana/platform/Platform.h"
 
 namespace tolvana::qt {
 
@@ -84,11 +85,10 @@ void QtWebView::addUserScript(std::string_view source) {
 }
 
 void QtWebView::evaluateJavaScript(std::string_view script) {
-  if (!page_) return;
   QString text = QString::fromUtf8(script.data(), static_cast<qsizetype>(script.size()));
-  QPointer<QWebEnginePage> page = page_;
-  // Answers may be produced on another thread; the page lives on the GUI thread.
-  QMetaObject::invokeMethod(page_, [page, text] {
+  // Answers may come on any thread, and the GUI thread may delete the page at any moment: the
+  // page is looked at only on the GUI thread, in a task of the main queue.
+  Platform::Current().dispatch().mainAsync([page = page_, text] {
     if (page) page->runJavaScript(text);
   });
 }
