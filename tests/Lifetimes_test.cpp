@@ -3,7 +3,12 @@
 // goes wrong there is a use of freed memory, which the asan preset reports.
 #include <gtest/gtest.h>
 
+#include <filesystem>
+#include <future>
+
 #include "core/TLInternal.h"
+#include "platform/posix/CurlHttp.h"
+#include "platform/posix/ThreadDispatch.h"
 #include "tests/support/AppFixture.h"
 #include "tests/support/ServerFixture.h"
 #include "tolvana/Tolvana.h"
@@ -97,6 +102,32 @@ TEST_F(Lifetimes, MainQueueWorkHoldsTheEngineAnotherThreadLetsGo) {
   ui->hook = [this] { letGo(); };
   ASSERT_TRUE(app.platform.ui->tap(0, 0, {"wrong"}));
   EXPECT_EQ(app.platform.ui->alerts().size(), 2u);
+}
+
+// A host or a test run that installs platform after platform: each replaced one goes, and
+// the threads its dispatch started go with it.
+TEST(PlatformLifetime, AReplacedPlatformGoesWithItsThreads) {
+  auto threads = [] {
+    auto tasks = std::filesystem::directory_iterator("/proc/self/task");
+    return std::distance(begin(tasks), end(tasks));
+  };
+  testing::TestPlatform quiet;  // threads of its own only when asked to run a request
+  quiet.install();
+  const auto before = threads();
+  std::weak_ptr<Dispatch> first;
+  for (int i = 0; i < 10; ++i) {
+    testing::installPorts([&first](Platform::Ports& ports) {
+      ports.dispatch = makeThreadDispatch();
+      ports.http = makeCurlHttp(ports.dispatch);
+      if (!first.lock()) first = ports.dispatch;
+    });
+    std::promise<void> ran;
+    Platform::Current().dispatch().mainAsync([&ran] { ran.set_value(); });
+    ran.get_future().wait();
+  }
+  quiet.install();
+  EXPECT_TRUE(first.expired());
+  EXPECT_LE(threads(), before + 1);
 }
 
 }  // namespace
