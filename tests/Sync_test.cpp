@@ -12,6 +12,7 @@
 #include "support/Json.h"
 #include "tests/support/AppFixture.h"
 #include "tests/support/ServerFixture.h"
+#include "tolvana/tolvana.h"
 
 namespace tolvana {
 namespace {
@@ -200,6 +201,43 @@ TEST_F(Sync, EngineResetDuringTheRequestStillCompletesOnTheMainQueue) {
   TLInternal::dropInstanceForTesting();
   ASSERT_TRUE(app.platform.dispatch->runUntil([&] { return onMain >= 0; }));
   EXPECT_EQ(onMain, 1);
+}
+
+// The C interface's own promise: a callback runs once, on the main queue, after its call has
+// returned and outside the engine's lock, whether the engine completes at once (it is off),
+// later, or never (an answer that is no JSON object).
+struct CallbackSeen {
+  std::atomic<int> calls{0}, success{-1};
+  std::atomic<bool> onMainQueue{false}, engineLockFree{false};
+};
+
+void onUpdate(int success, void* data) {
+  auto* seen = static_cast<CallbackSeen*>(data);
+  seen->onMainQueue = Platform::Current().dispatch().isMainThread();
+  std::thread([seen] {
+    auto& lock = TLInternal::sharedInstance()->lock();
+    if ((seen->engineLockFree = lock.try_lock())) lock.unlock();
+  }).join();
+  seen->success = success;
+  ++seen->calls;
+}
+
+TEST_F(Sync, CInterfaceCallbacksRunOnceOnTheMainQueueAfterTheCall) {
+  start();
+  for (bool engineOff : {true, false}) {
+    SCOPED_TRACE(engineOff ? "engine off" : "an answer that is no JSON object");
+    engine->setEnabled(!engineOff);
+    if (!engineOff) server.injectFault({{"status", 200}, {"body", "OK"}});
+    CallbackSeen seen;
+    tolvana_update(onUpdate, &seen);
+    EXPECT_EQ(seen.calls, 0) << "called inside tolvana_update";
+    ASSERT_TRUE(app.platform.dispatch->runUntil([&] { return seen.calls > 0; }));
+    app.platform.dispatch->drain();
+    EXPECT_EQ(seen.calls, 1);
+    EXPECT_EQ(seen.success, 0);
+    EXPECT_TRUE(seen.onMainQueue);
+    EXPECT_TRUE(seen.engineLockFree);
+  }
 }
 
 // A client that owns its dispatch, released while its request runs: the request still ends
