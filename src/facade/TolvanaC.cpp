@@ -13,7 +13,9 @@
 #include "support/Boundary.h"
 #include "support/StringUtil.h"
 #include "support/TLLog.h"
+#include "sync/CompletionOnce.h"
 #include "tolvana/Tolvana.h"
+#include "tolvana/platform/Platform.h"
 #include "tolvana/tolvana.h"
 
 namespace tolvana {
@@ -68,9 +70,22 @@ std::vector<std::string> list(const char* const* items, size_t count) {
   return result;
 }
 
+// The interface's own promise for update callbacks: exactly once, never inside the call that
+// asked and never under the engine's lock. The engine's completion may come inside the call
+// (the engine is off) and under its lock, or never (an answer that is no JSON object), so the
+// outcome is settled once and the callback always goes through the main queue.
 Tolvana::CompletionHandler completion(tolvana_update_callback callback, void* userData) {
   if (!callback) return nullptr;
-  return [callback, userData](bool success) { callback(success ? 1 : 0, userData); };
+  return completionOnce([callback, userData](bool success) {
+    auto call = [callback, userData, success] { callback(success ? 1 : 0, userData); };
+    bool queued = guarded("Queueing an update callback", false, [&] {
+      Platform::Current().dispatch().mainAsync(call);
+      return true;
+    });
+    // A main queue that cannot take it (no thread could be started) gets it run here: late
+    // rather than never.
+    if (!queued) call();
+  });
 }
 
 }  // namespace
