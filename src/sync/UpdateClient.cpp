@@ -135,6 +135,14 @@ void UpdateClient::writeLastMAU() {
   platform.userDefaults().synchronize();
 }
 
+std::chrono::duration<double> UpdateClient::longestUpdate() {
+  // Only the first request of the process gets the configured time-outs (see signedRequest).
+  double first = ProcessState::get().sessionTimeoutsApplied ? kDefaultResourceTimeout
+                                                           : TLSettings::timeoutIntervalForResource();
+  double fallback = TLSettings::proxyHost().empty() ? 0 : kDefaultResourceTimeout;
+  return std::chrono::duration<double>(first + fallback);
+}
+
 std::shared_ptr<TLDatabase> UpdateClient::openDatabaseOrFail(const Completion& completion) const {
   auto db = context_.state.database();
   if (context_.state.enabled && db && db->initialized()) return db;

@@ -8,6 +8,7 @@
 #pragma once
 
 #include <atomic>
+#include <chrono>
 #include <functional>
 #include <memory>
 #include <optional>
@@ -53,6 +54,10 @@ class UpdateClient {
   bool shouldSendMAU() const;
   void writeLastMAU();
   bool isFetchingLocalisationTexts() const { return isFetchingLocalisationTexts_; }
+
+  // The longest an update asked for now can take by its requests' own time-outs: the whole
+  // exchange of one request, or of two when a proxy is configured (it falls back to the host).
+  static std::chrono::duration<double> longestUpdate();
 
   // "main" and the configured update groups, trimmed, without repeats.
   std::vector<std::string> defaultGroups() const;
