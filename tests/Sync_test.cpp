@@ -10,6 +10,8 @@
 #include "platform/posix/ThreadDispatch.h"
 #include "support/Files.h"
 #include "support/Json.h"
+#include "support/StringUtil.h"
+#include "tolvana/BuildConfig.h"
 #include "tests/support/AppFixture.h"
 #include "tests/support/ServerFixture.h"
 #include "tolvana/tolvana.h"
@@ -168,6 +170,62 @@ TEST_F(Sync, FaultsEndWithTheRightCompletionAndLoseNothing) {
   EXPECT_EQ(sent.front().requestTimeout, 30);
   EXPECT_EQ(sent.back().requestTimeout, 60);
   EXPECT_EQ(app.platform.log->count("s3cr3t-key"), 0u);  // verbose log, yet the secret never shows
+}
+
+// What an update asks, recorded before it would be sent: in draft mode a POST asking for
+// every group at version 0 in every language, also those the project lacks, the languages
+// given widened by the base and device languages and the bare forms of regional ones; and
+// to an enterprise host a cacheable GET, even when the monthly report is due.
+TEST(SyncRequests, DraftModeGivenLanguagesAndEnterpriseHosts) {
+  struct Case {
+    const char* name;
+    bool draft;
+    std::string host;
+    const char* method;
+    const char* timestamp;  // nullptr: any but the fixed one
+  };
+  const std::string enterprise = "https://acme." + split(build::kEnterpriseHosts, ';').front();
+  for (const Case& c : {Case{"draft mode", true, "https://example.org", "POST", nullptr},
+                        Case{"enterprise host", false, enterprise, "GET", "213374411"}}) {
+    SCOPED_TRACE(c.name);
+    AppFixture app;
+    app.appLanguage("en", {{"hello", "Hello", ""}});
+    app.bundle.info("TolvanaHost", c.host);
+    app.platform.defaults->setObject("TolvanaDraftMode", c.draft);
+    app.platform.locale->setPreferredLanguages({"fr-FR"});
+    auto recorder = std::make_shared<FaultInjectingHttp>(nullptr, app.platform.dispatch);
+    app.platform.http = recorder;
+    app.install();
+    auto languages = c.draft ? std::optional<std::vector<std::string>>({"de-AT"}) : std::nullopt;
+    TLInternal::sharedInstance()->updateGroups(std::nullopt, languages, false, nullptr);
+    ASSERT_EQ(recorder->requests().size(), 1u);
+    const HttpRequest sent = recorder->requests().front();
+    EXPECT_EQ(sent.method, c.method);
+    auto stamp = std::find_if(sent.headers.begin(), sent.headers.end(), [](auto& h) { return h.first == "timestamp"; });
+    ASSERT_NE(stamp, sent.headers.end());
+    if (c.timestamp) EXPECT_EQ(stamp->second, c.timestamp);
+    if (!c.draft) continue;
+    auto body = json::parse(sent.body).value_or(Value());
+    EXPECT_EQ(json::serialize(body.find("requestedData") ? *body.find("requestedData") : Value()),
+              R"({"de":{"main":0},"de-AT":{"main":0},"en":{"main":0},"fr":{"main":0},"fr-FR":{"main":0}})");
+    EXPECT_EQ(body.find("returnDraft") ? *body.find("returnDraft") : Value(), Value(true));
+  }
+}
+
+TEST_F(Sync, AnAnswerThatNoLongerAllowsDraftModeEndsIt) {
+  app.platform.defaults->setObject("TolvanaDraftMode", true);
+  start();
+  engine->addOverlay();
+  ASSERT_TRUE(app.platform.dispatch->runUntil([&] { return engine->overlayActive(); }));
+  server.injectFault({{"status", 200}, {"body", R"({"__v":2,"baseLanguage":"en","draftModeEnabled":false,"data":{}})"}});
+  ASSERT_EQ(update(), true);
+  EXPECT_FALSE(engine->isInDraftMode());
+  EXPECT_FALSE(TLInternal::readDraftMode(*app.platform.defaults));
+  EXPECT_FALSE(engine->overlayActive());
+  EXPECT_TRUE(app.platform.dispatch->runUntil([&] {
+    auto calls = app.platform.ui->calls();
+    return std::find(calls.begin(), calls.end(), "removeOverlay") != calls.end();
+  }));
 }
 
 TEST_F(Sync, WrongSecretIsRefused) {
