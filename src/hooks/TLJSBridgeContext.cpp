@@ -3,6 +3,7 @@
 #include "config/TLSettings.h"
 #include "hooks/PageRequests.h"
 #include "localization/PageScripts.h"
+#include "platform/PlatformLog.h"
 #include "support/Boundary.h"
 #include "support/TLLog.h"
 #include "tolvana/TLJSBridge.h"
@@ -97,7 +98,7 @@ void attach(const std::shared_ptr<ScriptContext>& context) {
   if (TLSettings::enableJSConsoleLog()) {
     // Straight to the system log: the page's console is not the engine's logger.
     context->setFunction("console", "log", [](const Arguments& a) {
-      Platform::Current().logSink().writeLine(format("console.log: %@", textArgument(a, 0)));
+      platformLogRaw(TLLog::kInfo, format("console.log: %@", textArgument(a, 0)));
       return Value();
     });
   }

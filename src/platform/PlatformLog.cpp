@@ -4,6 +4,7 @@
 
 #include <string>
 
+#include "support/HostLogger.h"
 #include "support/TLLog.h"
 #include "tolvana/platform/Platform.h"
 
@@ -14,6 +15,7 @@ thread_local int reentry = 0;
 }
 
 void platformLogError(std::string_view message) {
+  if (HostLogger::write(TLLog::kError, TLLog::defaultTag(), message)) return;
   std::string line = TLLog::formatLine(TLLog::kError, TLLog::defaultTag(), message);
   // A port that fails while the default platform is being built must not ask for the
   // platform again; standard error is the only safe place then.
@@ -25,6 +27,11 @@ void platformLogError(std::string_view message) {
   ++reentry;
   Platform::Current().logSink().writeLine(line);
   --reentry;
+}
+
+void platformLogRaw(int level, std::string_view line) {
+  if (HostLogger::write(level, TLLog::defaultTag(), line)) return;
+  Platform::Current().logSink().writeLine(line);
 }
 
 void platformFailureLine(std::string_view where, const char* what) {

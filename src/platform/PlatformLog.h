@@ -11,6 +11,10 @@ namespace tolvana {
 // while no platform exists yet).
 void platformLogError(std::string_view message);
 
+// A line in no logger's format (a page's console output), as it is; a host's own logger gets
+// it with the level and the default tag.
+void platformLogRaw(int level, std::string_view line);
+
 // The same, as a boundary's failure log (support/Boundary.h): "<where> failed: <what>", or
 // "<where> failed." when the failure said nothing.
 void platformFailureLine(std::string_view where, const char* what);

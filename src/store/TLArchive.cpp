@@ -15,6 +15,7 @@
 #include <vector>
 
 #include "config/TLDeviceUtil.h"
+#include "platform/PlatformLog.h"
 #include "store/TLDatabase.h"
 #include "support/Files.h"
 #include "support/TLLog.h"
@@ -141,7 +142,7 @@ void removeDeletedLanguageStore(const std::string& language, const std::string& 
   if (fs::remove(unpackedPath, ec)) {
     logVerbose("File lang %@ is marked for  deletion, removing it now", language);
   } else {
-    Platform::Current().logSink().writeLine(format("Error removing file at path: %@", ec.message()));
+    platformLogRaw(TLLog::kError, format("Error removing file at path: %@", ec.message()));
   }
 }
 

@@ -3,9 +3,11 @@
 #include <algorithm>
 #include <atomic>
 #include <cctype>
+#include <climits>
 #include <memory>
 #include <vector>
 
+#include "support/HostLogger.h"
 
 namespace tolvana {
 
@@ -20,6 +22,9 @@ constexpr std::string_view kTagSeparator = "\xEF\xB9\x95 ";
 std::atomic<const TLLog::Configuration*> configuration{nullptr};
 
 const TLLog::Configuration* configured() { return configuration.load(std::memory_order_acquire); }
+
+// A threshold the host set for every tag, above any level setting; INT_MIN while none is set.
+std::atomic<int> thresholdOverride{INT_MIN};
 
 std::mutex tagMutex;
 std::string* cachedTag = nullptr;  // guarded by tagMutex
@@ -68,6 +73,11 @@ const std::string& TLLog::tag() {
   return *cachedTag;
 }
 
+void TLLog::settingsReplaced() {
+  resetTagForTesting();
+  sharedInstance().resetTagLevels();
+}
+
 void TLLog::resetTagForTesting() {
   std::lock_guard lock(tagMutex);
   cachedTag = nullptr;
@@ -78,7 +88,12 @@ std::optional<std::string_view> TLLog::levelAsString(int level) {
   return kLevelStrings[level];
 }
 
+void TLLog::overrideThreshold(std::optional<int> threshold) {
+  thresholdOverride.store(threshold.value_or(INT_MIN), std::memory_order_relaxed);
+}
+
 int TLLog::levelForTag(std::string_view tag) {
+  if (int forced = thresholdOverride.load(std::memory_order_relaxed); forced != INT_MIN) return forced;
   {
     std::lock_guard lock(mutex_);
     if (auto it = tagLevels_.find(tag); it != tagLevels_.end()) return it->second;
@@ -119,7 +134,9 @@ std::string TLLog::formatLine(int level, std::string_view tag, std::string_view 
 
 void TLLog::write(std::string_view tag, int level, std::string_view message) {
   const Configuration* config = configured();
-  auto writeLine = [config](std::string line) {
+  auto writeLine = [config, level, tag](std::string_view text) {
+    if (HostLogger::write(level, tag, text)) return;
+    std::string line = formatLine(level, tag, text);
     if (config && config->writeLine) return config->writeLine(line);
     line += '\n';
     [[maybe_unused]] auto written = ::write(STDERR_FILENO, line.data(), line.size());
@@ -129,7 +146,7 @@ void TLLog::write(std::string_view tag, int level, std::string_view message) {
   std::size_t start = 0;
   while (true) {
     std::size_t end = message.find('\n', start);
-    writeLine(formatLine(level, tag, message.substr(start, end == std::string_view::npos ? end : end - start)));
+    writeLine(message.substr(start, end == std::string_view::npos ? end : end - start));
     if (end == std::string_view::npos) break;
     start = end + 1;
   }

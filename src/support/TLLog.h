@@ -1,6 +1,7 @@
 // TLLog: the engine's one logger.
 //
-// Every line goes to the configured writer (the platform's log sink) as the level letter, "/",
+// Every line goes to the host's own logger when it has set one (support/HostLogger.h), else to
+// the configured writer (the platform's log sink) as the level letter, "/",
 // the tag, a small colon (U+FE55), a blank and the text; a message with line feeds becomes one
 // writer call per line. Whether a message is written depends on the tag's threshold, worked
 // out once per tag from the configured level setting (one level letter, or a number) and
@@ -61,6 +62,9 @@ class TLLog {
   }
   bool isLogged(std::string_view tag, int level);
 
+  // A threshold for every tag that wins over the level settings (a host's own choice, made
+  // by call); nullopt goes back to the settings.
+  static void overrideThreshold(std::optional<int> threshold);
   int levelForTag(std::string_view tag);
   void setLevelForTag(std::string_view tag, int level);
   void resetTagLevels();
@@ -69,6 +73,9 @@ class TLLog {
   // One sink line, without any time stamp: "E/Tolvana﹕ text".
   static std::string formatLine(int level, std::string_view tag, std::string_view text);
 
+  // Forgets the tag and the thresholds worked out so far, so that both are read again: the
+  // settings they came from were replaced (another app bundle was configured).
+  static void settingsReplaced();
   // Forgets the tag read from the Info.plist, so the next tag() reads it again. The engine's
   // tag is meant to be fixed for the process; tests that install another app bundle use this.
   static void resetTagForTesting();
