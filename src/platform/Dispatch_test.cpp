@@ -40,12 +40,27 @@ struct ManualHarness {
   bool waitFor(const std::function<bool()>& done) { return manual->runUntil(done); }
 };
 
+// The host's own loop as the main queue: the test's thread drains it.
+struct HostDrivenHarness {
+  static constexpr bool kManual = false;
+  std::shared_ptr<Clock> clock = makeSystemClock();
+  std::shared_ptr<Dispatch> dispatch = makeThreadDispatch({.hostDrivesMainQueue = true, .mainQueueWakeup = {}});
+  void advance(std::chrono::milliseconds) {}
+  bool waitFor(const std::function<bool()>& done) {
+    while (!done()) {
+      drainHostMainQueue(*dispatch);
+      std::this_thread::sleep_for(1ms);
+    }
+    return true;
+  }
+};
+
 template <class Harness>
 struct DispatchContract : ::testing::Test {
   testing::LogCapture recorder;  // outlives the dispatch, whose threads may still hold tasks
   Harness h;
 };
-using Implementations = ::testing::Types<ThreadHarness, ManualHarness>;
+using Implementations = ::testing::Types<ThreadHarness, ManualHarness, HostDrivenHarness>;
 TYPED_TEST_SUITE(DispatchContract, Implementations);
 
 TYPED_TEST(DispatchContract, MainQueueRunsInOrderOnTheMainThreadOnly) {
@@ -189,6 +204,25 @@ TEST(ThreadDispatch, ATaskThatThrowsIsLoggedAndItsQueueGoesOn) {
   for (int waited = 0; waited < 10000 && !bothLogged(); ++waited) std::this_thread::sleep_for(1ms);
   EXPECT_EQ(platform.log->count("A queued task failed: boom"), 4u);
   EXPECT_EQ(platform.log->count("A queued task failed."), 4u);
+}
+
+// A host's loop sleeps until it is woken or the next delayed task falls due, so a drain says
+// when that is, and each task queued from elsewhere wakes it.
+TEST(ThreadDispatch, TheHostsDrainSaysWhenToComeBack) {
+  std::atomic<int> wakeups{0};
+  auto dispatch = makeThreadDispatch({.hostDrivesMainQueue = true, .mainQueueWakeup = [&] { ++wakeups; }});
+  EXPECT_EQ(drainHostMainQueue(*dispatch), -1);
+  std::vector<std::string> ran;
+  dispatch->mainAfter(1h, [&] { ran.push_back("later"); });
+  std::thread([&] { dispatch->mainAsync([&] { ran.push_back(drainHostMainQueue(*dispatch) > 0 ? "nested" : "?"); }); })
+      .join();
+  EXPECT_EQ(wakeups, 2);
+  EXPECT_TRUE(ran.empty()) << "ran before the host drained";
+  std::int64_t next = drainHostMainQueue(*dispatch);
+  EXPECT_EQ(ran, std::vector<std::string>{"nested"});
+  EXPECT_GT(next, 3'500'000);
+  EXPECT_LE(next, 3'600'000);
+  EXPECT_EQ(drainHostMainQueue(*makeThreadDispatch()), -1);
 }
 
 TEST(ThreadDispatch, DestructionDropsPendingTasksWithoutWaitingForThem) {

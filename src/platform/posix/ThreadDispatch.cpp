@@ -2,6 +2,7 @@
 
 #include <pthread.h>
 
+#include <atomic>
 #include <compare>
 #include <condition_variable>
 #include <deque>
@@ -91,12 +92,18 @@ class DispatchCore {
     auto operator<=>(const MainKey&) const = default;
   };
 
-  static void start(const std::shared_ptr<DispatchCore>& core) {
-    core->mainThread_ = std::thread([core] {
-      nameThisThread("tolvana-main");
-      core->runMainQueue();
-    });
-    core->mainThreadId_ = core->mainThread_.get_id();
+  static void start(const std::shared_ptr<DispatchCore>& core, ThreadDispatchOptions options) {
+    core->hostWakeup_ = std::move(options.mainQueueWakeup);
+    if (options.hostDrivesMainQueue) {
+      core->hostDriven_ = true;
+      core->mainThreadId_ = std::this_thread::get_id();
+    } else {
+      core->mainThread_ = std::thread([core] {
+        nameThisThread("tolvana-main");
+        core->runMainQueue();
+      });
+      core->mainThreadId_ = core->mainThread_.get_id();
+    }
     for (int i = 0; i < kGlobalThreads; ++i) {
       core->globalThreads_.emplace_back([core] {
         nameThisThread("tolvana-global");
@@ -152,10 +159,32 @@ class DispatchCore {
   }
 
   void enqueueMain(std::chrono::steady_clock::time_point due, Task task) {
-    std::lock_guard lock(mainMutex_);
-    if (mainStopping_) return;
-    mainTasks_.emplace(MainKey{due, nextSequence_++}, std::move(task));
-    mainWake_.notify_one();
+    {
+      std::lock_guard lock(mainMutex_);
+      if (mainStopping_) return;
+      mainTasks_.emplace(MainKey{due, nextSequence_++}, std::move(task));
+      mainWake_.notify_one();
+    }
+    if (hostDriven_ && hostWakeup_) guarded("Waking the host's main queue", hostWakeup_, platformFailureLine);
+  }
+
+  // The host's turn of the main queue: what runMainQueue does on the library's own thread.
+  std::int64_t drainMain() {
+    if (!hostDriven_) return -1;
+    std::unique_lock lock(mainMutex_);
+    if (draining_) return untilNextDue();
+    draining_ = true;
+    mainThreadId_ = std::this_thread::get_id();
+    while (!mainStopping_ && !mainTasks_.empty() && mainTasks_.begin()->first.due <= std::chrono::steady_clock::now()) {
+      Task task = std::move(mainTasks_.begin()->second);
+      mainTasks_.erase(mainTasks_.begin());
+      lock.unlock();
+      runGuarded(task);
+      task = nullptr;
+      lock.lock();
+    }
+    draining_ = false;
+    return untilNextDue();
   }
 
   void globalAsync(Task task) {
@@ -193,9 +222,15 @@ class DispatchCore {
     return std::make_shared<ThreadSerialQueue>(std::move(state));
   }
 
-  bool isMainThread() const { return std::this_thread::get_id() == mainThreadId_; }
+  bool isMainThread() const { return std::this_thread::get_id() == mainThreadId_.load(); }
 
  private:
+  std::int64_t untilNextDue() const {
+    if (mainTasks_.empty()) return -1;
+    auto left = mainTasks_.begin()->first.due - std::chrono::steady_clock::now();
+    return std::max<std::int64_t>(0, std::chrono::ceil<std::chrono::milliseconds>(left).count());
+  }
+
   void finish(std::thread& thread) {
     if (!thread.joinable()) return;
     if (thread.get_id() == std::this_thread::get_id()) {
@@ -261,14 +296,18 @@ class DispatchCore {
 
   // Constant after start().
   std::thread mainThread_;
-  std::thread::id mainThreadId_;
+  bool hostDriven_ = false;
+  std::function<void()> hostWakeup_;
   std::vector<std::thread> globalThreads_;
+  // The library's main thread, or the host's thread that drained last.
+  std::atomic<std::thread::id> mainThreadId_;
 
   std::mutex mainMutex_;
   std::condition_variable mainWake_;
   std::map<MainKey, Task> mainTasks_;  // guarded by mainMutex_
   std::uint64_t nextSequence_ = 0;     // guarded by mainMutex_
   bool mainStopping_ = false;          // guarded by mainMutex_
+  bool draining_ = false;              // guarded by mainMutex_
 
   std::mutex globalMutex_;
   std::condition_variable globalWake_;
@@ -286,9 +325,9 @@ class DispatchCore {
 
 class ThreadDispatch final : public Dispatch {
  public:
-  ThreadDispatch() {
+  explicit ThreadDispatch(ThreadDispatchOptions options) {
     try {
-      DispatchCore::start(core_);
+      DispatchCore::start(core_, std::move(options));
     } catch (...) {
       core_->stop();  // the threads that did start would otherwise wait for ever
       throw;
@@ -310,6 +349,7 @@ class ThreadDispatch final : public Dispatch {
   }
 
   bool isMainThread() const override { return core_->isMainThread(); }
+  std::int64_t drainMain() { return core_->drainMain(); }
 
  private:
   const std::shared_ptr<DispatchCore> core_ = std::make_shared<DispatchCore>();
@@ -317,6 +357,13 @@ class ThreadDispatch final : public Dispatch {
 
 }  // namespace
 
-std::shared_ptr<Dispatch> makeThreadDispatch() { return std::make_shared<ThreadDispatch>(); }
+std::shared_ptr<Dispatch> makeThreadDispatch(ThreadDispatchOptions options) {
+  return std::make_shared<ThreadDispatch>(std::move(options));
+}
+
+std::int64_t drainHostMainQueue(Dispatch& dispatch) {
+  auto* ours = dynamic_cast<ThreadDispatch*>(&dispatch);
+  return ours ? ours->drainMain() : -1;
+}
 
 }  // namespace tolvana
