@@ -104,4 +104,11 @@ std::string TLSettings::hostWithAppId(std::string_view appId) {
 bool TLSettings::uiTestScreenCaptureEnabled() { return hasLaunchArgument("TolvanaUITestScreenshotEnabled"); }
 bool TLSettings::showIdModeEnabledOnLaunch() { return hasLaunchArgument("TolvanaShowIdModeEnabled"); }
 
+std::optional<double> TLSettings::pseudoLocalizationExpansion() {
+  if (!getBool("TolvanaPseudoLocalization", false) && !hasLaunchArgument("TolvanaPseudoLocalization")) {
+    return std::nullopt;
+  }
+  return getNumber("TolvanaPseudoLocalizationExpansion", 0.4);
+}
+
 }  // namespace tolvana

@@ -52,6 +52,10 @@ class TLSettings {
   static std::string settingsFileName();
   static std::string testSettingsFileName();
   static std::string logLevel();
+  // Pseudo-localisation, asked for by "TolvanaPseudoLocalization" (Boolean) or the launch
+  // argument of that name: the share texts grow by ("TolvanaPseudoLocalizationExpansion",
+  // Number, 0.4), or nullopt while it is off.
+  static std::optional<double> pseudoLocalizationExpansion();
 
   // Launch arguments equal to "TolvanaUITestScreenshotEnabled" / "TolvanaShowIdModeEnabled".
   static bool uiTestScreenCaptureEnabled();

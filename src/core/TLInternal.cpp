@@ -5,6 +5,7 @@
 #include "config/ProcessState.h"
 #include "config/TLDeviceUtil.h"
 #include "config/TLSettings.h"
+#include "config/TextsChangedNotices.h"
 #include "localization/TLPluralRule.h"
 #include "support/StringUtil.h"
 #include "support/TLLog.h"
@@ -127,6 +128,14 @@ std::shared_ptr<TLInternal> TLInternal::sharedInstance() {
   return state.engine;
 }
 
+bool TLInternal::beforeStart(const std::function<void()>& work) {
+  ProcessState& state = ProcessState::get();
+  std::lock_guard lock(state.engineLock);
+  if (state.engine || state.starting) return false;
+  work();
+  return true;
+}
+
 void TLInternal::resetInstance() {
   ProcessState& state = ProcessState::get();
   std::lock_guard lock(state.engineLock);
@@ -155,6 +164,10 @@ void TLInternal::start() {
   logVerbose("Development Language: %@", platform.bundles().mainBundle()->developmentLocalization());
   state_.collectStoryBoardStrings = TLSettings::collectStoryBoardStrings();
   state_.logGetString = TLSettings::enableLogGetString();
+  if (auto expansion = TLSettings::pseudoLocalizationExpansion()) {
+    logInfo("Pseudo-localisation is on: texts grow by %@ %%.", static_cast<long>(*expansion * 100));
+    state_.pseudoExpansion = *expansion;
+  }
 
   auto database = TLDatabase::create();
   if (database) {
@@ -278,7 +291,17 @@ void TLInternal::setDefaultLanguages(std::vector<std::string> languages) {
   languages_->setDefaultLanguages(std::move(languages));
 }
 void TLInternal::resetDefaultLanguages() { languages_->resetDefaultLanguages(); }
-bool TLInternal::setLanguage(std::optional<std::string_view> language) { return languages_->setLanguage(language); }
+bool TLInternal::setLanguage(std::optional<std::string_view> language) {
+  std::string before = TLDeviceUtil::deviceLanguageLong();
+  if (!languages_->setLanguage(language)) return false;
+  std::string now = TLDeviceUtil::deviceLanguageLong();
+  if (now != before) {
+    TextsChanged notice{.cause = TextsChanged::Cause::languageSwitch, .languages = {now}, .changes = {}};
+    if (std::string shortForm = TLDeviceUtil::deviceLanguage(); shortForm != now) notice.languages.push_back(shortForm);
+    TextsChangedNotices::post(std::move(notice));
+  }
+  return true;
+}
 std::optional<std::string> TLInternal::getBaseLanguage() const { return languages_->getBaseLanguage(); }
 std::optional<std::string> TLInternal::uploadLanguage() const { return languages_->uploadLanguage(); }
 

@@ -48,6 +48,9 @@ class TolvanaScreenshotInterface;
 class TLInternal : public std::enable_shared_from_this<TLInternal> {
  public:
   static std::shared_ptr<TLInternal> sharedInstance();
+  // Runs work while no engine has started or is starting, holding off a start meanwhile;
+  // false, and work not run, once one has.
+  static bool beforeStart(const std::function<void()>& work);
   // Drops the engine, erases the app's whole user-defaults domain and starts again.
   static void resetInstance();
   // Drops the engine without touching the user defaults, and forgets what the process has
@@ -72,6 +75,7 @@ class TLInternal : public std::enable_shared_from_this<TLInternal> {
   void setDraftModeEnabled(bool enabled);
   bool collectStoryBoardStrings() const { return state_.collectStoryBoardStrings; }
   bool isPossibleSwiftUi() const { return state_.isPossibleSwiftUi; }
+  bool pseudoLocalizing() const { return state_.pseudoExpansion.load(std::memory_order_relaxed) >= 0; }
 
   std::shared_ptr<TLDatabase> database() const;
   std::vector<std::string> defaultLanguages() const;

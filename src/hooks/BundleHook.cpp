@@ -23,13 +23,18 @@ std::string frameworkName(const Bundle& bundle) {
 
 // Where the engine had nothing, the toolkit's other sources must get their turn. With the
 // engine off, the bundle's own table answered unless the text is the default or the key.
-bool engineAnswered(const TLLocalizedString& result, std::string_view key, std::optional<std::string_view> value) {
+// Pseudo-localisation shows the host's own default texts transformed too: a tester is to see
+// every text that went through a look-up as such.
+bool engineAnswered(const TLLocalizedString& result, std::string_view key, std::optional<std::string_view> value,
+                    bool pseudoLocalizing) {
   switch (result.source) {
     case TLLookupSource::language:
     case TLLookupSource::bundleTable:
       return true;
     case TLLookupSource::engineOff:
       return result.text != key && (!value || result.text != *value);
+    case TLLookupSource::defaultValue:
+      return pseudoLocalizing;
     default:
       return false;
   }
@@ -56,8 +61,9 @@ std::optional<TLLocalizedString> BundleHook::lookUp(std::string_view key, std::o
                                                     std::string_view context) {
   auto bundle = servedBundle(context);
   if (!bundle || key.empty()) return std::nullopt;
-  TLLocalizedString result = TLInternal::sharedInstance()->localizedStringForKey(key, value, std::nullopt, bundle);
-  if (!engineAnswered(result, key, value)) return std::nullopt;
+  auto engine = TLInternal::sharedInstance();
+  TLLocalizedString result = engine->localizedStringForKey(key, value, std::nullopt, bundle);
+  if (!engineAnswered(result, key, value, engine->pseudoLocalizing())) return std::nullopt;
   return result;
 }
 

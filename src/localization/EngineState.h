@@ -52,6 +52,9 @@ class EngineState {
   std::atomic<bool> collectStoryBoardStrings{true};
   // "TolvanaLogGetString", read at start-up rather than from Info.plist at every look-up.
   std::atomic<bool> logGetString{false};
+  // The share pseudo-localised texts grow by; negative while pseudo-localisation is off, which
+  // costs a look-up this one load.
+  std::atomic<double> pseudoExpansion{-1};
 
  private:
   mutable std::recursive_mutex mutex_;

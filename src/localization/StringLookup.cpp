@@ -4,6 +4,7 @@
 
 #include "config/TLDeviceUtil.h"
 #include "localization/DevelopmentLanguage.h"
+#include "localization/PseudoLocalization.h"
 #include "localization/TLPluralRule.h"
 #include "support/StringUtil.h"
 #include "support/TLLog.h"
@@ -22,6 +23,12 @@ std::shared_ptr<const Bundle> orMainBundle(std::shared_ptr<const Bundle> bundle)
 }  // namespace
 
 bool StringLookup::tagsResults() const { return context_.state.inDraftMode || TLDeviceUtil::isUITestRunning(); }
+
+std::string StringLookup::shown(std::string text) const {
+  double expansion = context_.state.pseudoExpansion.load(std::memory_order_relaxed);
+  if (expansion < 0 || context_.state.inShowIdMode) return text;
+  return pseudoLocalized(text, expansion);
+}
 
 TLLocalizedString StringLookup::tagged(std::string text, std::string_view key) const {
   TLLocalizedString result{std::move(text), std::nullopt, TLLookupSource::engineOff, {}};
@@ -57,7 +64,7 @@ TLLocalizedString StringLookup::localizedStringForKey(std::string_view key, std:
   TLDatabase* db = state.currentDatabase();
   TLDatabase::LookupSettings settings = db ? db->lookupSettings() : TLDatabase::LookupSettings{};
   if (!state.enabled || !db || !settings.initialized) {
-    return tagged(orMainBundle(bundle)->localizedStringForKey(key, value, table), key);
+    return tagged(shown(orMainBundle(bundle)->localizedStringForKey(key, value, table)), key);
   }
   std::string deviceLong = TLDeviceUtil::deviceLanguageLong();
   std::string deviceShort = TLDeviceUtil::deviceLanguage();
@@ -109,7 +116,7 @@ TLLocalizedString StringLookup::localizedStringForKey(std::string_view key, std:
                                                            : TLLookupSource::bundleTable;
   }
   if (state.logGetString) logVerbose("getString called - key: '%@' value: '%@'", key, *result);
-  TLLocalizedString answer = tagged(std::move(*result), key);
+  TLLocalizedString answer = tagged(shown(std::move(*result)), key);
   answer.source = source;
   if (source == TLLookupSource::language) answer.sourceLanguage = *answeredIn;
   return answer;
@@ -191,28 +198,35 @@ TLLanguageMap StringLookup::localizeMap(const TLLanguageMap& map) const {
         text = defaultText;
         if (collecting) context_.recordMiss(language, key, defaultText);
       }
-      texts[key] = std::move(*text);
+      texts[key] = shown(std::move(*text));
     }
   }
   return output;
 }
 
-std::map<std::string, std::string> StringLookup::localizedStringsForLanguage(std::string_view language) const {
+std::map<std::string, std::string> StringLookup::storedStrings(std::string_view language) const {
   auto db = context_.state.database();
   return db ? db->stringsForLanguage(language) : std::map<std::string, std::string>{};
 }
 
+std::map<std::string, std::string> StringLookup::localizedStringsForLanguage(std::string_view language) const {
+  auto texts = storedStrings(language);
+  for (auto& [key, text] : texts) text = shown(std::move(text));
+  return texts;
+}
+
 std::map<std::string, std::string> StringLookup::localizedStringsForCurrentLanguage() const {
-  auto longTable = localizedStringsForLanguage(TLDeviceUtil::deviceLanguageLong());
-  auto shortTable = localizedStringsForLanguage(TLDeviceUtil::deviceLanguage());
+  auto longTable = storedStrings(TLDeviceUtil::deviceLanguageLong());
+  auto shortTable = storedStrings(TLDeviceUtil::deviceLanguage());
   auto db = context_.state.database();
   auto base = db ? db->baseLanguage() : std::nullopt;
-  auto merged = base ? localizedStringsForLanguage(*base) : std::map<std::string, std::string>{};
+  auto merged = base ? storedStrings(*base) : std::map<std::string, std::string>{};
   for (const auto* table : {&shortTable, &longTable}) {
     for (const auto& [key, text] : *table) {
       if (!text.empty()) merged[key] = text;
     }
   }
+  for (auto& [key, text] : merged) text = shown(std::move(text));
   return merged;
 }
 

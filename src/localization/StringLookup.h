@@ -71,6 +71,9 @@ class StringLookup {
   // One language's text from a store the caller has checked is on and initialised.
   std::optional<std::string> valueIn(TLDatabase& db, std::string_view key, std::string_view language) const;
   bool tagsResults() const;
+  // The text as shown: pseudo-localised while that is on (keys in show-ID mode stay keys).
+  std::string shown(std::string text) const;
+  std::map<std::string, std::string> storedStrings(std::string_view language) const;
   TLLocalizedString tagged(std::string text, std::string_view key) const;
 
   Context context_;
