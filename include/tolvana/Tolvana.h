@@ -31,7 +31,9 @@
 #include <type_traits>
 #include <vector>
 
+#include "tolvana/Configuration.h"
 #include "tolvana/Export.h"
+#include "tolvana/TextsChanged.h"
 #include "tolvana/TolvanaScreenshotInterface.h"
 
 namespace tolvana {
@@ -59,6 +61,34 @@ class TOLVANA_EXPORT Tolvana {
   using Arguments = std::map<std::string, std::string>;
   /// Language → key → text (or, as input to localizeMap, key → default text).
   using LanguageMap = std::map<std::string, std::map<std::string, std::string>>;
+  /// One line of the library's log: its level (0 verbose, 1 debug, 2 info, 3 warning,
+  /// 4 error, 5 assert), its tag ("Tolvana") and its text.
+  using LogHandler = std::function<void(int level, std::string_view tag, std::string_view message)>;
+  /// Told that shown texts may be out of date (see setTextsChangedHandler).
+  using TextsChangedHandler = std::function<void(const TextsChanged&)>;
+
+  /// Says where the app bundle is, where its data and defaults are kept, how much the library
+  /// logs and who runs the main queue, instead of the environment. Only before the engine
+  /// starts, that is before the first look-up, update or other call that needs it; false,
+  /// with an error line, once it has started. Call it once, early, from one thread.
+  static bool configure(const Configuration& configuration);
+  /// For a host that runs the main queue itself (Configuration::hostDrivesMainQueue): runs
+  /// the tasks that are due, on the calling thread. Returns the milliseconds until the next
+  /// queued task falls due, or -1 when none is queued (or the library runs its own queue).
+  static std::int64_t drainMainQueue();
+  /// Takes the library's log lines instead of standard error: one call per line, on the
+  /// thread that logs, possibly while the library holds a lock of its own, so the handler must
+  /// not wait for another thread that uses the library. Only lines at or above the log
+  /// threshold arrive. A line logged from inside the handler goes to standard error. When
+  /// this returns, the handler it replaced is no longer running; an empty handler goes back
+  /// to standard error.
+  static void setLogHandler(LogHandler handler);
+  /// Called on the main queue, never under the library's lock, when shown texts may be out
+  /// of date: after an update that wrote newer texts into the stores (with what it wrote),
+  /// and after setLanguage switched the language look-ups use first. When this returns, the
+  /// handler it replaced is no longer running (unless replaced from inside itself); an empty
+  /// handler removes it.
+  static void setTextsChangedHandler(TextsChangedHandler handler);
 
   /// Asks the translation server for what is new in the default groups and languages (and
   /// uploads the strings collected as missing).

@@ -52,8 +52,7 @@ class PreferredLanguagesOverride final : public Locale {
 // The Linux ports depend on each other only through late-bound functions: the bundles need
 // the preferred languages, which need the user defaults, whose domain is the main bundle's
 // identifier.
-Platform::Ports makeLinuxPorts(const LinuxPortOptions& options) {
-  Platform::Ports ports;
+void setLinuxAppPorts(Platform::Ports& ports, const LinuxPortOptions& options) {
   std::string mainPath = options.mainBundlePath.value_or(defaultMainBundlePath());
   auto locale = std::make_shared<std::shared_ptr<Locale>>();
   ports.bundles = makeDirectoryBundles(mainPath, [locale] {
@@ -67,6 +66,11 @@ Platform::Ports makeLinuxPorts(const LinuxPortOptions& options) {
   }
   ports.locale = *locale;
   ports.device = makePosixDevice(options.dataDirectory);
+}
+
+Platform::Ports makeLinuxPorts(const LinuxPortOptions& options) {
+  Platform::Ports ports;
+  setLinuxAppPorts(ports, options);
   ports.dispatch = makeThreadDispatch();
   ports.clock = makeSystemClock();
   ports.ui = std::make_shared<RecordingUi>();

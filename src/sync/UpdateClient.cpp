@@ -6,6 +6,7 @@
 #include "config/ProcessState.h"
 #include "config/TLDeviceUtil.h"
 #include "config/TLSettings.h"
+#include "config/TextsChangedNotices.h"
 #include "support/Hmac.h"
 #include "support/Json.h"
 #include "support/StringUtil.h"
@@ -318,10 +319,18 @@ void UpdateClient::handleUpdateAnswer(const HttpResponse& response, bool fullReq
   if (response.body.front() != '{') return;
 
   auto db = context_.state.database();
-  bool accepted = db && db->parseResponseV2Json(response.body);
+  TextChanges written;
+  bool accepted = db && db->parseResponseV2Json(response.body, &written);
   if (accepted && fullRequest) writeLastMAU();
   if (context_.state.inDraftMode && !context_.state.isDraftModeEnabled()) context_.leaveDraftMode();
-  if (accepted && db->entriesWritten() > 0) ++ProcessState::get().textsChanged;
+  if (!written.empty()) {
+    ++ProcessState::get().textsChanged;
+    // Queued before the completion, so a host that redraws on the notice has done so when its
+    // update's handler runs.
+    TextsChanged notice{.cause = TextsChanged::Cause::update, .languages = {}, .changes = written};
+    for (const auto& [language, groups] : written) notice.languages.push_back(language);
+    TextsChangedNotices::post(std::move(notice));
+  }
   complete(completion, completeOnMainQueue, accepted);
   isFetchingLocalisationTexts_ = false;
   if (!ProcessState::get().firstUpdateCompleted.exchange(true)) {

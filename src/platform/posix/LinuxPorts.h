@@ -26,5 +26,8 @@ struct LinuxPortOptions {
 };
 
 Platform::Ports makeLinuxPorts(const LinuxPortOptions& options = {});
+// Only the ports that say which app runs and where its data lives (bundles, user defaults,
+// locale, device), in place of those in ports.
+void setLinuxAppPorts(Platform::Ports& ports, const LinuxPortOptions& options);
 
 }  // namespace tolvana
