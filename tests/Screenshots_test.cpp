@@ -1,11 +1,15 @@
 // Screenshots from a headless window to the reference server, and their refusals.
 #include <gtest/gtest.h>
 
+#include <atomic>
+#include <thread>
+
 #include "core/TLInternal.h"
 #include "tolvana/TolvanaScreenshotInterface.h"
 #include "support/Json.h"
 #include "tests/support/AppFixture.h"
 #include "tests/support/ServerFixture.h"
+#include "tolvana/tolvana.h"
 
 namespace tolvana {
 namespace {
@@ -102,6 +106,32 @@ TEST_F(Screenshots, ProvidedPositionsJoinTheWalk) {
                                                           R"({"height":1,"text":"No key","width":1,"x":0,"y":0})"}));
   EXPECT_EQ(provided(shots[1]), (std::vector<std::string>{R"({"height":4,"key":"buy","width":3,"x":1,"y":2})"}));
   EXPECT_NE(shots[1].find("body")->find("operatingSystem")->asString().find(" - [Tolvana ID Mode]"), std::string::npos);
+}
+
+// The same through the C interface: a C provider answers from another thread, later, and the
+// capture, queued onto the main queue, calls back once when the upload has ended.
+void providePositionsLater(tolvana_positions_reply* reply, void*) {
+  std::thread([reply] {
+    tolvana_positions_reply_send(reply, R"({"TLStringPositions":[{"key":"buy","value":"Buy","x":1,"y":2,"width":3,"height":4}]})");
+  }).detach();
+}
+
+void recordDone(int success, void* data) { static_cast<std::atomic<int>*>(data)->store(success); }
+
+TEST_F(Screenshots, ACProviderAndCaptureThroughTheCInterface) {
+  start();
+  tolvana_set_screenshot_interface(providePositionsLater, nullptr);
+  std::atomic<int> done{-1};
+  const char* keys[] = {nullptr, "unknown"};
+  tolvana_capture_screenshot("Home", keys, 2, 1, recordDone, &done);
+  EXPECT_EQ(done, -1) << "captured inside the call";
+  ASSERT_TRUE(app.platform.dispatch->runUntil([&] { return done >= 0; }));
+  EXPECT_EQ(done, 1);
+  auto shots = server.inspect("screenshots").asArray();
+  ASSERT_EQ(shots.size(), 1u);
+  std::string positions = json::serialize(*shots[0].find("body")->find("stringPositions"));
+  EXPECT_NE(positions.find(R"({"height":4,"key":"buy","width":3,"x":1,"y":2})"), std::string::npos) << positions;
+  EXPECT_EQ(shots[0].find("body")->find("useOCR")->asString(), "true");
 }
 
 TEST_F(Screenshots, RefusalsCompleteWithFalse) {

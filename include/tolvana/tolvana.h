@@ -30,12 +30,38 @@
  * where a string is required, NULL is logged as an error and the call gives its neutral
  * result.
  *
- * Threads: every function may be called from any thread, concurrently. Update callbacks are
- * called exactly once, on the main queue (a thread of the library's own when no toolkit drives
- * one): never inside the call that asked for them, and never while the library holds a lock
- * of its own, so a callback may call this interface again. An update that cannot end as
- * usual (the engine is off, an answer it cannot read, a failure inside) calls back as well,
- * with success 0.
+ * Threads: every function may be called from any thread, concurrently. Update and screenshot
+ * callbacks are called exactly once, on the main queue (a thread of the library's own, or the
+ * host's own thread when it drives the queue with tolvana_main_queue_drain()): never inside
+ * the call that asked for them, and never while the library holds a lock of its own, so a
+ * callback may call this interface again. An update that cannot end as usual calls back as
+ * well, with success 0: when the engine is off or has no settings archive (the engine itself
+ * would answer inside the call, under its lock), when the server answers 200 with a body that
+ * is not JSON (the engine itself never answers), and when it fails inside.
+ *
+ * Before the first call, a host may say where its app and data are with tolvana_configure()
+ * instead of environment variables, take the log with tolvana_set_log_callback() and hear of
+ * changed texts with tolvana_set_texts_changed_callback() (tolvana/tolvana_host.h).
+ *
+ * The C++ facade's methods and their C functions:
+ * - updateWithCompletionHandler, updateGroups: tolvana_update(), tolvana_update_groups()
+ * - localizedStringForKey with a default, arguments, a plural rule: tolvana_localized_string(),
+ *   tolvana_localized_string_with_default(), _with_arguments(), _with_plural_rule() (a NULL
+ *   default stands for the overloads without one)
+ * - localizedStringsForLanguage, localizedStringsForCurrentLanguage, localizeMap:
+ *   tolvana_localized_strings_for_language(), _for_current_language(), tolvana_localize_map()
+ * - captureScreenshotWithTag (all four): tolvana_capture_screenshot() (use_ocr 0 and a NULL
+ *   callback stand for the shorter ones)
+ * - showDraftModeDialog, setScreenShotMenuVisible, setScreenshotInterface:
+ *   tolvana_show_draft_mode_dialog(), tolvana_set_screenshot_menu_visible(),
+ *   tolvana_set_screenshot_interface()
+ * - setLanguage, setEnabled, enabled, setDraftModeEnabled (and its older spelling
+ *   setDraftModelEnabled), setShowIdModeEnabled: tolvana_set_language(), tolvana_set_enabled(),
+ *   tolvana_enabled(), tolvana_set_draft_mode_enabled(), tolvana_set_show_id_mode_enabled()
+ * - reset, sdkVersion, pluralRuleForQuantity: tolvana_reset(), tolvana_sdk_version(),
+ *   tolvana_plural_rule_for_quantity()
+ * - configure, drainMainQueue, setLogHandler, setTextsChangedHandler: tolvana_configure(),
+ *   tolvana_main_queue_drain(), tolvana_set_log_callback(), tolvana_set_texts_changed_callback()
  *
  * Errors: no C++ exception leaves this interface; a failure inside is logged and the call
  * gives its neutral result.
@@ -201,6 +227,29 @@ TOLVANA_EXPORT int tolvana_show_id_mode_enabled(void);
  */
 TOLVANA_EXPORT char* tolvana_sdk_version(void);
 
+/**
+ * Switches the engine on or off; persisted across launches. Switched off, look-ups answer from
+ * the bundle's own tables, and updates fail at once.
+ * @param enabled 0 switches off, anything else on.
+ */
+TOLVANA_EXPORT void tolvana_set_enabled(int enabled);
+
+/**
+ * Whether the engine is on.
+ * @return 1 or 0.
+ */
+TOLVANA_EXPORT int tolvana_enabled(void);
+
+/**
+ * Drops the engine, erases the app's user defaults and starts again, as a fresh install would.
+ * The screenshot provider is forgotten with the engine.
+ */
+TOLVANA_EXPORT void tolvana_reset(void);
+
 #ifdef __cplusplus
 }
 #endif
+
+#include "tolvana/tolvana_dictionary.h"
+#include "tolvana/tolvana_host.h"
+#include "tolvana/tolvana_review.h"
