@@ -4,6 +4,12 @@ Every function may be called from any thread. Update callbacks run exactly once,
 library's main queue (a thread of its own when no toolkit drives one), after the call that
 asked has returned; an update that cannot end as usual calls back with False. Look-ups never
 fail: they fall back to the bundle's own tables, the default text and finally the key.
+
+Before the first look-up, configure() (or the configuration() block) says where the app and
+its data are, instead of environment variables. The library's log goes to the logging
+module's "tolvana" logger; set_texts_changed_handler() hears of updates that wrote texts and
+of language switches. Programming errors (a provider that is not callable, configure() after
+the engine started) raise; nothing else does.
 """
 
 import ctypes
@@ -185,3 +191,13 @@ def set_show_id_mode_enabled(enabled: bool) -> None:
 def show_id_mode_enabled() -> bool:
     """Whether keys are shown instead of texts."""
     return _lib.tolvana_show_id_mode_enabled() == 1
+
+
+# The rest of the interface, a module per group; the library's log goes to the logging
+# module's "tolvana" logger from here on.
+from . import _dictionaries, _host, _review  # noqa: E402
+from ._dictionaries import *  # noqa: E402,F401,F403
+from ._host import *  # noqa: E402,F401,F403
+from ._review import *  # noqa: E402,F401,F403
+
+__all__ += _dictionaries.__all__ + _host.__all__ + _review.__all__
