@@ -8,7 +8,7 @@
 #include "EventLoopWait.h"
 #include "QtDispatch.h"
 #include "QtUi.h"
-#include "TextsChangedNotice.h"
+#include "TolvanaTranslator.h"
 #include "tolvana/qt/WidgetKeys.h"
 #include "tolvana/Hooks.h"
 #include "tolvana/platform/Platform.h"
@@ -64,11 +64,15 @@ void startTolvana() {
   Platform::Ports ports = base;
   auto dispatch = std::make_shared<QtDispatch>(context, base.dispatch);
   ports.dispatch = dispatch;
-  ports.http = std::make_shared<TextsChangedNotice>(base.http, dispatch);
   auto ui = std::make_shared<QtUi>(context);
   ports.ui = ui;
   Platform::Install(std::make_shared<Platform>(ports));
   ui->installLookupHooks();
+  // New texts in the stores, or another language, reach widgets that retranslate on a
+  // LanguageChange. The notice comes on the main queue, which is this application's loop.
+  std::uint64_t listener =
+      TolvanaHooks::addTextsChangedListener([](const TextsChanged&) { TolvanaTranslator::announceTextsChanged(); });
+  QObject::connect(context, &QObject::destroyed, [listener] { TolvanaHooks::removeTextsChangedListener(listener); });
   if (qobject_cast<QApplication*>(app)) app->installEventFilter(new KeyTracker(context));
 
   auto* gate = new LaunchGate(context);

@@ -17,6 +17,7 @@
 #include <string_view>
 
 #include "tolvana/Export.h"
+#include "tolvana/TextsChanged.h"
 
 namespace tolvana {
 
@@ -66,6 +67,12 @@ class TOLVANA_EXPORT TolvanaHooks {
   /// Counts the updates that wrote texts into the stores; a change tells the adapter that
   /// shown texts may be out of date.
   static std::uint64_t textsChangedCount();
+  /// Tells the listener, on the main queue, each time shown texts may be out of date: an
+  /// update wrote texts into the stores, or the language look-ups use first was switched.
+  /// It is kept beside the host's own handler (Tolvana::setTextsChangedHandler) until removed
+  /// with the id this returns.
+  static std::uint64_t addTextsChangedListener(std::function<void(const TextsChanged&)> listener);
+  static void removeTextsChangedListener(std::uint64_t id);
 
   /// Tags the text stored at data with its key. owner keeps that storage alive while the
   /// tag is kept, so the address cannot stand for another text; the oldest tags are dropped

@@ -2,6 +2,7 @@
 
 #include "config/ProcessState.h"
 #include "config/TLSettings.h"
+#include "config/TextsChangedNotices.h"
 #include "hooks/BundleHook.h"
 #include "hooks/KeyTags.h"
 #include "hooks/LaunchHook.h"
@@ -46,6 +47,15 @@ void TolvanaHooks::updateBlocking(const WaitOneSecond& wait) {
 }
 
 std::uint64_t TolvanaHooks::textsChangedCount() { return ProcessState::get().textsChanged.load(); }
+
+std::uint64_t TolvanaHooks::addTextsChangedListener(std::function<void(const TextsChanged&)> listener) {
+  return guarded("addTextsChangedListener", std::uint64_t{0},
+                 [&] { return TextsChangedNotices::addListener(std::move(listener)); });
+}
+
+void TolvanaHooks::removeTextsChangedListener(std::uint64_t id) {
+  guarded("removeTextsChangedListener", [&] { TextsChangedNotices::removeListener(id); });
+}
 
 void TolvanaHooks::tagText(const void* data, std::shared_ptr<const void> owner, std::string key) {
   guarded("tagText", [&] { KeyTags::shared().tag(data, std::move(owner), std::move(key)); });

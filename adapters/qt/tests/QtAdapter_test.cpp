@@ -166,6 +166,13 @@ TEST(QtAdapter, AnUpdateCompletesOnTheGuiThreadAndWidgetsRetranslate) {
   EXPECT_TRUE(succeeded);
   EXPECT_TRUE(onGuiThread);
   EXPECT_EQ(tr("Welcome"), "Willkommen im Qt-Beispiel");
+
+  // A language switch is announced as well, without any update.
+  int before = widget.count;
+  ASSERT_TRUE(tolvana::Tolvana::setLanguage("en"));
+  ASSERT_TRUE(spinUntil([&] { return widget.count > before; }));
+  EXPECT_EQ(tr("Welcome"), "Welcome to the Qt sample");
+  tolvana::Tolvana::setLanguage(std::nullopt);
 }
 
 struct SampleRun {
