@@ -4,6 +4,7 @@
 
 #include "store/TLDatabase.h"
 #include "store/TLDatabaseState.h"
+#include "support/Mutex.h"
 #include "tolvana/platform/Platform.h"
 
 namespace tolvana {
@@ -26,7 +27,7 @@ TLDatabase::LookupWrite::~LookupWrite() { version_.fetch_add(1, std::memory_orde
 TLDatabase::ThreadView& TLDatabase::threadView() const {
   thread_local ThreadView view;
   if (view.owner == id_ && view.version == lookupVersion_.load(std::memory_order_acquire)) return view;
-  std::shared_lock reading(lookupMutex_);
+  SharedLockGuard reading(lookupMutex_);
   view.owner = id_;
   view.version = lookupVersion_.load(std::memory_order_relaxed);
   view.settings = {state_->initialized, state_->collectMissingEnabled, state_->baseLanguage};
@@ -39,7 +40,7 @@ std::shared_ptr<TLDBProtocol> TLDatabase::concurrentStore(std::string_view langu
   for (const auto& [code, store] : view.stores) {
     if (code == language) return store;
   }
-  std::shared_lock reading(lookupMutex_);
+  SharedLockGuard reading(lookupMutex_);
   auto it = state_->databases.find(language);
   auto store = it != state_->databases.end() && it->second->readsConcurrently() ? it->second : nullptr;
   if (view.version == lookupVersion_.load(std::memory_order_relaxed)) view.stores.emplace_back(language, store);
@@ -47,7 +48,7 @@ std::shared_ptr<TLDBProtocol> TLDatabase::concurrentStore(std::string_view langu
 }
 
 bool TLDatabase::knownAbsent(std::string_view language) const {
-  std::shared_lock reading(lookupMutex_);
+  SharedLockGuard reading(lookupMutex_);
   auto it = state_->absentUntil.find(language);
   return it != state_->absentUntil.end() && Platform::Current().clock().monotonicNow() < it->second;
 }
@@ -58,16 +59,17 @@ template <typename Read>
 auto TLDatabase::readInStore(std::string_view language, Read read) -> decltype(read(std::declval<TLDBProtocol&>())) {
   auto store = concurrentStore(language);
   if (!store && !knownAbsent(language)) store = openForReading(language);
-  std::unique_lock<std::recursive_mutex> lock;
-  if (!store) {
-    if (knownAbsent(language)) return std::nullopt;
-    lock = std::unique_lock(mutex_);
-    store = databaseForLanguage(language, false);
-    if (!store) return std::nullopt;
-  }
-  auto answer = read(*store);
-  dropIfBroken(language, store);
-  return answer;
+  auto answer = [&] {
+    auto value = read(*store);
+    dropIfBroken(language, store);
+    return value;
+  };
+  if (store) return answer();
+  if (knownAbsent(language)) return std::nullopt;
+  LockGuard lock(mutex_);
+  store = databaseForLanguage(language, false);
+  if (!store) return std::nullopt;
+  return answer();
 }
 
 std::optional<std::string> TLDatabase::valueWithKey(std::string_view key, std::string_view language) {

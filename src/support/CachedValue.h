@@ -14,6 +14,8 @@
 #include <mutex>
 #include <optional>
 
+#include "support/Mutex.h"
+
 namespace tolvana {
 
 template <class T>
@@ -27,12 +29,12 @@ class CachedValue {
     if (copy.value && copy.generation == published_.load(std::memory_order_acquire)) return *copy.value;
     std::uint64_t generation;
     {
-      std::lock_guard lock(mutex_);
+      LockGuard lock(mutex_);
       if (value_) return keep(copy, *value_);
       generation = generation_;
     }
     T computed = compute();
-    std::lock_guard lock(mutex_);
+    LockGuard lock(mutex_);
     if (generation != generation_) return computed;
     if (!value_) value_ = std::move(computed);
     return keep(copy, *value_);
@@ -40,7 +42,7 @@ class CachedValue {
 
   // Replaces the value; nullopt clears it, so the next get() computes it again.
   void set(std::optional<T> value) {
-    std::lock_guard lock(mutex_);
+    LockGuard lock(mutex_);
     ++generation_;
     value_ = std::move(value);
     published_.store(generation_, std::memory_order_release);
@@ -64,8 +66,7 @@ class CachedValue {
     copies.push_back(ThreadCopy{id_, 0, std::nullopt});
     return copies.back();
   }
-  // Called under mutex_ with the kept value.
-  const T& keep(ThreadCopy& copy, const T& value) {
+  const T& keep(ThreadCopy& copy, const T& value) TL_REQUIRES(mutex_) {
     copy.generation = generation_;
     copy.value = value;
     return value;
@@ -76,9 +77,9 @@ class CachedValue {
   }
 
   const std::uint64_t id_ = nextId();
-  std::mutex mutex_;
-  std::optional<T> value_;        // guarded by mutex_
-  std::uint64_t generation_ = 0;  // guarded by mutex_
+  Mutex mutex_;
+  std::optional<T> value_ TL_GUARDED_BY(mutex_);
+  std::uint64_t generation_ TL_GUARDED_BY(mutex_) = 0;
   std::atomic<std::uint64_t> published_{0};  // generation_, for the lock-free check
 };
 
