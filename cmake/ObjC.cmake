@@ -25,6 +25,8 @@ if(NOT CMAKE_OBJC_COMPILER)
   find_program(TOLVANA_OBJC_GCC NAMES gcc)
   set(CMAKE_OBJC_COMPILER ${TOLVANA_OBJC_GCC})
 endif()
+# GNUstep's base library carries most of the blocks runtime (and, linked first, its functions
+# are the ones used); the class of blocks that capture nothing is only in libBlocksRuntime.
 find_path(TOLVANA_BLOCK_INCLUDE Block.h)
 find_library(TOLVANA_BLOCKS_RUNTIME BlocksRuntime)
 if(NOT TOLVANA_BLOCK_INCLUDE OR NOT TOLVANA_BLOCKS_RUNTIME)
@@ -49,6 +51,18 @@ unset(_missing)
 
 enable_language(OBJC)
 enable_language(OBJCXX)
+# CMake 3.25 has no run-path flags for Objective-C on Linux, so that a program linked by the
+# Objective-C driver would not find the libraries of the build tree; both drivers take the C ones.
+foreach(_lang OBJC OBJCXX)
+  foreach(_kind SHARED_LIBRARY EXECUTABLE)
+    if(NOT CMAKE_${_kind}_RUNTIME_${_lang}_FLAG)
+      set(CMAKE_${_kind}_RUNTIME_${_lang}_FLAG ${CMAKE_SHARED_LIBRARY_RUNTIME_C_FLAG})
+      set(CMAKE_${_kind}_RUNTIME_${_lang}_FLAG_SEP ${CMAKE_SHARED_LIBRARY_RUNTIME_C_FLAG_SEP})
+    endif()
+  endforeach()
+endforeach()
+unset(_kind)
+unset(_lang)
 if(TOLVANA_CCACHE)
   set(CMAKE_OBJC_COMPILER_LAUNCHER ${TOLVANA_CCACHE})
   set(CMAKE_OBJCXX_COMPILER_LAUNCHER ${TOLVANA_CCACHE})
@@ -59,12 +73,18 @@ endif()
 execute_process(COMMAND ${TOLVANA_GNUSTEP_CONFIG} --objc-flags OUTPUT_VARIABLE _flags OUTPUT_STRIP_TRAILING_WHITESPACE)
 separate_arguments(_flags UNIX_COMMAND "${_flags}")
 set(TOLVANA_GNUSTEP_FLAGS "")
+set(TOLVANA_GNUSTEP_INCLUDES "")
 foreach(_flag IN LISTS _flags)
   if(_flag MATCHES "^-(MMD|MP|g|O[0-9s]?|Wall|I\\.)$" OR _flag MATCHES "^-I.*/GNUstep/Library/Headers$"
      OR _flag MATCHES "^-I/usr/local/")
     continue()
   endif()
-  list(APPEND TOLVANA_GNUSTEP_FLAGS ${_flag})
+  # GNUstep's headers are system headers: the project's warnings are not for them.
+  if(_flag MATCHES "^-I(.+)$")
+    list(APPEND TOLVANA_GNUSTEP_INCLUDES ${CMAKE_MATCH_1})
+  else()
+    list(APPEND TOLVANA_GNUSTEP_FLAGS ${_flag})
+  endif()
 endforeach()
 execute_process(COMMAND ${TOLVANA_GNUSTEP_CONFIG} --base-libs OUTPUT_VARIABLE _libs OUTPUT_STRIP_TRAILING_WHITESPACE)
 separate_arguments(_libs UNIX_COMMAND "${_libs}")
@@ -85,10 +105,13 @@ set(TOLVANA_OBJC_SHIM ${PROJECT_SOURCE_DIR}/bindings/objc/shim)
 set(TOLVANA_OBJC_CLANG_FLAGS -fobjc-runtime=gcc -fblocks)
 
 add_library(tolvana_gnustep INTERFACE)
+set_target_properties(tolvana_gnustep PROPERTIES EXPORT_NAME gnustep-foundation)
 target_compile_options(tolvana_gnustep INTERFACE
   "$<$<COMPILE_LANGUAGE:OBJC,OBJCXX>:${TOLVANA_GNUSTEP_FLAGS}>"
   "$<$<COMPILE_LANG_AND_ID:OBJCXX,Clang>:${TOLVANA_OBJC_CLANG_FLAGS};-idirafter;${TOLVANA_GCC_INCLUDE}>"
   "$<$<COMPILE_LANG_AND_ID:OBJC,Clang>:${TOLVANA_OBJC_CLANG_FLAGS};-idirafter;${TOLVANA_GCC_INCLUDE}>")
-target_include_directories(tolvana_gnustep INTERFACE $<BUILD_INTERFACE:${TOLVANA_OBJC_SHIM}>)
-target_link_libraries(tolvana_gnustep INTERFACE ${TOLVANA_GNUSTEP_LIBS} ${TOLVANA_BLOCKS_RUNTIME})
+target_include_directories(tolvana_gnustep SYSTEM INTERFACE ${TOLVANA_GNUSTEP_INCLUDES})
+target_include_directories(tolvana_gnustep INTERFACE $<BUILD_INTERFACE:${TOLVANA_OBJC_SHIM}>
+  $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}/tolvana/objc/shim>)
+target_link_libraries(tolvana_gnustep INTERFACE ${TOLVANA_GNUSTEP_LIBS} -lBlocksRuntime)
 set(TOLVANA_OBJC_FOUND TRUE)
