@@ -115,3 +115,12 @@ target_include_directories(tolvana_gnustep INTERFACE $<BUILD_INTERFACE:${TOLVANA
   $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}/tolvana/objc/shim>)
 target_link_libraries(tolvana_gnustep INTERFACE ${TOLVANA_GNUSTEP_LIBS} -lBlocksRuntime)
 set(TOLVANA_OBJC_FOUND TRUE)
+
+# AppKit, where GNUstep's GUI library is installed: the window sample and the tests of the
+# AppKit hooks (which run under Xvfb) are built with it. The binding itself never links it.
+find_path(TOLVANA_APPKIT_INCLUDE AppKit/AppKit.h PATHS ${TOLVANA_GNUSTEP_INCLUDES} NO_DEFAULT_PATH)
+find_library(TOLVANA_APPKIT_LIBRARY gnustep-gui)
+if(TOLVANA_APPKIT_INCLUDE AND TOLVANA_APPKIT_LIBRARY)
+  add_library(tolvana_appkit INTERFACE)
+  target_link_libraries(tolvana_appkit INTERFACE tolvana_gnustep ${TOLVANA_APPKIT_LIBRARY})
+endif()

@@ -5,6 +5,7 @@
 #include <mutex>
 #include <set>
 
+#import "AppKitHooks.h"
 #import "FoundationBundle.h"
 #import "FoundationPorts.h"
 #import "FoundationScope.h"
@@ -30,6 +31,7 @@ bool servedByEngine(NSBundle* bundle) {
 void launchOnFirstLookUp() {
   static std::atomic<bool> launched{false};
   if (launched.load(std::memory_order_relaxed) || launched.exchange(true)) return;
+  installAppKitHooks();
   TolvanaHooks::launch({});
 }
 
@@ -48,6 +50,10 @@ NSString* platformLocalizedString(NSBundle* bundle, NSString* key, NSString* val
   NSAutoreleasePool* pool = [NSAutoreleasePool new];
   tolvana::objc::installFoundationPlatform();
   [self loadTolvana];
+  if (tolvana::TolvanaHooks::autostartEnabled()) {
+    tolvana::objc::installAppKitHooks();
+    tolvana::objc::watchApplicationLaunch();
+  }
   [pool release];
 }
 

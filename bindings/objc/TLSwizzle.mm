@@ -3,6 +3,8 @@
 #include <objc/runtime.h>
 #include <stdlib.h>
 
+#import "AppKitHooks.h"
+
 namespace {
 
 // The class's own method for the selector, not one it inherits.
@@ -74,6 +76,7 @@ extern "C" BOOL TL_swizzleNamedInstanceMethod(NSString* className, NSString* sel
   [[NSBundle mainBundle] ensureBundleSwizzleActive];
   [NSString class];
   [NSObject class];
+  tolvana::objc::installAppKitHooks();
 }
 
 @end
