@@ -61,10 +61,10 @@ NSString* platformLocalizedString(NSBundle* bundle, NSString* key, NSString* val
 // the first.
 + (void)loadTolvana {
   static std::mutex mutex;
-  static std::set<Class> installed;
+  static auto* installed = new std::set<Class>;  // never destroyed: threads may ask during exit
   if (!tolvana::TolvanaHooks::autostartEnabled()) return;
   std::lock_guard lock(mutex);
-  if (!installed.insert(self).second) return;
+  if (!installed->insert(self).second) return;
   TL_swizzleInstanceMethod(self, @selector(localizedStringForKey:value:table:),
                            @selector(TL_localizedStringForKey:value:table:));
   TL_swizzleInstanceMethod(self, @selector(TL_swizzleActive), @selector(TL_swizzleBundleActive));
