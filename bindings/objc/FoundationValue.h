@@ -30,7 +30,8 @@ Value toValue(id object);
 // nil for Null.
 id toObject(const Value& value);
 
-// The strings of an array; other elements by their description. Empty for nil.
+// The strings of an array; other elements by their description. Empty for nil and for objects
+// of another class (the same for dictionaries).
 std::vector<std::string> toStrings(NSArray* array);
 NSArray* toNSArray(const std::vector<std::string>& strings);
 std::map<std::string, std::string> toStringMap(NSDictionary* dictionary);

@@ -97,8 +97,10 @@ id toObject(const Value& value) {
   return nil;
 }
 
+// A host that passes another kind of object gets the neutral answer, not an exception.
 std::vector<std::string> toStrings(NSArray* array) {
   std::vector<std::string> strings;
+  if (![array isKindOfClass:[NSArray class]]) return strings;
   for (id element in array) strings.push_back(toString(element));
   return strings;
 }
@@ -113,6 +115,7 @@ NSArray* toNSArray(const std::vector<std::string>& strings) {
 
 std::map<std::string, std::string> toStringMap(NSDictionary* dictionary) {
   std::map<std::string, std::string> map;
+  if (![dictionary isKindOfClass:[NSDictionary class]]) return map;
   for (id key in dictionary) map[toString(key)] = toString([dictionary objectForKey:key]);
   return map;
 }

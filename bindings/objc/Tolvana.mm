@@ -61,6 +61,7 @@ NSString* textOrKey(const std::string& text, NSString* key) {
 
 Engine::LanguageMap toLanguageMap(NSDictionary* map) {
   Engine::LanguageMap languages;
+  if (![map isKindOfClass:[NSDictionary class]]) return languages;
   for (id language in map) {
     id keys = [map objectForKey:language];
     if ([keys isKindOfClass:[NSDictionary class]]) languages[toString(language)] = toStringMap(keys);

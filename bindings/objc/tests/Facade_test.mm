@@ -24,6 +24,11 @@ TEST(Facade, LookUpsConvertTextsArgumentsAndNil) {
        "4 Artikel im Warenkorb"},
       {^{ return [Tolvana localizedStringForKey:@"cart.items[one]" withArguments:four]; }, "4 Artikel im Warenkorb"},
       {^{ return [Tolvana sdkVersion]; }, "2.0.149"},
+      // A host's wrong kind of object is ignored, not raised about.
+      {^{ return [Tolvana localizedStringForKey:@"x" withDefaultValue:@"%{a}"
+                                    andArguments:(NSDictionary*)[NSArray arrayWithObject:@"a"]]; },
+       "%{a}"},
+      {^{ return [[[Tolvana localizeMap:(NSDictionary*)@"en"] allKeys] componentsJoinedByString:@","]; }, ""},
   };
   for (const auto& c : cases) EXPECT_EQ(str(c.lookUp()), c.expected);
 }
