@@ -276,10 +276,10 @@ bool TLDatabase::parseResponseV2Json(const std::string& text) {
 
 void TLDatabase::removeUnusedDatabases(const std::vector<std::string>& languages) {
   std::lock_guard lock(mutex_);
-  for (const auto& language : languages) markLanguageAsEnabled(language);
-  for (const auto& stored : storeLanguagesIn(state_->dbDirectory)) {
-    if (std::find(languages.begin(), languages.end(), stored) == languages.end()) deleteDatabase(stored);
-  }
+  std::map<std::string, bool> marks;
+  for (const auto& language : languages) marks[language] = false;
+  for (const auto& stored : storeLanguagesIn(state_->dbDirectory)) marks.try_emplace(stored, true);
+  setDeletionMarks(marks);
 }
 
 // The file stays until the next unpacking of an archive that carries the language.

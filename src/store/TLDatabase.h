@@ -56,6 +56,8 @@ class TLDatabase {
   void deleteDatabase(std::string_view language);
   void markLanguageAsDeleted(std::string_view language);
   void markLanguageAsEnabled(std::string_view language);
+  // Sets the marks of many languages (true: deleted) with one write of the defaults.
+  void setDeletionMarks(const std::map<std::string, bool>& deletedByLanguage);
   void saveLatestAppInfo();
   // Writes 375,000 entries (3 languages, 250 groups of 500) and times look-ups; returns the
   // seconds the writes took.
