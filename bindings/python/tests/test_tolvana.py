@@ -1,6 +1,9 @@
 # The binding against the demo app (run under tests/with-demo-app, German device): what the
 # ctypes layer converts (texts, argument dictionaries, lists, booleans, callbacks).
+import glob
 import os
+import sqlite3
+import time
 
 import pytest
 
@@ -40,3 +43,17 @@ def test_update_brings_the_servers_texts():
     assert tolvana.localized_string("onboarding.step1") == "Lege dein Profil an"
     assert tolvana.update_and_wait(timeout=30)
     assert tolvana._pending == {}
+
+
+def test_a_store_value_that_is_no_utf8_reads_with_replacement_characters():
+    tolvana.localized_string("welcome.title")  # the store exists once the engine has started
+    stores = glob.glob(os.path.join(os.environ["XDG_DATA_HOME"], "Tolvana", "*", "*", "de.sqlite"))
+    assert len(stores) == 1
+    with sqlite3.connect(stores[0]) as connection:
+        connection.execute("INSERT OR REPLACE INTO entries VALUES ('hostile.bytes', CAST(X'48E46C6C6FFF' AS TEXT), NULL)")
+    deadline = time.monotonic() + 10
+    text = tolvana.localized_string("hostile.bytes")
+    while text == "hostile.bytes" and time.monotonic() < deadline:  # the store is read again within a second
+        time.sleep(0.2)
+        text = tolvana.localized_string("hostile.bytes")
+    assert text == "H\ufffdllo\ufffd"
