@@ -50,6 +50,11 @@ std::vector<std::string> storeLanguagesIn(const std::string& directory) {
   return languages;
 }
 
+bool canWriteIn(const std::string& directory) {
+  ReplacementFile probe(directory + "/.write-probe");
+  return probe.open();
+}
+
 }  // namespace
 
 std::shared_ptr<TLDatabase> TLDatabase::create() {
@@ -76,12 +81,16 @@ std::shared_ptr<TLDatabase> TLDatabase::create() {
   std::string lookedFor = Platform::Current().bundles().mainBundle()->bundlePath() + "/" + archiveName;
   bool unpacked = TLArchive::createFilesAndDirectoriesAtPath(s.dataDirectory, archivePath.value_or(lookedFor), true);
   TLDeviceUtil::logMemUsage();
-  if (!unpacked) {
+  std::string appFile = s.dataDirectory + "/app.tolvana";
+  // A folder the app may no longer write (a read-only mount) still holds a complete set of
+  // files from an earlier start, which serve better than none.
+  if (!unpacked && !canWriteIn(s.dataDirectory) && fs::exists(appFile, ec)) {
+    logWarning("Data directory %@ cannot be written; answering from the files it holds.", s.dataDirectory);
+  } else if (!unpacked) {
     logError("Error parsing settings file.");
     return nullptr;
   }
 
-  std::string appFile = s.dataDirectory + "/app.tolvana";
   if (!fs::exists(appFile, ec)) {
     logError("App settings file missing or outdated! Please download the settings file for your app from the dashboard.");
     return nullptr;
@@ -133,8 +142,9 @@ bool TLDatabase::takeAppFile(const std::string& text, const std::string& archive
   s.appId = appId->asString();
   s.apiSecret = secret->asString();
   s.dbDirectory = s.dataDirectory + "/" + s.appId;
-  // Without prepared stores in the archive the folder does not exist yet.
-  fs::create_directories(s.dbDirectory, ec);
+  // Without prepared stores in the archive the folder does not exist yet; a link planted in
+  // its place is not followed.
+  makeDirectoriesBelow(s.dataDirectory, s.appId);
   // The path format must be known before the app file's strings are written to the stores.
   s.dbPathFormat = s.dbDirectory + (s.dbType == database_type::kTypeRealm ? "/%@.realm" : s.dbType == database_type::kTypeFile ? "/%@.dict" : "/%@.sqlite");
   auto storePath = [this](std::string_view language) { return this->storePath(language); };
