@@ -83,7 +83,8 @@ void exportScriptFunctions(const std::shared_ptr<ScriptContext>& context) {
                                  auto context = weak.lock();
                                  if (!context) return;
                                  try {
-                                   context->evaluateScript(format("TolvanaUpdateGroupsFinished(\"%@\", %@)", callback,
+                                   context->evaluateScript(format("TolvanaUpdateGroupsFinished(%@, %@)",
+                                                                  PageRequests::literal(callback.value_or("(null)")),
                                                                   success ? "true" : "false"));
                                  } catch (...) {
                                    logError("attachToJSContext not attaching");
