@@ -134,21 +134,13 @@ TEST_F(StoreFaults, FullDiskDuringAnUpdateWritesWholeGroupsAndTheNextUpdateTheRe
   expectIntactStores();
 }
 
-// Takes write access to dir and everything in it away, for as long as the object lives.
-struct ReadOnlyTree {
-  explicit ReadOnlyTree(std::string dir) : dir(std::move(dir)) { set(false); }
-  ~ReadOnlyTree() { set(true); }
-  void set(bool writable) {
-    namespace fs = std::filesystem;
-    auto change = [&](const fs::path& path) {
-      fs::permissions(path, fs::perms::owner_write | fs::perms::group_write | fs::perms::others_write,
-                      writable ? fs::perm_options::add : fs::perm_options::remove);
-    };
-    change(dir);
-    for (const auto& entry : fs::recursive_directory_iterator(dir)) change(entry.path());
-  }
-  std::string dir;
-};
+// Gives or takes the owner's write access to dir and everything in it (no one else has any).
+void setWritable(const std::string& dir, bool writable) {
+  namespace fs = std::filesystem;
+  const auto options = writable ? fs::perm_options::add : fs::perm_options::remove;
+  fs::permissions(dir, fs::perms::owner_write, options);
+  for (const auto& entry : fs::recursive_directory_iterator(dir)) fs::permissions(entry.path(), fs::perms::owner_write, options);
+}
 
 // A process run as root writes whatever the permissions say; without these capabilities it
 // meets them as any app does.
@@ -178,8 +170,8 @@ TEST(ReadOnlyDataDirectory, StartsAndAnswersFromWhatItHolds) {
       app.appLanguage("en", {{"hello", "Hello again", ""}});
       app.install();
     }
-    ReadOnlyTree readOnly(app.dataDirectory());
     int status = inChild(0, [&] {
+      setWritable(app.dataDirectory(), false);
       dropPermissionOverrides();
       auto db = TLDatabase::create();
       if (!db) return 1;
@@ -192,6 +184,7 @@ TEST(ReadOnlyDataDirectory, StartsAndAnswersFromWhatItHolds) {
     });
     EXPECT_EQ(status, 0) << "bits: 1 no manager, 2 store unread, 4 app file's text changed, 8 reason logged wrongly, 16 told the file is missing";
   }
+  setWritable(app.dataDirectory(), true);
 }
 
 // The first start unpacks the archive's stores; a process killed during it must leave each

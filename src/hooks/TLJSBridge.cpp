@@ -65,7 +65,9 @@ void answerGetString(const std::weak_ptr<WebView>& webView, const Value& data, c
   if (quantity && !quantity->isNull()) lookup.pluralQuantity = quantity;
   lookup.defaultValue = PageRequests::text(data.find("value"));
   std::string text = PageRequests::lookUp(lookup);
-  answer(webView, from, format("TolvanaGetStringFinished(%@,%@)", PageRequests::literal(callbackOf(data)), PageRequests::literal(pageText(text))));
+  answer(webView, from,
+         format("TolvanaGetStringFinished(%@,%@)", PageRequests::literal(callbackOf(data)),
+                PageRequests::literal(pageText(text))));
 }
 
 void answerUpdateGroups(const std::weak_ptr<WebView>& webView, const std::shared_ptr<PageSession>& session,
