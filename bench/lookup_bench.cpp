@@ -312,8 +312,7 @@ void Startup_toFirstLookup(benchmark::State& state) {
     state.PauseTiming();
     if (first) fs::remove_all(fixture->dataDirectory());
     TLInternal::dropInstanceForTesting();
-    TLDeviceUtil::deviceLanguage(std::nullopt);
-    TLDeviceUtil::deviceLanguageLong(std::nullopt);
+    TLDeviceUtil::forgetDeviceLanguages();
     TLDeviceUtil::resetOnceValuesForTesting();
     state.ResumeTiming();
     auto start = std::chrono::steady_clock::now();
