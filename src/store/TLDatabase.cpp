@@ -25,15 +25,7 @@ namespace fs = std::filesystem;
 
 namespace tolvana {
 
-namespace {
-std::uint64_t nextManagerId() {
-  static std::atomic<std::uint64_t> counter{0};
-  return ++counter;
-}
-}  // namespace
-
-TLDatabase::TLDatabase() : id_(nextManagerId()), state_(std::make_unique<State>()) {}
-TLDatabase::~TLDatabase() = default;
+TLDatabase::TLDatabase() : state_(std::make_unique<State>()) {}
 
 namespace {
 
@@ -221,11 +213,11 @@ std::string TLDatabase::storePath(std::string_view language) const {
   return path;
 }
 
-bool TLDatabase::dropIfBroken(std::string_view language, const std::shared_ptr<TLDBProtocol>& store) {
+bool TLDatabase::dropIfBroken(std::string_view language, const TLDBProtocol* store) {
   if (!store || !store->isBroken()) return false;
   std::lock_guard lock(mutex_);
   std::lock_guard opening(openMutex_);
-  if (auto it = state_->databases.find(language); it != state_->databases.end() && it->second == store) {
+  if (auto it = state_->databases.find(language); it != state_->databases.end() && it->second.get() == store) {
     LookupWrite writing(*this);
     state_->databases.erase(it);
   }
