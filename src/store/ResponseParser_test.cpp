@@ -78,6 +78,8 @@ TEST_F(ResponseParserTest, OnlyNewerGroupsAreWrittenOneTransactionEach) {
   EXPECT_EQ(db->versionForGroup("empty", "de"), -1);  // a version only comes with entries
   EXPECT_EQ(db->valueWithKey("ciao", "it"), "Ciao");
   EXPECT_EQ(db->baseLanguage(), "de");
+  EXPECT_TRUE(db->collectMissingEnabled());
+  EXPECT_FALSE(db->draftModeEnabled());  // absent reads as off
   EXPECT_TRUE(db->isLanguageSupported("it"));
   EXPECT_TRUE(TLDatabase::isLanguageDeleted("en"));  // on disk but not delivered
   EXPECT_FALSE(TLDatabase::isLanguageDeleted("de"));
@@ -87,6 +89,12 @@ TEST_F(ResponseParserTest, OnlyNewerGroupsAreWrittenOneTransactionEach) {
   EXPECT_TRUE(parse(R"({"__v":4,"baseLanguage":"fr","data":{"de":{"main":{"version":4,"entries":{"hello":{"v":"Moin"}}}}}})"));
   EXPECT_EQ(db->baseLanguage(), "de");
   EXPECT_EQ(db->valueWithKey("hello", "de"), "Moin");
+  // Nor does an equal one; a newer one takes "baseLanguage" over "masterLanguage".
+  EXPECT_TRUE(parse(R"({"__v":5,"baseLanguage":"fr","draftModeEnabled":true,"data":{}})"));
+  EXPECT_EQ(db->baseLanguage(), "de");
+  EXPECT_FALSE(db->draftModeEnabled());
+  EXPECT_TRUE(parse(R"({"__v":6,"masterLanguage":"it","baseLanguage":"fr","data":{}})"));
+  EXPECT_EQ(db->baseLanguage(), "fr");
 }
 
 // Versions past 32 bits: the reference server versions a file by its time in milliseconds.
@@ -211,8 +219,9 @@ TEST(HostileNames, AreRefusedAndNothingLandsOutsideTheDataDirectory) {
   }
 }
 
-TEST(ResponseParserV1, EmptyLanguagesCreateNoStore) {
+TEST(ResponseParserV1, EmptyLanguagesCreateNoStoreAndTheBaseLanguageWins) {
   AppFixture app;
+  app.appFile["masterLanguage"] = "de";
   app.appLanguage("en", {{"k", "v", ""}});
   app.appLanguage("es", {});
   app.install();
@@ -220,6 +229,7 @@ TEST(ResponseParserV1, EmptyLanguagesCreateNoStore) {
   ASSERT_NE(db, nullptr);
   EXPECT_EQ(db->databaseForLanguage("es", false), nullptr);
   EXPECT_EQ(db->availableLanguages(), std::set<std::string>{"en"});
+  EXPECT_EQ(db->baseLanguage(), "en");
 }
 
 }  // namespace
