@@ -116,7 +116,7 @@ class Kept final : public tolvana::LogSink, public tolvana::Http {
     next_.logSink->writeLine(line);
   }
   void send(tolvana::HttpRequest request, std::function<void(tolvana::HttpResponse)> completion) override {
-    keep(request.method + " " + request.url);
+    keep(request.url);
     next_.http->send(std::move(request), std::move(completion));
   }
   bool contains(std::string_view text) const {
