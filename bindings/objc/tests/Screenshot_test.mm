@@ -2,6 +2,7 @@
 // refused one leaves the current provider in place, and the engine asks the provider it took.
 #import "ObjCTestSupport.h"
 #import "tolvana/objc/Tolvana.h"
+#include "tolvana/platform/Platform.h"
 
 @interface DeclaredProvider : NSObject <TolvanaScreenshotInterface> {
  @public
@@ -32,8 +33,30 @@
 
 namespace {
 
-// Whether the capture came to an end; the upload itself fails, as the headless window has no
-// picture to send.
+// The headless Ui shows no window, and a capture asks no provider without one: this one shows
+// an empty window and leaves the rest to the Ui it stands in for.
+class WindowedUi final : public tolvana::Ui {
+ public:
+  explicit WindowedUi(std::shared_ptr<tolvana::Ui> next) : next_(std::move(next)) {}
+  void presentAlert(tolvana::Alert alert) override { next_->presentAlert(std::move(alert)); }
+  void installLookupHooks() override { next_->installLookupHooks(); }
+  void showOverlay(tolvana::UiOverlay overlay) override { next_->showOverlay(std::move(overlay)); }
+  void removeOverlay() override { next_->removeOverlay(); }
+  void focusOverlayControl(const std::string& control) override { next_->focusOverlayControl(control); }
+  void addLongPressGesture(std::function<void()> handler) override { next_->addLongPressGesture(std::move(handler)); }
+  void addSwipeGestures(std::function<void()> handler) override { next_->addSwipeGestures(std::move(handler)); }
+  std::optional<tolvana::UiView> rootWindowView() override { return tolvana::UiView{}; }
+  tolvana::UiScreen mainScreen() override { return next_->mainScreen(); }
+  std::string rootWindowPng() override { return {}; }
+  std::optional<std::string> pasteboardString() override { return next_->pasteboardString(); }
+  void setPasteboardString(const std::string& text) override { next_->setPasteboardString(text); }
+
+ private:
+  std::shared_ptr<tolvana::Ui> next_;
+};
+
+// Whether the capture came to an end; the upload itself fails, as the window has no picture
+// to send.
 bool capture(NSString* tag) {
   int result = -1;
   int* answer = &result;
@@ -43,6 +66,9 @@ bool capture(NSString* tag) {
 }
 
 TEST(Screenshot, OnlyADeclaredProviderIsAskedAndARefusalKeepsIt) {
+  auto ports = tolvana::Platform::Current().ports();
+  ports.ui = std::make_shared<WindowedUi>(ports.ui);
+  tolvana::Platform::Install(std::make_shared<tolvana::Platform>(ports));
   DeclaredProvider* declared = [[DeclaredProvider new] autorelease];
   UndeclaredProvider* undeclared = [[UndeclaredProvider new] autorelease];
   [Tolvana setScreenshotInterface:(id<TolvanaScreenshotInterface>)undeclared];
