@@ -25,9 +25,8 @@ class PublishedValue {
   PublishedValue() = default;
   PublishedValue(const PublishedValue&) = delete;
   PublishedValue& operator=(const PublishedValue&) = delete;
-  // Kept values are never freed while the process may still read them; this object lives as
-  // long as the process.
-  ~PublishedValue() = default;
+  // Sections still open elsewhere may hold the kept value; it goes the way a cleared one does.
+  ~PublishedValue() { clear(); }
 
   template <class Compute>
   const T& get(Compute compute) {
