@@ -14,8 +14,10 @@
 #include <mutex>
 #include <string>
 
-#include "support/CachedValue.h"
+#include "config/TLDeviceUtil.h"
+#include "support/CachedFlag.h"
 #include "support/Mutex.h"
+#include "support/PublishedValue.h"
 
 namespace tolvana {
 
@@ -41,10 +43,10 @@ struct ProcessState {
   std::atomic<std::uint64_t> textsChanged{0};  // updates that wrote texts, for toolkit adapters
 
   // Facts read on first use and kept for the process.
-  CachedValue<bool> searchAllBundles;
-  CachedValue<bool> uiTestRunning, showIdOnLaunch, debuggerConnected, appExtension;
+  CachedFlag searchAllBundles;
+  CachedFlag uiTestRunning, showIdOnLaunch, debuggerConnected, appExtension;
   // The device languages, kept until the app language changes.
-  CachedValue<std::string> deviceLanguageLong, deviceLanguage;
+  PublishedValue<DeviceLanguages> deviceLanguages;
 
   // Everything but the engine fields.
   void forgetForTesting();

@@ -125,23 +125,48 @@ std::shared_ptr<TLInternal> TLInternal::sharedInstance() {
   } started{state};
   state.starting->start();
   state.engine = state.starting;
+  published_.store(state.engine.get());
   return state.engine;
 }
 
+std::atomic<TLInternal*> TLInternal::published_{nullptr};
+
+namespace {
+
+// Drops the engine a reset took out, once no look-up still reads it through withEngine().
+void release(std::shared_ptr<TLInternal> engine) {
+  if (!engine) return;
+  if (ReadEpoch::synchronize()) return;
+  // Reset from inside a look-up: the look-up still holds this engine.
+  ReadEpoch::retire([engine = std::move(engine)] {});
+}
+
+}  // namespace
+
 void TLInternal::resetInstance() {
   ProcessState& state = ProcessState::get();
-  LockGuard lock(state.engineLock);
-  state.engine.reset();
-  // The app's own defaults go too: the whole domain is erased, as a fresh install would be.
-  Platform::Current().userDefaults().removePersistentDomain();
-  sharedInstance();
+  std::shared_ptr<TLInternal> previous;
+  {
+    LockGuard lock(state.engineLock);
+    published_.store(nullptr);
+    previous = std::move(state.engine);
+    // The app's own defaults go too: the whole domain is erased, as a fresh install would be.
+    Platform::Current().userDefaults().removePersistentDomain();
+    sharedInstance();
+  }
+  release(std::move(previous));
 }
 
 void TLInternal::dropInstanceForTesting() {
   ProcessState& state = ProcessState::get();
-  LockGuard lock(state.engineLock);
-  state.engine.reset();
-  state.forgetForTesting();
+  std::shared_ptr<TLInternal> previous;
+  {
+    LockGuard lock(state.engineLock);
+    published_.store(nullptr);
+    previous = std::move(state.engine);
+    state.forgetForTesting();
+  }
+  release(std::move(previous));
 }
 
 void TLInternal::start() {

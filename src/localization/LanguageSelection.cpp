@@ -31,11 +31,6 @@ std::string normalisedLanguage(std::string_view language) {
   return toLower(parts[0]) + "-" + second;
 }
 
-void clearDeviceLanguages() {
-  TLDeviceUtil::deviceLanguage(std::nullopt);
-  TLDeviceUtil::deviceLanguageLong(std::nullopt);
-}
-
 }  // namespace
 
 std::vector<std::string> LanguageSelection::defaultLanguages() const {
@@ -80,7 +75,7 @@ bool LanguageSelection::setLanguage(std::optional<std::string_view> language) {
   if (!language) {
     defaults.removeObject("AppleLanguages");
     defaults.synchronize();
-    clearDeviceLanguages();
+    TLDeviceUtil::forgetDeviceLanguages();
     resetDefaultLanguages();
     return true;
   }
@@ -94,7 +89,7 @@ bool LanguageSelection::setLanguage(std::optional<std::string_view> language) {
   preferred.insert(preferred.begin(), Value(code));
   defaults.setObject("AppleLanguages", preferred);
   defaults.synchronize();
-  clearDeviceLanguages();
+  TLDeviceUtil::forgetDeviceLanguages();
   resetDefaultLanguages();
   return true;
 }

@@ -218,6 +218,7 @@ std::optional<TLReadIndex> TLDBSqlite::readIndexFromStore() {
                      : std::string_view();
       };
       while (select.stepRow()) index->put(text(0), text(1), text(2));
+      index->shrinkToFit();
     }
   }
   // A read that failed half-way would answer "absent" for rows that exist.

@@ -142,13 +142,14 @@ void TLDBSqlite::createOrUpdateGroup(std::string_view name, std::int64_t version
     return;
   }
   bindText(insert, 1, name);
-  // Bound as a 32-bit integer, like every version already stored on devices.
-  sqlite3_bind_int(insert, 2, static_cast<int>(version));
+  // All 64 bits: servers version groups by time stamps in milliseconds. Stores written with
+  // 32-bit versions read back the same, since SQLite keeps integers by value.
+  sqlite3_bind_int64(insert, 2, version);
   if (int result = sqlite3_step(insert); result != SQLITE_DONE) {
     logError("Failed to add group");
     noteFailure(result, true);
   } else if (trackingGroups_) {
-    pendingGroups_.emplace_back(std::string(name), static_cast<int>(version));
+    pendingGroups_.emplace_back(std::string(name), version);
   }
   sqlite3_reset(insert);
 }

@@ -26,15 +26,7 @@ namespace fs = std::filesystem;
 
 namespace tolvana {
 
-namespace {
-std::uint64_t nextManagerId() {
-  static std::atomic<std::uint64_t> counter{0};
-  return ++counter;
-}
-}  // namespace
-
-TLDatabase::TLDatabase() : id_(nextManagerId()), state_(std::make_unique<State>()) {}
-TLDatabase::~TLDatabase() = default;
+TLDatabase::TLDatabase() : state_(std::make_unique<State>()) {}
 
 namespace {
 
@@ -49,6 +41,11 @@ std::vector<std::string> storeLanguagesIn(const std::string& directory) {
     if (SafeName::isLanguageCode(language)) languages.push_back(std::move(language));
   }
   return languages;
+}
+
+bool canWriteIn(const std::string& directory) {
+  ReplacementFile probe(directory + "/.write-probe");
+  return probe.open();
 }
 
 }  // namespace
@@ -77,12 +74,16 @@ std::shared_ptr<TLDatabase> TLDatabase::create() {
   std::string lookedFor = Platform::Current().bundles().mainBundle()->bundlePath() + "/" + archiveName;
   bool unpacked = TLArchive::createFilesAndDirectoriesAtPath(s.dataDirectory, archivePath.value_or(lookedFor), true);
   TLDeviceUtil::logMemUsage();
-  if (!unpacked) {
+  std::string appFile = s.dataDirectory + "/app.tolvana";
+  // A folder the app may no longer write (a read-only mount) still holds a complete set of
+  // files from an earlier start, which serve better than none.
+  if (!unpacked && !canWriteIn(s.dataDirectory) && fs::exists(appFile, ec)) {
+    logWarning("Data directory %@ cannot be written; answering from the files it holds.", s.dataDirectory);
+  } else if (!unpacked) {
     logError("Error parsing settings file.");
     return nullptr;
   }
 
-  std::string appFile = s.dataDirectory + "/app.tolvana";
   if (!fs::exists(appFile, ec)) {
     logError("App settings file missing or outdated! Please download the settings file for your app from the dashboard.");
     return nullptr;
@@ -134,8 +135,9 @@ bool TLDatabase::takeAppFile(const std::string& text, const std::string& archive
   s.appId = appId->asString();
   s.apiSecret = secret->asString();
   s.dbDirectory = s.dataDirectory + "/" + s.appId;
-  // Without prepared stores in the archive the folder does not exist yet.
-  fs::create_directories(s.dbDirectory, ec);
+  // Without prepared stores in the archive the folder does not exist yet; a link planted in
+  // its place is not followed.
+  makeDirectoriesBelow(s.dataDirectory, s.appId);
   // The path format must be known before the app file's strings are written to the stores.
   s.dbPathFormat = s.dbDirectory + (s.dbType == database_type::kTypeRealm ? "/%@.realm" : s.dbType == database_type::kTypeFile ? "/%@.dict" : "/%@.sqlite");
   auto storePath = [this](std::string_view language) { return this->storePath(language); };
@@ -212,11 +214,11 @@ std::string TLDatabase::storePath(std::string_view language) const {
   return path;
 }
 
-bool TLDatabase::dropIfBroken(std::string_view language, const std::shared_ptr<TLDBProtocol>& store) {
+bool TLDatabase::dropIfBroken(std::string_view language, const TLDBProtocol* store) {
   if (!store || !store->isBroken()) return false;
   LockGuard lock(mutex_);
   LockGuard opening(openMutex_);
-  if (auto it = state_->databases.find(language); it != state_->databases.end() && it->second == store) {
+  if (auto it = state_->databases.find(language); it != state_->databases.end() && it->second.get() == store) {
     LookupWrite writing(*this);
     state_->databases.erase(it);
   }
@@ -277,10 +279,10 @@ bool TLDatabase::parseResponseV2Json(const std::string& text) {
 
 void TLDatabase::removeUnusedDatabases(const std::vector<std::string>& languages) {
   LockGuard lock(mutex_);
-  for (const auto& language : languages) markLanguageAsEnabled(language);
-  for (const auto& stored : storeLanguagesIn(state_->dbDirectory)) {
-    if (std::find(languages.begin(), languages.end(), stored) == languages.end()) deleteDatabase(stored);
-  }
+  std::map<std::string, bool> marks;
+  for (const auto& language : languages) marks[language] = false;
+  for (const auto& stored : storeLanguagesIn(state_->dbDirectory)) marks.try_emplace(stored, true);
+  setDeletionMarks(marks);
 }
 
 // The file stays until the next unpacking of an archive that carries the language.

@@ -22,6 +22,21 @@ void TLDatabase::markLanguageAsEnabled(std::string_view language) {
   defaults.synchronize();
 }
 
+// An answer lists every language of the project: the defaults are written once for all of
+// them, and only where a mark changes, so that a long list costs neither a write per language
+// nor a key per language in the defaults.
+void TLDatabase::setDeletionMarks(const std::map<std::string, bool>& deletedByLanguage) {
+  LockGuard lock(mutex_);
+  UserDefaults& defaults = Platform::Current().userDefaults();
+  bool changed = false;
+  for (const auto& [language, deleted] : deletedByLanguage) {
+    if (isLanguageDeleted(language) == deleted) continue;
+    defaults.setObject(getDeletionKey(language), deleted ? 1 : 0);
+    changed = true;
+  }
+  if (changed) defaults.synchronize();
+}
+
 bool TLDatabase::isLanguageDeleted(std::string_view language) {
   return Platform::Current().userDefaults().integerForKey(getDeletionKey(language)) == 1;
 }

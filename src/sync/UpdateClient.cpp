@@ -52,7 +52,12 @@ Value::Dictionary deviceProfile() {
 }
 
 std::tm localTime(double secondsSince1970) {
-  std::time_t t = static_cast<std::time_t>(secondsSince1970);
+  // The time comes from the defaults file, which anything may have written: a value no time
+  // can have is held to the nearest one that can (NaN to the epoch) before it is converted,
+  // since converting it as it is would be undefined.
+  constexpr double kFarthest = 1e15;  // about 31 million years either way
+  if (!(secondsSince1970 == secondsSince1970)) secondsSince1970 = 0;
+  std::time_t t = static_cast<std::time_t>(std::clamp(secondsSince1970, -kFarthest, kFarthest));
   std::tm parts{};
   localtime_r(&t, &parts);
   return parts;

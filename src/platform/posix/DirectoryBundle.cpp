@@ -188,6 +188,10 @@ class DirectoryBundle final : public Bundle {
   // localization and Base. Rebuilt only when the preferred languages change: every look-up
   // that misses the stores asks for it, and building it cost a third of such a look-up.
   std::shared_ptr<const std::vector<std::string>> searchOrder() const {
+    // Without language folders there is nothing to order, whatever the preferred languages
+    // are; an app whose texts all come from its stores then pays nothing for a miss here.
+    static const auto kNone = std::make_shared<const std::vector<std::string>>();
+    if (localizations_.empty()) return kNone;
     std::vector<std::string> preferred = preferredLanguages_ ? preferredLanguages_() : std::vector<std::string>{};
     {
       LockGuard lock(orderMutex_);
