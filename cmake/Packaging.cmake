@@ -1,6 +1,6 @@
 # Debian packages, one per install component: libtolvana2 (the shared library),
 # libtolvana-qt2 (the Qt adapter, when built), libtolvana-qt-web2 (its web views, when
-# built), libtolvana-dev (headers, CMake package, pkg-config file) and tolvana-tools (the
+# built), libtolvana-objc2 (the Objective-C binding, when built), libtolvana-dev (headers, CMake package, pkg-config file) and tolvana-tools (the
 # tool and the reference server). Their dependencies on other libraries come from what the
 # binaries actually link (dpkg-shlibdeps). scripts/package builds them.
 set(CPACK_GENERATOR DEB)
@@ -19,6 +19,9 @@ if(TARGET tolvana-qt)
 endif()
 if(TARGET tolvana-qt-web)
   list(APPEND CPACK_COMPONENTS_ALL qtweb)
+endif()
+if(TARGET tolvana-objc)
+  list(APPEND CPACK_COMPONENTS_ALL objc)
 endif()
 
 set(CPACK_DEB_COMPONENT_INSTALL ON)
@@ -46,7 +49,8 @@ set(CPACK_COMPONENT_TOOLS_DESCRIPTION "Tolvana command-line tool and reference t
 set(CPACK_DEBIAN_QT_PACKAGE_NAME libtolvana-qt${PROJECT_VERSION_MAJOR})
 # The adapters link libtolvana (and the web views libtolvana-qt) from the packages beside
 # them, which dpkg-shlibdeps finds here.
-set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS ${PROJECT_BINARY_DIR} ${PROJECT_BINARY_DIR}/adapters/qt)
+set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS ${PROJECT_BINARY_DIR} ${PROJECT_BINARY_DIR}/adapters/qt
+    ${PROJECT_BINARY_DIR}/bindings/objc)
 set(CPACK_DEBIAN_QT_PACKAGE_DEPENDS "libtolvana${PROJECT_VERSION_MAJOR} (= ${PROJECT_VERSION})")
 set(CPACK_COMPONENT_QT_DESCRIPTION "Tolvana localisation library (Qt adapter)\n"
     " Linked into a Qt Widgets application, answers its tr() look-ups from Tolvana's stores\n"
@@ -57,5 +61,11 @@ set(CPACK_DEBIAN_QTWEB_PACKAGE_DEPENDS "libtolvana-qt${PROJECT_VERSION_MAJOR} (=
 set(CPACK_COMPONENT_QTWEB_DESCRIPTION "Tolvana localisation library (Qt web views)\n"
     " Linked into a Qt application, translates the pages of its QWebEngineView widgets from\n"
     " Tolvana's stores, and page scripts in a QJSEngine the application hands over.")
+
+set(CPACK_DEBIAN_OBJC_PACKAGE_NAME libtolvana-objc${PROJECT_VERSION_MAJOR})
+set(CPACK_DEBIAN_OBJC_PACKAGE_DEPENDS "libtolvana${PROJECT_VERSION_MAJOR} (= ${PROJECT_VERSION})")
+set(CPACK_COMPONENT_OBJC_DESCRIPTION "Tolvana localisation library (Objective-C binding on GNUstep Foundation)\n"
+    " Linked into an Objective-C application, answers its NSLocalizedString look-ups from\n"
+    " Tolvana's stores with no code of the application's own, and offers the class Tolvana.")
 
 include(CPack)

@@ -1,11 +1,11 @@
 // The C interface's review tools. The capture and the dialog read and show windows, which
 // happens on the main queue: a C host is on a thread of its own, so they are queued there.
 #include <memory>
-#include <mutex>
 #include <string>
 #include <vector>
 
 #include "facade/CInterface.h"
+#include "support/Mutex.h"
 #include "tolvana/TolvanaScreenshotInterface.h"
 #include "tolvana/platform/Platform.h"
 #include "tolvana/tolvana.h"
@@ -33,7 +33,7 @@ class CStringPositionsProvider final : public TolvanaScreenshotInterface {
   void* const userData_;
 };
 
-std::mutex providerMutex;
+Mutex providerMutex;
 std::shared_ptr<CStringPositionsProvider>& currentProvider() {
   static auto* provider = new std::shared_ptr<CStringPositionsProvider>;
   return *provider;
@@ -79,7 +79,7 @@ void tolvana_set_screenshot_interface(tolvana_string_positions_provider provider
     if (!provider) return Tolvana::setScreenshotInterface(std::shared_ptr<tolvana::TolvanaScreenshotInterface>());
     auto adapter = std::make_shared<tolvana::c::CStringPositionsProvider>(provider, user_data);
     // One lock around both, so that the provider held here is always the engine's.
-    std::lock_guard lock(tolvana::c::providerMutex);
+    tolvana::LockGuard lock(tolvana::c::providerMutex);
     tolvana::c::currentProvider() = adapter;
     Tolvana::setScreenshotInterface(adapter);
   });

@@ -34,8 +34,7 @@ void install(const Configuration& configuration) {
   // for) is worked out again from the configured app.
   TLLog::overrideThreshold(configuration.logLevel);
   TLLog::settingsReplaced();
-  TLDeviceUtil::deviceLanguageLong(std::nullopt);
-  TLDeviceUtil::deviceLanguage(std::nullopt);
+  TLDeviceUtil::forgetDeviceLanguages();
 }
 
 }  // namespace

@@ -3,6 +3,7 @@
 #include "config/ProcessState.h"
 #include "config/TLSettings.h"
 #include "config/TextsChangedNotices.h"
+#include "core/TLInternal.h"
 #include "hooks/BundleHook.h"
 #include "hooks/KeyTags.h"
 #include "hooks/LaunchHook.h"
@@ -36,6 +37,19 @@ std::optional<TolvanaHooks::Answer> TolvanaHooks::lookUpPlural(std::string_view 
                                                                std::string_view context, std::uint64_t quantity) {
   return guarded("lookUpPlural", std::optional<Answer>(),
                  [&] { return answer(BundleHook::lookUpPlural(key, defaultValue, context, quantity)); });
+}
+
+bool TolvanaHooks::servesOtherBundle(const Bundle& bundle) {
+  return guarded("servesOtherBundle", false, [&] { return BundleHook::servesOtherBundle(bundle); });
+}
+
+TolvanaHooks::Answer TolvanaHooks::lookUpInBundle(std::string_view key, std::optional<std::string_view> defaultValue,
+                                                  std::optional<std::string_view> table,
+                                                  std::shared_ptr<const Bundle> bundle) {
+  return guarded("lookUpInBundle", Answer{std::string(key), std::nullopt}, [&] {
+    auto result = TLInternal::sharedInstance()->localizedStringForKey(key, defaultValue, table, std::move(bundle));
+    return Answer{std::move(result.text), std::move(result.key)};
+  });
 }
 
 void TolvanaHooks::launch(const WaitOneSecond& wait) {

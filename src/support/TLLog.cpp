@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "support/HostLogger.h"
+#include "support/Mutex.h"
 
 namespace tolvana {
 
@@ -26,8 +27,8 @@ const TLLog::Configuration* configured() { return configuration.load(std::memory
 // A threshold the host set for every tag, above any level setting; INT_MIN while none is set.
 std::atomic<int> thresholdOverride{INT_MIN};
 
-std::mutex tagMutex;
-std::string* cachedTag = nullptr;  // guarded by tagMutex
+Mutex tagMutex;
+std::string* cachedTag TL_GUARDED_BY(tagMutex) = nullptr;
 // Every tag ever read stays alive, so a reference handed out before a reset stays valid.
 std::vector<std::unique_ptr<std::string>>& allTags() {
   static auto* tags = new std::vector<std::unique_ptr<std::string>>;
@@ -63,7 +64,7 @@ TLLog& TLLog::sharedInstance() {
 }
 
 const std::string& TLLog::tag() {
-  std::lock_guard lock(tagMutex);
+  LockGuard lock(tagMutex);
   if (!cachedTag) {
     const Configuration* config = configured();
     auto value = config && config->tagSetting ? config->tagSetting() : std::nullopt;
@@ -79,7 +80,7 @@ void TLLog::settingsReplaced() {
 }
 
 void TLLog::resetTagForTesting() {
-  std::lock_guard lock(tagMutex);
+  LockGuard lock(tagMutex);
   cachedTag = nullptr;
 }
 
@@ -95,7 +96,7 @@ void TLLog::overrideThreshold(std::optional<int> threshold) {
 int TLLog::levelForTag(std::string_view tag) {
   if (int forced = thresholdOverride.load(std::memory_order_relaxed); forced != INT_MIN) return forced;
   {
-    std::lock_guard lock(mutex_);
+    LockGuard lock(mutex_);
     if (auto it = tagLevels_.find(tag); it != tagLevels_.end()) return it->second;
   }
   // Read outside the lock: the settings read may log, and logging asks for a threshold.
@@ -106,12 +107,12 @@ int TLLog::levelForTag(std::string_view tag) {
 }
 
 void TLLog::setLevelForTag(std::string_view tag, int level) {
-  std::lock_guard lock(mutex_);
+  LockGuard lock(mutex_);
   tagLevels_[std::string(tag)] = level;
 }
 
 void TLLog::resetTagLevels() {
-  std::lock_guard lock(mutex_);
+  LockGuard lock(mutex_);
   tagLevels_.clear();
 }
 
