@@ -61,8 +61,8 @@ struct BodySink {
   const std::function<void(std::size_t)>* onGrowth;
   bool overflowed = false;
   bool started = false;
-  std::unique_ptr<Inflater> inflater;
-  std::optional<std::string> undecodable;  // why the body could not be decoded
+  std::unique_ptr<Inflater> inflater{};
+  std::optional<std::string> undecodable{};  // why the body could not be decoded
 
   bool keep(const char* data, std::size_t size) {
     if (size > limit - body->size()) {

@@ -22,7 +22,7 @@ struct CurlHttpOptions {
   std::optional<std::string> proxy;
   // Told the size of the answer's body received so far, each time it grows, on the request's
   // thread; for a progress display. Must be cheap and must not throw.
-  std::function<void(std::size_t)> onBodyBytes;
+  std::function<void(std::size_t)> onBodyBytes{};
   // Longest answer body kept, counted after decoding; a longer one fails the request. Well
   // above any real answer, so that only an endless or bomb-like body meets it. While the
   // buffer grows, a request may briefly hold up to about twice this much.
