@@ -138,6 +138,7 @@ struct LanguagesWriter {
   int unwritten = 0;
   std::size_t newLanguages = 0;
   bool refusedNewLanguage = false;
+  TextChanges changes;
 
   void language(std::string language, dom::element groupsValue) {
     logVerbose("Parsing language: '%@'", language);
@@ -187,20 +188,24 @@ struct LanguagesWriter {
       logError("Group '%@' of '%@' has no integer version; skipped.", groupName, language);
       return;
     }
-    std::int64_t local = -1;
-    if (store && !inDraftMode) local = store->getGroupVersion(groupName);
+    std::int64_t stored = store ? store->getGroupVersion(groupName) : -1;
     // A store that turns out to be broken is replaced; its groups count as absent.
     if (database.dropIfBroken(language, store)) {
       store = database.databaseForLanguage(language, true);
-      local = -1;
+      stored = -1;
     }
-    if (version <= local) return;
+    if (version <= (inDraftMode ? -1 : stored)) return;
     dom::object entries;
     if (!group["entries"].get_object().get(entries) && entries.begin() != entries.end() &&
-        storeToWrite(language, store) && !writeGroup(*store, groupName, version, entries, counter)) {
-      logError("Group '%@' of '%@' could not be written.", groupName, language);
-      ++unwritten;
-      if (database.dropIfBroken(language, store)) store = database.databaseForLanguage(language, true);
+        storeToWrite(language, store)) {
+      long before = counter;
+      if (writeGroup(*store, groupName, version, entries, counter)) {
+        changes[language].push_back({groupName, stored, version, static_cast<std::size_t>(counter - before)});
+      } else {
+        logError("Group '%@' of '%@' could not be written.", groupName, language);
+        ++unwritten;
+        if (database.dropIfBroken(language, store)) store = database.databaseForLanguage(language, true);
+      }
     }
     database.setEntriesWritten(counter);
     logVerbose("Entries parsed so far: %ld", counter);
@@ -213,8 +218,9 @@ struct LanguagesWriter {
 // answer must write nothing at all, and never a group with only part of its entries.
 // Parsing to a tree costs little beside the store's inserts and removes any chance of
 // walking on after a syntax error.
-bool ResponseParser::parseV2(const std::string& json) {
+bool ResponseParser::parseV2(const std::string& json, TextChanges* changes) {
   logVerbose("parsing Server response...");
+  if (changes) changes->clear();
 
   dom::parser parser;
   dom::element document;
@@ -264,6 +270,7 @@ bool ResponseParser::parseV2(const std::string& json) {
   }
   logVerbose("Entries parsed in total: %ld", writer.counter);
   database_.setUnwrittenGroups(writer.unwritten);
+  if (changes) *changes = std::move(writer.changes);
   database_.removeUnusedDatabases(writer.delivered);
   database_.refreshAvailableLanguages();
   return true;

@@ -15,6 +15,7 @@
 #include <string_view>
 #include <vector>
 
+#include "tolvana/TextChanges.h"
 #include "tolvana/Value.h"
 
 namespace tolvana {
@@ -31,7 +32,8 @@ class ResponseParser {
   // version or a base language, or was no well-formed JSON object. An accepted answer may
   // still have groups it could not write: TLDatabase::unwrittenGroups() counts them. A text
   // whose spare capacity holds the JSON parser's padding is read where it lies, uncopied.
-  bool parseV2(const std::string& json);
+  // changes, when given, gets what the parse wrote.
+  bool parseV2(const std::string& json, TextChanges* changes = nullptr);
   // What a V1 parse wrote: the languages whose transaction committed, and whether every one did.
   struct V1Writes {
     std::vector<std::string> languages;

@@ -271,9 +271,9 @@ bool TLDatabase::parseResponseV2(const Value& answer) {
   return ResponseParser(*this).parseV2(json::serialize(answer));
 }
 
-bool TLDatabase::parseResponseV2Json(const std::string& text) {
+bool TLDatabase::parseResponseV2Json(const std::string& text, TextChanges* changes) {
   std::lock_guard lock(mutex_);
-  return ResponseParser(*this).parseV2(text);
+  return ResponseParser(*this).parseV2(text, changes);
 }
 
 void TLDatabase::removeUnusedDatabases(const std::vector<std::string>& languages) {

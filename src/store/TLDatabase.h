@@ -23,6 +23,7 @@
 #include <vector>
 
 #include "store/TLDBProtocol.h"
+#include "tolvana/TextChanges.h"
 #include "tolvana/Value.h"
 
 namespace tolvana {
@@ -55,7 +56,8 @@ class TLDatabase {
   bool parseResponseV1(const Value& answer);
   bool parseResponseV2(const Value& answer);
   // A V2 answer from its JSON text; same result as parseResponseV2 of the decoded value.
-  bool parseResponseV2Json(const std::string& json);
+  // changes, when given, gets what the parse wrote.
+  bool parseResponseV2Json(const std::string& json, TextChanges* changes = nullptr);
   void removeUnusedDatabases(const std::vector<std::string>& languages);
   void deleteDatabase(std::string_view language);
   void markLanguageAsDeleted(std::string_view language);

@@ -148,19 +148,20 @@ std::shared_ptr<TLDatabase> UpdateClient::openDatabaseOrFail(const Completion& c
 
 void UpdateClient::updateGroups(std::optional<std::vector<std::string>> groups,
                                 std::optional<std::vector<std::string>> languages, bool completeOnMainQueue,
-                                Completion completion) {
+                                Completion completion, ChangesSink changes) {
   std::lock_guard lock(context_.state.lock());
   auto db = openDatabaseOrFail(completion);
   if (!db) return;
   std::string host = TLSettings::hostWithAppId(db->appId());
   std::string proxy = TLSettings::proxyHost();
   if (proxy.empty()) {
-    updateGroupsFromHost(std::move(groups), std::move(languages), host, completeOnMainQueue, std::move(completion));
+    updateGroupsFromHost(std::move(groups), std::move(languages), host, completeOnMainQueue, std::move(completion),
+                         std::move(changes));
     return;
   }
   updateGroupsFromHost(groups, languages, proxy, completeOnMainQueue,
                        [this, owner = context_.owner, groups, languages, host, completeOnMainQueue,
-                        completion](bool success) {
+                        completion, changes](bool success) {
                          auto alive = owner.lock();
                          if (success || !alive) {
                            if (completion) completion(success);
@@ -173,8 +174,10 @@ void UpdateClient::updateGroups(std::optional<std::vector<std::string>> groups,
                                               [completion](bool fallbackSuccess) {
                                                 logInfo("Fallback request %@!", fallbackSuccess ? "successful" : "failed");
                                                 if (completion) completion(false);
-                                              });
-                       });
+                                              },
+                                              changes);
+                       },
+                       changes);
 }
 
 std::vector<std::string> UpdateClient::requestedLanguagesFor(const std::optional<std::vector<std::string>>& languages,
@@ -244,7 +247,7 @@ HttpRequest UpdateClient::signedRequest(const std::string& host, const TLDatabas
 
 void UpdateClient::updateGroupsFromHost(std::optional<std::vector<std::string>> groups,
                                         std::optional<std::vector<std::string>> languages, const std::string& host,
-                                        bool completeOnMainQueue, Completion completion) {
+                                        bool completeOnMainQueue, Completion completion, ChangesSink changes) {
   std::lock_guard lock(context_.state.lock());
   auto database = openDatabaseOrFail(completion);
   if (!database) return;
@@ -286,11 +289,11 @@ void UpdateClient::updateGroupsFromHost(std::optional<std::vector<std::string>> 
   double timeout = request.requestTimeout;
   Platform::Current().http().send(
       std::move(request),
-      [this, owner = context_.owner, full, completeOnMainQueue, url, timeout,
-       completion = std::move(completion)](HttpResponse response) {
+      [this, owner = context_.owner, full, completeOnMainQueue, url, timeout, completion = std::move(completion),
+       changes = std::move(changes)](HttpResponse response) {
         if (auto cause = httpFailureCause(url, timeout, response)) logWarning("Update request failed: %@", *cause);
         if (auto alive = owner.lock()) {
-          handleUpdateAnswer(response, full, completeOnMainQueue, completion);
+          handleUpdateAnswer(response, full, completeOnMainQueue, completion, changes);
         } else {
           complete(completion, completeOnMainQueue, false);
         }
@@ -298,7 +301,7 @@ void UpdateClient::updateGroupsFromHost(std::optional<std::vector<std::string>> 
 }
 
 void UpdateClient::handleUpdateAnswer(const HttpResponse& response, bool fullRequest, bool completeOnMainQueue,
-                                      const Completion& completion) {
+                                      const Completion& completion, const ChangesSink& changes) {
   auto fail = [&] {
     complete(completion, completeOnMainQueue, false);
     isFetchingLocalisationTexts_ = false;
@@ -313,10 +316,12 @@ void UpdateClient::handleUpdateAnswer(const HttpResponse& response, bool fullReq
   if (response.body.front() != '{') return;
 
   auto db = context_.state.database();
-  bool accepted = db && db->parseResponseV2Json(response.body);
+  TextChanges written;
+  bool accepted = db && db->parseResponseV2Json(response.body, &written);
   if (accepted && fullRequest) writeLastMAU();
   if (context_.state.inDraftMode && !context_.state.isDraftModeEnabled()) context_.leaveDraftMode();
-  if (accepted && db->entriesWritten() > 0) ++ProcessState::get().textsChanged;
+  if (!written.empty()) ++ProcessState::get().textsChanged;
+  if (changes && accepted) changes(written);
   complete(completion, completeOnMainQueue, accepted);
   isFetchingLocalisationTexts_ = false;
   if (!ProcessState::get().firstUpdateCompleted.exchange(true)) {
