@@ -16,12 +16,15 @@ inline std::string listOrNone(const auto& items) {
 }
 
 void addSettingsCommand(CLI::App& app, Session& session);
-void addArchiveCommands(CLI::App& app, Session& session);  // pack, unpack
+void addInitCommand(CLI::App& app, Session& session);
+void addPackCommand(CLI::App& app, Session& session);
+void addUnpackCommand(CLI::App& app, Session& session);
 void addLookupCommands(CLI::App& app, Session& session);   // lookup, plural
 void addLanguageCommands(CLI::App& app, Session& session);  // languages, set-language
 void addUpdateCommand(CLI::App& app, Session& session);
 void addStoreCommand(CLI::App& app, Session& session);
 void addMissingCommand(CLI::App& app, Session& session);
+void addExtractCommand(CLI::App& app, Session& session);
 void addServeCommand(CLI::App& app, Session& session);
 void addCompletionCommand(CLI::App& app);  // needs every other command added first
 
