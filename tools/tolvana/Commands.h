@@ -3,6 +3,7 @@
 #pragma once
 
 #include <CLI/CLI.hpp>
+#include <cstdio>
 
 #include "Session.h"
 #include "support/StringUtil.h"
@@ -14,6 +15,10 @@ inline std::string listOrNone(const auto& items) {
   std::string text = join(items, ", ");
   return text.empty() ? "(none)" : text;
 }
+
+// "tolvana: warning: <text>" on standard error: something that did not fail, but is most
+// likely a mistake.
+inline void warn(const std::string& text) { std::fprintf(stderr, "tolvana: warning: %s\n", text.c_str()); }
 
 void addSettingsCommand(CLI::App& app, Session& session);
 void addInitCommand(CLI::App& app, Session& session);

@@ -53,8 +53,6 @@ struct Entry {
   std::string text, where;
 };
 
-void warn(const std::string& text) { std::fprintf(stderr, "tolvana: warning: %s\n", text.c_str()); }
-
 // Key → text; the first place a key is found wins, and a second default for it is reported.
 std::map<std::string, Entry> extract(const std::vector<std::pair<std::string, SourceLanguage>>& sources) {
   std::map<std::string, Entry> entries;

@@ -161,8 +161,8 @@ void addLookupCommands(CLI::App& app, Session& session) {
   pluralCommand->callback([pluralArgs] {
     std::string language = languagePart(pluralArgs->language);
     if (!hasPluralTable(language)) {
-      std::fprintf(stderr, "tolvana: warning: no plural rules for '%s'; the answer is that of most languages "
-                   "(one for 1, other for the rest)\n", printable(pluralArgs->language).c_str());
+      warn("no plural rules for '" + printable(pluralArgs->language) +
+           "'; the answer is that of most languages (one for 1, other for the rest)");
     }
     TLPluralRule rule = language.size() == 2 ? GetPluralRuleForISO6391(pluralArgs->quantity, language)
                                              : GetPluralRuleForISO6392(pluralArgs->quantity);

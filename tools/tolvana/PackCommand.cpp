@@ -99,8 +99,6 @@ std::string count(std::size_t n, const char* one, const char* many) {
   return std::to_string(n) + " " + (n == 1 ? one : many);
 }
 
-void warn(const std::string& text) { std::fprintf(stderr, "tolvana: warning: %s\n", text.c_str()); }
-
 void pack(Session& session, const PackArguments& args) {
   session.installWithoutApp();
   fs::path outputDirectory = fs::absolute(args.output).parent_path();

@@ -72,8 +72,7 @@ void warnAboutUnknown(TLDatabase& db, const UpdateArguments& args) {
   auto languages = db.availableLanguages();
   for (const auto& language : listOption(args.languages).value_or(std::vector<std::string>{})) {
     if (!languages.contains(language)) {
-      std::fprintf(stderr, "tolvana: warning: neither the app nor the server's answer has a language '%s'\n",
-                   language.c_str());
+      warn("neither the app nor the server's answer has a language '" + language + "'");
     }
   }
   std::set<std::string> groups;
@@ -84,8 +83,7 @@ void warnAboutUnknown(TLDatabase& db, const UpdateArguments& args) {
   }
   for (const auto& group : listOption(args.groups).value_or(std::vector<std::string>{})) {
     if (!groups.contains(group)) {
-      std::fprintf(stderr, "tolvana: warning: no language of the app or the server's answer has a group '%s'\n",
-                   group.c_str());
+      warn("no language of the app or the server's answer has a group '" + group + "'");
     }
   }
 }
