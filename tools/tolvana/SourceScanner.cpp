@@ -255,7 +255,7 @@ struct Scan {
     } else if (name == "tr" || name == "qsTr" || name == "QT_TR_NOOP") {
       add(arg(0), arg(0), args.size() >= 3, line);
     } else if (name == "qsTranslate" || name == "QT_TRANSLATE_NOOP" ||
-               (name == "translate" && i >= 2 && tokens[i - 2].text == "QCoreApplication")) {
+               (name == "translate" && i >= 3 && tokens[i - 3].text == "QCoreApplication")) {
       add(arg(1), arg(1), args.size() >= 4, line);
     } else if (name == "qtTrId" || name == "qsTrId") {
       add(arg(0), std::nullopt, args.size() >= 2, line);

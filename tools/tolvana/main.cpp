@@ -46,8 +46,8 @@ bool isCommand(CLI::App& app, const std::optional<std::string>& word) {
 void listGlobalOptionsUnderEachCommand(CLI::App& app) {
   std::string text = "Global options (before or after the command):\n";
   for (const CLI::Option* option : app.get_options()) {
+    if (option->check_lname("help") || option->check_lname("version")) continue;
     std::string names = option->get_name(false, true);
-    if (names == "--help" || names == "--version") continue;
     if (option->get_items_expected_min() > 0) names += " " + option->get_type_name();
     names.resize(std::max<std::size_t>(names.size() + 1, 28), ' ');
     text += "  " + names + option->get_description() + "\n";

@@ -16,24 +16,26 @@
 
 namespace tolvana {
 
+// The members of the alert's parts have initialisers, so designated initialisers may leave
+// any out without a warning.
 struct TOLVANA_EXPORT AlertTextField {
-  std::string placeholder;
-  std::string accessibilityIdentifier;
+  std::string placeholder{};
+  std::string accessibilityIdentifier{};
   bool secureTextEntry = false;
-  std::string text;
+  std::string text{};
 };
 
 struct TOLVANA_EXPORT AlertAction {
-  std::string title;
+  std::string title{};
   // Receives what was typed into each of the alert's text fields, in their order. May be empty.
-  std::function<void(const std::vector<std::string>& fieldTexts)> handler;
+  std::function<void(const std::vector<std::string>& fieldTexts)> handler{};
 };
 
 struct TOLVANA_EXPORT Alert {
-  std::string title;
-  std::string message;
-  std::vector<AlertTextField> textFields;
-  std::vector<AlertAction> actions;
+  std::string title{};
+  std::string message{};
+  std::vector<AlertTextField> textFields{};
+  std::vector<AlertAction> actions{};
   // Closes the alert by itself after this many seconds; 0 leaves it to its actions.
   int dismissAfterSeconds = 0;
 };
