@@ -87,8 +87,9 @@ TEST_F(CliSetup, InitPackAndUpdateBringOnlyWhatIsNewer) {
   auto unknown = tolvana({"-q", "--bundle", "MyApp.app", "update", "--languages", "zz", "--groups", "main,nosuch"});
   EXPECT_EQ(unknown.exitCode, 0);
   EXPECT_EQ(unknown.err,
-            "tolvana: warning: neither the app nor the server's answer has a language 'zz'\n"
-            "tolvana: warning: no language of the app or the server's answer has a group 'nosuch'\n");
+            "tolvana: warning: no texts in language 'zz': the app has none and the server's answer brought none\n"
+            "tolvana: warning: no texts in group 'nosuch': no language of the app has it and the server's answer "
+            "brought none\n");
 }
 
 TEST_F(CliSetup, MistakesFailBeforeAnythingIsWrittenAndSayWhere) {

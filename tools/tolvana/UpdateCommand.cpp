@@ -72,7 +72,7 @@ void warnAboutUnknown(TLDatabase& db, const UpdateArguments& args) {
   auto languages = db.availableLanguages();
   for (const auto& language : listOption(args.languages).value_or(std::vector<std::string>{})) {
     if (!languages.contains(language)) {
-      warn("neither the app nor the server's answer has a language '" + language + "'");
+      warn("no texts in language '" + language + "': the app has none and the server's answer brought none");
     }
   }
   std::set<std::string> groups;
@@ -83,7 +83,7 @@ void warnAboutUnknown(TLDatabase& db, const UpdateArguments& args) {
   }
   for (const auto& group : listOption(args.groups).value_or(std::vector<std::string>{})) {
     if (!groups.contains(group)) {
-      warn("no language of the app or the server's answer has a group '" + group + "'");
+      warn("no texts in group '" + group + "': no language of the app has it and the server's answer brought none");
     }
   }
 }
