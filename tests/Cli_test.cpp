@@ -71,7 +71,6 @@ class Cli : public ::testing::Test {
 
 TEST_F(Cli, FailuresAreOneErrorLineWithTheirCauseAndExitCode) {
   ServerFixture server({});
-  std::string busyPort = server.baseUrl().substr(server.baseUrl().rfind(':') + 1);
   std::string bundle = dir.file("Sample.app"), underFile = dir.file("plain-file/sub");
   writeFile(dir.file("plain-file"), "");
   struct Case {
@@ -91,7 +90,6 @@ TEST_F(Cli, FailuresAreOneErrorLineWithTheirCauseAndExitCode) {
       {{"settings", "--bundle", "/no/such.app"}, 1, "no app bundle at /no/such.app (no such directory)"},
       {{"pack", "--app-file", "/no/app.json", "-o", "x"}, 1, "cannot read app file /no/app.json"},
       {{"unpack", "/no/archive", "out"}, 1, "no archive at /no/archive"},
-      {{"serve", "--project", server.projectDirectory(), "--port", busyPort}, 1, "the port is already in use"},
       {{"serve", "--project", server.projectDirectory(), "--port", "99999"}, 1, "port 99999 is out of range"},
       {{"serve", "--project", dir.file("none")}, 1, "project.json in " + dir.file("none") + " is missing"},
       {{"--bundle", bundle, "--data-dir", underFile, "--defaults", dir.file("d.plist"), "update"}, 1,
@@ -103,9 +101,10 @@ TEST_F(Cli, FailuresAreOneErrorLineWithTheirCauseAndExitCode) {
     SCOPED_TRACE(c.message);
     auto result = tolvana(c.arguments);
     EXPECT_EQ(result.exitCode, c.exitCode);
-    // One error line; an alert the engine raised on the way may come before it.
+    // One error line; an alert the engine raised on the way (and the tool's hint) may come
+    // before it.
     std::string err = result.err;
-    while (err.starts_with("alert: ")) err.erase(0, err.find('\n') + 1);
+    while (err.starts_with("alert: ") || err.starts_with("hint: ")) err.erase(0, err.find('\n') + 1);
     EXPECT_EQ(lineCount(err), 1) << result.err;
     EXPECT_TRUE(err.starts_with("tolvana: ")) << result.err;
     EXPECT_NE(err.find(c.message), std::string::npos) << result.err;
@@ -256,7 +255,8 @@ TEST_F(Cli, AFailedUpdateSaysWhy) {
   };
   std::vector<Case> cases = {
       {host, "", {}, "connection refused (https://127.0.0.1:9/v4/mobile-apps/sdk/app1)"},
-      {server.baseUrl(), server.caFile(), {{"status", 401}}, "HTTP 401"},
+      {server.baseUrl(), server.caFile(), {{"status", 401}}, "HTTP 401 (the app's API secret does not match the server's)"},
+      {server.baseUrl(), server.caFile(), {{"status", 404}}, "HTTP 404 (the server has no app with id app1)"},
       {server.baseUrl(), "", {}, "TLS certificate not trusted"},
       {server.baseUrl(), server.caFile(), {{"delayMs", 3000}}, "timed out after 1 s"},
   };
@@ -304,6 +304,9 @@ TEST_F(Cli, BrokenArchivesAlwaysShowTheAlert) {
     auto corrupt = app({"lookup", "title"});
     EXPECT_EQ(corrupt.out, "title\n");
     EXPECT_NE(corrupt.err.find("alert: Error! — Tolvana settings file missing or outdated!"), std::string::npos);
+    EXPECT_NE(corrupt.err.find("\nhint: make it with: tolvana pack --app-file app.json --strings LANG=TEXTS.json -o " +
+                               archive + "\n"),
+              std::string::npos) << corrupt.err;
   }
 }
 
@@ -328,15 +331,22 @@ TEST_F(Cli, MissingListsUntranslatedKeysPerLanguage) {
   ASSERT_EQ(table.exitCode, 0) << table.err;
   EXPECT_EQ(table.out,
             "LANGUAGE  KEY          WHERE\n"
+            "de        items[one]   base language only (untranslated)\n"
+            "de        items[other] base language only (untranslated)\n"
             "de        only.bundle  app tables only (untranslated)\n"
             "de        title        store only\n"
             "en        items[one]   store only\n"
             "en        items[other] store only\n"
             "en        title        store only\n");
   EXPECT_EQ(app({"missing", "--json"}).out,
-            R"({"de":{"missingFromStore":["only.bundle"],"onlyInStore":["title"]},)"
-            R"("en":{"missingFromStore":[],"onlyInStore":["items[one]","items[other]","title"]}})"
+            R"({"de":{"missingFromStore":["only.bundle"],"onlyInStore":["title"],"untranslated":["items[one]","items[other]"]},)"
+            R"("en":{"missingFromStore":[],"onlyInStore":["items[one]","items[other]","title"],"untranslated":[]}})"
             "\n");
+  // For CI: a failure once anything is untranslated, after the same list.
+  auto failing = app({"missing", "--fail-on-missing"});
+  EXPECT_EQ(failing.exitCode, 1);
+  EXPECT_EQ(failing.out, table.out);
+  EXPECT_EQ(failing.err, "tolvana: 3 untranslated keys\n");
 }
 
 }  // namespace

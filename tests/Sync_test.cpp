@@ -14,6 +14,7 @@
 #include "tolvana/BuildConfig.h"
 #include "tests/support/AppFixture.h"
 #include "tests/support/ServerFixture.h"
+#include "tolvana/Tolvana.h"
 #include "tolvana/tolvana.h"
 
 namespace tolvana {
@@ -52,6 +53,31 @@ class Sync : public ::testing::Test {
 std::string header(const Value& request, const char* name) {
   const Value* value = request.find("headers") ? request.find("headers")->find(name) : nullptr;
   return value && value->isString() ? value->asString() : "";
+}
+
+// A host that asks what an update changed hears of each group written, once.
+TEST_F(Sync, TheFacadeSaysWhatAnUpdateWrote) {
+  app.platform.locale->setPreferredLanguages({"de"});
+  app.appLanguage("de", {{"hello", "Hallo", ""}});  // "main" version 1, from the app file
+  server.publish("de", "main", {{"hello", "Hallo"}});
+  server.publish("de", "main", {{"bye", "Tschüss"}});
+  start();
+  auto changesOfAnUpdate = [&] {
+    auto result = std::make_shared<std::optional<TextChanges>>();
+    Tolvana::updateWithChangesHandler([result](bool ok, const TextChanges& changes) {
+      *result = ok ? changes : TextChanges{{"failed", {}}};
+    });
+    app.platform.dispatch->runUntil([&] { return result->has_value(); }, std::chrono::seconds(15));
+    return result->value_or(TextChanges{{"no answer", {}}});
+  };
+  TextChanges first = changesOfAnUpdate();
+  ASSERT_EQ(first.size(), 1u);
+  ASSERT_EQ(first["de"].size(), 1u);
+  EXPECT_EQ(first["de"][0].group, "main");
+  EXPECT_EQ(first["de"][0].versionBefore, 1);
+  EXPECT_EQ(first["de"][0].versionAfter, 2);
+  EXPECT_EQ(first["de"][0].entriesWritten, 2u);
+  EXPECT_TRUE(changesOfAnUpdate().empty());
 }
 
 TEST_F(Sync, MonthlyReportThenCacheableRequests) {

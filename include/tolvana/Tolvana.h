@@ -57,6 +57,10 @@ class TOLVANA_EXPORT Tolvana {
   ///   (logged at error level).
   /// A host that waits for the handler must wait off the main queue, and with a time-out.
   using CompletionHandler = std::function<void(bool)>;
+  /// The handler of an update that also says what the update wrote into the stores: per
+  /// language, the groups that were newer, with their versions and entries written (empty
+  /// when nothing was newer, and on failure). Called as a CompletionHandler is.
+  using ChangesHandler = std::function<void(bool, const TextChanges&)>;
   /// Placeholder name → replacement text.
   using Arguments = std::map<std::string, std::string>;
   /// Language → key → text (or, as input to localizeMap, key → default text).
@@ -96,6 +100,9 @@ class TOLVANA_EXPORT Tolvana {
   /// The same for the given groups and languages (empty lists mean the defaults).
   static void updateGroups(const std::vector<std::string>& groups, const std::vector<std::string>& languages,
                            CompletionHandler completion);
+  /// updateWithCompletionHandler, telling the handler what changed: a host redraws, or says
+  /// "new texts", only when something did.
+  static void updateWithChangesHandler(ChangesHandler handler);
 
   /// The text for the key in the current language; the key when nothing has one.
   static std::string localizedStringForKey(std::string_view key);

@@ -365,8 +365,9 @@ bool TLInternal::collectMissingEnabled() const { return state_.collectMissingEna
 
 void TLInternal::updateGroups(std::optional<std::vector<std::string>> groups,
                               std::optional<std::vector<std::string>> languages, bool completeOnMainQueue,
-                              UpdateCompletion completion) {
-  updates_->updateGroups(std::move(groups), std::move(languages), completeOnMainQueue, std::move(completion));
+                              UpdateCompletion completion, UpdateClient::ChangesSink changes) {
+  updates_->updateGroups(std::move(groups), std::move(languages), completeOnMainQueue, std::move(completion),
+                         std::move(changes));
 }
 void TLInternal::updateGroupsFromHost(std::optional<std::vector<std::string>> groups,
                                       std::optional<std::vector<std::string>> languages, const std::string& host,

@@ -181,9 +181,11 @@ class TLInternal : public std::enable_shared_from_this<TLInternal> {
 
   // Server synchronisation. The completion gets true when an answer was received and
   // accepted; it runs on the main queue when asked, else on the request's own queue.
+  // changes, when given, is told what an accepted answer wrote, before the completion runs.
   using UpdateCompletion = UpdateClient::Completion;
   void updateGroups(std::optional<std::vector<std::string>> groups, std::optional<std::vector<std::string>> languages,
-                    bool completeOnMainQueue, UpdateCompletion completion);
+                    bool completeOnMainQueue, UpdateCompletion completion,
+                    UpdateClient::ChangesSink changes = nullptr);
   void updateGroupsFromHost(std::optional<std::vector<std::string>> groups,
                             std::optional<std::vector<std::string>> languages, const std::string& host,
                             bool completeOnMainQueue, UpdateCompletion completion);

@@ -32,6 +32,19 @@ void Tolvana::updateGroups(const std::vector<std::string>& groups, const std::ve
   guarded("updateGroups", [&] { engine()->updateGroups(groups, languages, true, std::move(completion)); });
 }
 
+void Tolvana::updateWithChangesHandler(ChangesHandler handler) {
+  guarded("updateWithChangesHandler", nothing, [&] {
+    // Filled on the request's queue before the completion is queued, so the handler sees it.
+    auto written = std::make_shared<TextChanges>();
+    engine()->updateGroups(
+        std::nullopt, std::nullopt, true,
+        [handler = std::move(handler), written](bool success) {
+          if (handler) handler(success, success ? *written : TextChanges{});
+        },
+        [written](const TextChanges& changes) { *written = changes; });
+  });
+}
+
 namespace {
 
 // A look-up runs for every text a screen shows: it reaches the engine without a lock or a

@@ -93,6 +93,13 @@ TLPluralRule GetPluralRuleForISO6391(std::uint64_t quantity, std::string_view co
   return oneOrOther(quantity);
 }
 
+bool hasPluralTable(std::string_view code) {
+  for (const Row& row : kTable) {
+    if (row.code == code) return true;
+  }
+  return false;
+}
+
 TLPluralRule GetPluralRuleForISO6392(std::uint64_t quantity) { return oneOrOther(quantity); }
 
 TLPluralRule GetPluralRuleForSpecialCases(std::uint64_t, std::string_view languageCode) {

@@ -27,6 +27,9 @@ enum TLPluralRule : std::int64_t {
 TLPluralRule TLPluralRuleForQuantity(std::uint64_t quantity);
 TLPluralRule GetPluralRuleForISO6391(std::uint64_t quantity, std::string_view twoLetterCode);
 TLPluralRule GetPluralRuleForISO6392(std::uint64_t quantity);
+// Whether the two-letter code has a table of its own; any other language gets "one" for 1
+// and "other" for the rest.
+bool hasPluralTable(std::string_view twoLetterCode);
 // A hook for languages that need their own rule; none does today, so it always answers other.
 TLPluralRule GetPluralRuleForSpecialCases(std::uint64_t quantity, std::string_view languageCode);
 

@@ -65,7 +65,7 @@ class TLOverlay {
  private:
   struct State {
     bool hidden = false, enabled = true;
-    std::string text;
+    std::string text{};  // an initialiser, so designated initialisers may leave it out
     std::uint32_t background = 0xFFFFFFFF;
   };
   UiScreen screen_;

@@ -27,6 +27,18 @@ Value entry(Value value, Value draft = Value()) {
   return e;
 }
 
+// "de: extra -1>2 (2 entries); it: main -1>1 (1 entries)"
+std::string describe(const TextChanges& changes) {
+  std::string text;
+  for (const auto& [language, groups] : changes) {
+    for (const auto& g : groups) {
+      text += (text.empty() ? "" : "; ") + language + ": " + g.group + " " + std::to_string(g.versionBefore) + ">" +
+              std::to_string(g.versionAfter) + " (" + std::to_string(g.entriesWritten) + " entries)";
+    }
+  }
+  return text;
+}
+
 class ResponseParserTest : public ::testing::Test {
  protected:
   void SetUp() override {
@@ -38,10 +50,11 @@ class ResponseParserTest : public ::testing::Test {
     ASSERT_NE(db, nullptr);
   }
 
-  bool parse(const std::string& json) { return db->parseResponseV2Json(json); }
+  bool parse(const std::string& json) { return db->parseResponseV2Json(json, &changes); }
 
   AppFixture app;
   std::shared_ptr<TLDatabase> db;
+  TextChanges changes;  // what the last parse wrote
 };
 
 TEST_F(ResponseParserTest, EmptyVersionlessAndDatalessAnswers) {
@@ -70,7 +83,8 @@ TEST_F(ResponseParserTest, OnlyNewerGroupsAreWrittenOneTransactionEach) {
                                                           {"extra", group(2, {{"n", entry(42)}, {"r", entry(2.5, "d")}})},
                                                           {"empty", group(9, {})}}},
                                  {"it", Value::Dictionary{{"main", group(1, {{"ciao", entry("Ciao")}})}}}}}};
-  EXPECT_TRUE(db->parseResponseV2(answer));
+  EXPECT_TRUE(parse(json::serialize(answer)));
+  EXPECT_EQ(describe(changes), "de: extra 1>2 (2 entries); it: main -1>1 (1 entries)");
   EXPECT_EQ(db->valueWithKey("hello", "de"), "Hallo");  // version 3 is not newer than 3
   EXPECT_EQ(db->valueWithKey("n", "de"), "42");          // numbers are texts
   EXPECT_EQ(db->entryWithKey("r", "de"), (TLLanguageEntry{"r", "2.5", "d"}));
@@ -89,12 +103,15 @@ TEST_F(ResponseParserTest, OnlyNewerGroupsAreWrittenOneTransactionEach) {
   EXPECT_TRUE(parse(R"({"__v":4,"baseLanguage":"fr","data":{"de":{"main":{"version":4,"entries":{"hello":{"v":"Moin"}}}}}})"));
   EXPECT_EQ(db->baseLanguage(), "de");
   EXPECT_EQ(db->valueWithKey("hello", "de"), "Moin");
+  EXPECT_EQ(describe(changes), "de: main 3>4 (1 entries)");
   // Nor does an equal one; a newer one takes "baseLanguage" over "masterLanguage".
   EXPECT_TRUE(parse(R"({"__v":5,"baseLanguage":"fr","draftModeEnabled":true,"data":{}})"));
   EXPECT_EQ(db->baseLanguage(), "de");
   EXPECT_FALSE(db->draftModeEnabled());
   EXPECT_TRUE(parse(R"({"__v":6,"masterLanguage":"it","baseLanguage":"fr","data":{}})"));
   EXPECT_EQ(db->baseLanguage(), "fr");
+  EXPECT_TRUE(parse(R"({"__v":7,"baseLanguage":"fr","data":{"de":{"main":{"version":4,"entries":{"hello":{"v":"Moin"}}}}}})"));
+  EXPECT_EQ(describe(changes), "");  // nothing newer, nothing written
 }
 
 // Versions past 32 bits: the reference server versions a file by its time in milliseconds.
@@ -147,6 +164,7 @@ TEST_F(ResponseParserTest, DraftModeTakesEveryGroupAgain) {
   EXPECT_TRUE(parse(R"({"__v":1,"baseLanguage":"en","data":{"de":{"main":{"version":1,"entries":{"hello":{"v":"Hi","d":"Entwurf"}}}}}})"));
   EXPECT_EQ(db->entryWithKey("hello", "de"), (TLLanguageEntry{"hello", "Hi", "Entwurf"}));
   EXPECT_EQ(db->versionForGroup("main", "de"), 1);
+  EXPECT_EQ(describe(changes), "de: main 3>1 (1 entries)");
 }
 
 TEST_F(ResponseParserTest, HostileTypesAreSkippedAndNoTransactionStaysOpen) {

@@ -159,14 +159,15 @@ std::shared_ptr<TLDatabase> UpdateClient::openDatabaseOrFail(const Completion& c
 
 void UpdateClient::updateGroups(std::optional<std::vector<std::string>> groups,
                                 std::optional<std::vector<std::string>> languages, bool completeOnMainQueue,
-                                Completion completion) {
+                                Completion completion, ChangesSink changes) {
   LockGuard lock(context_.state.lock());
   auto db = openDatabaseOrFail(completion);
   if (!db) return;
   std::string host = TLSettings::hostWithAppId(db->appId());
   std::string proxy = TLSettings::proxyHost();
   if (proxy.empty()) {
-    updateGroupsFromHost(std::move(groups), std::move(languages), host, completeOnMainQueue, std::move(completion));
+    updateGroupsFromHost(std::move(groups), std::move(languages), host, completeOnMainQueue, std::move(completion),
+                         std::move(changes));
     return;
   }
   auto reportOnly = [completion](bool success) {
@@ -176,17 +177,21 @@ void UpdateClient::updateGroups(std::optional<std::vector<std::string>> groups,
       groups, languages, proxy, completeOnMainQueue,
       whileAlive(
           context_.owner,
-          [this, groups, languages, host, completeOnMainQueue, completion, reportOnly](bool success) {
+          [this, groups, languages, host, completeOnMainQueue, completion, changes, reportOnly](bool success) {
             if (success) return reportOnly(true);
             logInfo("Could not connect to proxy. Fallback to public api!");
             // The fall-back reports failure even when it worked: the proxy is what the app was
             // configured to use.
-            updateGroupsFromHost(groups, languages, host, completeOnMainQueue, [completion](bool fallbackSuccess) {
-              logInfo("Fallback request %@!", fallbackSuccess ? "successful" : "failed");
-              if (completion) completion(false);
-            });
+            updateGroupsFromHost(
+                groups, languages, host, completeOnMainQueue,
+                [completion](bool fallbackSuccess) {
+                  logInfo("Fallback request %@!", fallbackSuccess ? "successful" : "failed");
+                  if (completion) completion(false);
+                },
+                changes);
           },
-          reportOnly));
+          reportOnly),
+      changes);
 }
 
 std::vector<std::string> UpdateClient::requestedLanguagesFor(const std::optional<std::vector<std::string>>& languages,
@@ -256,7 +261,7 @@ HttpRequest UpdateClient::signedRequest(const std::string& host, const TLDatabas
 
 void UpdateClient::updateGroupsFromHost(std::optional<std::vector<std::string>> groups,
                                         std::optional<std::vector<std::string>> languages, const std::string& host,
-                                        bool completeOnMainQueue, Completion completion) {
+                                        bool completeOnMainQueue, Completion completion, ChangesSink changes) {
   LockGuard lock(context_.state.lock());
   auto database = openDatabaseOrFail(completion);
   if (!database) return;
@@ -298,11 +303,11 @@ void UpdateClient::updateGroupsFromHost(std::optional<std::vector<std::string>> 
   double timeout = request.requestTimeout;
   Platform::Current().http().send(
       std::move(request),
-      [this, owner = context_.owner, full, completeOnMainQueue, url, timeout,
-       completion = std::move(completion)](HttpResponse response) {
+      [this, owner = context_.owner, full, completeOnMainQueue, url, timeout, completion = std::move(completion),
+       changes = std::move(changes)](HttpResponse response) {
         if (auto cause = httpFailureCause(url, timeout, response)) logWarning("Update request failed: %@", *cause);
         if (auto alive = owner.lock()) {
-          handleUpdateAnswer(response, full, completeOnMainQueue, completion);
+          handleUpdateAnswer(response, full, completeOnMainQueue, completion, changes);
         } else {
           complete(completion, completeOnMainQueue, false);
         }
@@ -310,7 +315,7 @@ void UpdateClient::updateGroupsFromHost(std::optional<std::vector<std::string>> 
 }
 
 void UpdateClient::handleUpdateAnswer(const HttpResponse& response, bool fullRequest, bool completeOnMainQueue,
-                                      const Completion& completion) {
+                                      const Completion& completion, const ChangesSink& changes) {
   auto fail = [&] {
     complete(completion, completeOnMainQueue, false);
     isFetchingLocalisationTexts_ = false;
@@ -337,6 +342,7 @@ void UpdateClient::handleUpdateAnswer(const HttpResponse& response, bool fullReq
     for (const auto& [language, groups] : written) notice.languages.push_back(language);
     TextsChangedNotices::post(std::move(notice));
   }
+  if (changes && accepted) changes(written);
   complete(completion, completeOnMainQueue, accepted);
   isFetchingLocalisationTexts_ = false;
   if (!ProcessState::get().firstUpdateCompleted.exchange(true)) {

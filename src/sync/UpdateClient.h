@@ -19,6 +19,7 @@
 #include "localization/EngineState.h"
 #include "localization/LanguageSelection.h"
 #include "sync/MissingEntries.h"
+#include "tolvana/TextChanges.h"
 #include "tolvana/platform/Http.h"
 
 namespace tolvana {
@@ -28,6 +29,9 @@ class UpdateClient {
   // Gets true when an answer was received and accepted; runs on the main queue when asked,
   // else on the request's own queue.
   using Completion = std::function<void(bool)>;
+  // Told what an accepted answer wrote into the stores, on the request's own queue, before
+  // the completion is called or queued.
+  using ChangesSink = std::function<void(const TextChanges&)>;
   struct Context {
     EngineState& state;
     const LanguageSelection& languages;
@@ -45,10 +49,10 @@ class UpdateClient {
   explicit UpdateClient(Context context);
 
   void updateGroups(std::optional<std::vector<std::string>> groups, std::optional<std::vector<std::string>> languages,
-                    bool completeOnMainQueue, Completion completion);
+                    bool completeOnMainQueue, Completion completion, ChangesSink changes = nullptr);
   void updateGroupsFromHost(std::optional<std::vector<std::string>> groups,
                             std::optional<std::vector<std::string>> languages, const std::string& host,
-                            bool completeOnMainQueue, Completion completion);
+                            bool completeOnMainQueue, Completion completion, ChangesSink changes = nullptr);
   // HMAC-SHA256 of the message keyed with the API secret, in 64 lower-case hex digits.
   std::string generateHmac(std::string_view message) const;
   bool shouldSendMAU() const;
@@ -77,7 +81,7 @@ class UpdateClient {
   // the request is full.
   HttpRequest signedRequest(const std::string& host, const TLDatabase& db, Value::Dictionary body, bool full) const;
   void handleUpdateAnswer(const HttpResponse& response, bool fullRequest, bool completeOnMainQueue,
-                          const Completion& completion);
+                          const Completion& completion, const ChangesSink& changes);
 
   Context context_;
   std::atomic<bool> isFetchingLocalisationTexts_{false};

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <CLI/CLI.hpp>
+#include <cstdio>
 
 #include "Session.h"
 #include "support/StringUtil.h"
@@ -15,13 +16,20 @@ inline std::string listOrNone(const auto& items) {
   return text.empty() ? "(none)" : text;
 }
 
+// "tolvana: warning: <text>" on standard error: something that did not fail, but is most
+// likely a mistake.
+inline void warn(const std::string& text) { std::fprintf(stderr, "tolvana: warning: %s\n", text.c_str()); }
+
 void addSettingsCommand(CLI::App& app, Session& session);
-void addArchiveCommands(CLI::App& app, Session& session);  // pack, unpack
+void addInitCommand(CLI::App& app, Session& session);
+void addPackCommand(CLI::App& app, Session& session);
+void addUnpackCommand(CLI::App& app, Session& session);
 void addLookupCommands(CLI::App& app, Session& session);   // lookup, plural
 void addLanguageCommands(CLI::App& app, Session& session);  // languages, set-language
 void addUpdateCommand(CLI::App& app, Session& session);
 void addStoreCommand(CLI::App& app, Session& session);
 void addMissingCommand(CLI::App& app, Session& session);
+void addExtractCommand(CLI::App& app, Session& session);
 void addServeCommand(CLI::App& app, Session& session);
 void addCompletionCommand(CLI::App& app);  // needs every other command added first
 

@@ -160,6 +160,10 @@ void addLookupCommands(CLI::App& app, Session& session) {
   pluralCommand->add_option("N", pluralArgs->quantity, "The quantity")->required();
   pluralCommand->callback([pluralArgs] {
     std::string language = languagePart(pluralArgs->language);
+    if (!hasPluralTable(language)) {
+      warn("no plural rules for '" + printable(pluralArgs->language) +
+           "'; the answer is that of most languages (one for 1, other for the rest)");
+    }
     TLPluralRule rule = language.size() == 2 ? GetPluralRuleForISO6391(pluralArgs->quantity, language)
                                              : GetPluralRuleForISO6392(pluralArgs->quantity);
     std::printf("%s\n", std::string(pluralRuleWord(rule).value_or("other")).c_str());

@@ -1,5 +1,6 @@
-// tolvana missing: what is untranslated. For each language, the keys the app's own string
-// tables have that the language's store lacks, and the keys only the store has.
+// tolvana missing: what is untranslated. For each language, the keys the base language's
+// store has that the language's store lacks or leaves empty; and, against the app's own
+// string tables, the keys a table has that the store lacks, and the keys only the store has.
 #include <algorithm>
 #include <cstdio>
 #include <map>
@@ -14,8 +15,19 @@ namespace tolvana::cli {
 namespace {
 
 struct Difference {
-  std::set<std::string> missingFromStore, onlyInStore;
+  std::set<std::string> untranslated, missingFromStore, onlyInStore;
+  std::size_t missing() const { return untranslated.size() + missingFromStore.size(); }
 };
+
+// Key → text of a language's store, empty texts included; empty for a language without one.
+std::map<std::string, std::string> storeEntries(TLDatabase& db, const std::string& language) {
+  std::map<std::string, std::string> entries;
+  auto store = db.databaseForLanguage(language, false);
+  for (const auto& entry : store ? store->entryList().value_or(std::vector<TLLanguageEntry>{}) : std::vector<TLLanguageEntry>{}) {
+    entries[entry.key] = entry.value;
+  }
+  return entries;
+}
 
 std::map<std::string, Difference> compare(TLInternal& engine, TLDatabase& db) {
   std::map<std::string, std::set<std::string>> tables;
@@ -23,11 +35,19 @@ std::map<std::string, Difference> compare(TLInternal& engine, TLDatabase& db) {
                             [&](const std::string& language, const std::string& key, const std::string&) {
                               tables[language].insert(key);
                             });
+  std::string base = db.baseLanguage().value_or("");
+  auto baseEntries = storeEntries(db, base);
   std::map<std::string, Difference> differences;
   for (const auto& language : db.availableLanguages()) tables.try_emplace(language);
   for (const auto& [language, keys] : tables) {
-    auto stored = db.stringsForLanguage(language);
+    auto stored = storeEntries(db, language);
     Difference& difference = differences[language];
+    if (language != base) {
+      for (const auto& [key, text] : baseEntries) {
+        auto found = stored.find(key);
+        if (!text.empty() && (found == stored.end() || found->second.empty())) difference.untranslated.insert(key);
+      }
+    }
     for (const auto& key : keys) {
       if (!stored.contains(key)) difference.missingFromStore.insert(key);
     }
@@ -41,7 +61,7 @@ std::map<std::string, Difference> compare(TLInternal& engine, TLDatabase& db) {
 void printTable(const Session& session, const std::map<std::string, Difference>& differences) {
   std::size_t width = 3;
   for (const auto& [language, difference] : differences) {
-    for (const auto* keys : {&difference.missingFromStore, &difference.onlyInStore}) {
+    for (const auto* keys : {&difference.untranslated, &difference.missingFromStore, &difference.onlyInStore}) {
       for (const auto& key : *keys) width = std::max(width, key.size());
     }
   }
@@ -52,6 +72,9 @@ void printTable(const Session& session, const std::map<std::string, Difference>&
   };
   std::printf("%s\n", session.heading(row("LANGUAGE", "KEY", "WHERE")).c_str());
   for (const auto& [language, difference] : differences) {
+    for (const auto& key : difference.untranslated) {
+      std::printf("%s\n", row(language, key, "base language only (untranslated)").c_str());
+    }
     for (const auto& key : difference.missingFromStore) {
       std::printf("%s\n", row(language, key, "app tables only (untranslated)").c_str());
     }
@@ -62,19 +85,37 @@ void printTable(const Session& session, const std::map<std::string, Difference>&
 }  // namespace
 
 void addMissingCommand(CLI::App& app, Session& session) {
-  auto json = std::make_shared<bool>(false);
+  struct Arguments {
+    bool json = false, failOnMissing = false;
+  };
+  auto args = std::make_shared<Arguments>();
   auto* command = app.add_subcommand(
-      "missing", "Per language, the keys of the app's own string tables its store lacks, and the reverse");
-  command->add_flag("--json", *json, "Print {language: {missingFromStore: [...], onlyInStore: [...]}}");
-  command->callback([&session, json] {
+      "missing",
+      "Per language, the keys the base language has and it lacks; the keys of the app's own string tables its "
+      "store lacks, and the reverse");
+  command->add_flag("--json", args->json,
+                    "Print {language: {untranslated: [...], missingFromStore: [...], onlyInStore: [...]}}");
+  command->add_flag("--fail-on-missing", args->failOnMissing, "Exit with status 1 when any key is untranslated");
+  command->callback([&session, args] {
     auto db = session.initializedDatabase();
     auto differences = compare(*session.engine(), *db);
-    if (!*json) return printTable(session, differences);
-    nlohmann::json out = nlohmann::json::object();
-    for (const auto& [language, difference] : differences) {
-      out[language] = {{"missingFromStore", difference.missingFromStore}, {"onlyInStore", difference.onlyInStore}};
+    if (args->json) {
+      nlohmann::json out = nlohmann::json::object();
+      for (const auto& [language, difference] : differences) {
+        out[language] = {{"untranslated", difference.untranslated},
+                         {"missingFromStore", difference.missingFromStore},
+                         {"onlyInStore", difference.onlyInStore}};
+      }
+      std::printf("%s\n", out.dump().c_str());
+    } else {
+      printTable(session, differences);
     }
-    std::printf("%s\n", out.dump().c_str());
+    std::size_t missing = 0;
+    for (const auto& [language, difference] : differences) missing += difference.missing();
+    if (args->failOnMissing && missing > 0) {
+      std::fflush(stdout);
+      throw CommandError(std::to_string(missing) + " untranslated key" + (missing == 1 ? "" : "s"));
+    }
   });
 }
 

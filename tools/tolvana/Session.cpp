@@ -50,8 +50,15 @@ class CapturingLogSink final : public LogSink {
 // Alerts have no window to go to: they are shown as lines on standard error.
 class StderrUi final : public Ui {
  public:
+  explicit StderrUi(std::string bundle) : bundle_(std::move(bundle)) {}
   void presentAlert(Alert alert) override {
     std::fprintf(stderr, "alert: %s — %s\n", printable(alert.title).c_str(), printable(alert.message).c_str());
+    // The alert sends the developer to a dashboard; with the reference server the archive is
+    // made here.
+    if (alert.message.find("settings file missing or outdated") != std::string::npos) {
+      std::fprintf(stderr, "hint: make it with: tolvana pack --app-file app.json --strings LANG=TEXTS.json -o %s\n",
+                   printable((bundle_.empty() ? "BUNDLE" : bundle_) + "/tolvana_settings.tolvana").c_str());
+    }
   }
   void installLookupHooks() override {}
   void showOverlay(UiOverlay) override {}
@@ -64,6 +71,9 @@ class StderrUi final : public Ui {
   std::string rootWindowPng() override { return ""; }
   std::optional<std::string> pasteboardString() override { return std::nullopt; }
   void setPasteboardString(const std::string&) override {}
+
+ private:
+  const std::string bundle_;
 };
 
 // Remembers why the last exchange failed and, when tracing, describes each exchange on
@@ -144,23 +154,23 @@ void Session::requireApp() {
   if (options_.language) portOptions.preferredLanguages = std::vector<std::string>{*options_.language};
   portOptions.onAnswerBytes = [impl = impl_.get()](std::size_t received) { impl->answerBytes = received; };
   Platform::Ports ports = makeLinuxPorts(portOptions);
-  capture(ports);
+  capture(ports, bundle);
   impl_->http = std::make_shared<WatchingHttp>(ports.http);
   ports.http = impl_->http;
   impl_->ports = std::move(ports);
 }
 
-void Session::capture(Platform::Ports& ports) {
+void Session::capture(Platform::Ports& ports, const std::string& bundle) {
   impl_->log = std::make_shared<CapturingLogSink>(options_.echoLog);
   ports.logSink = impl_->log;
-  ports.ui = std::make_shared<StderrUi>();
+  ports.ui = std::make_shared<StderrUi>(bundle);
 }
 
 void Session::installWithoutApp() {
   if (!options_.bundle.empty()) return install();
   if (impl_->installed) return;
   Platform::Ports ports = makeLinuxPorts();
-  capture(ports);
+  capture(ports, "");
   Platform::Install(std::make_shared<Platform>(std::move(ports)));
   impl_->installed = true;
 }

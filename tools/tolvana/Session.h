@@ -79,7 +79,7 @@ class Session {
 
  private:
   struct Impl;
-  void capture(Platform::Ports& ports);
+  void capture(Platform::Ports& ports, const std::string& bundle);
 
   SessionOptions options_;
   std::unique_ptr<Impl> impl_;

@@ -4,6 +4,7 @@
 #include <cstdio>
 #include <memory>
 #include <mutex>
+#include <set>
 
 #include <unistd.h>
 
@@ -54,6 +55,40 @@ std::optional<std::vector<std::string>> listOption(const std::string& text) {
   return split(text, ',');
 }
 
+std::string version(std::int64_t number) { return number < 0 ? "(new)" : "v" + std::to_string(number); }
+
+// "de: main v1 → v2, 3 entries; onboarding (new) → v1, 1 entry"
+std::string describe(const std::string& language, const std::vector<GroupChange>& groups) {
+  std::vector<std::string> parts;
+  for (const auto& group : groups) {
+    parts.push_back(group.group + " " + version(group.versionBefore) + " → " + version(group.versionAfter) + ", " +
+                    std::to_string(group.entriesWritten) + (group.entriesWritten == 1 ? " entry" : " entries"));
+  }
+  return language + ": " + join(parts, "; ");
+}
+
+// A language or group nobody has is most often a typo; the update itself went well, so it is
+// a warning, not a failure.
+void warnAboutUnknown(TLDatabase& db, const UpdateArguments& args) {
+  auto languages = db.availableLanguages();
+  for (const auto& language : listOption(args.languages).value_or(std::vector<std::string>{})) {
+    if (!languages.contains(language)) {
+      warn("no texts in language '" + language + "': the app has none and the server's answer brought none");
+    }
+  }
+  std::set<std::string> groups;
+  for (const auto& language : languages) {
+    auto store = db.databaseForLanguage(language, false);
+    auto list = store ? store->groupList() : std::nullopt;
+    for (const auto& [name, version] : list.value_or(std::map<std::string, std::int64_t>{})) groups.insert(name);
+  }
+  for (const auto& group : listOption(args.groups).value_or(std::vector<std::string>{})) {
+    if (!groups.contains(group)) {
+      warn("no texts in group '" + group + "': no language of the app has it and the server's answer brought none");
+    }
+  }
+}
+
 void update(Session& session, const UpdateArguments& args) {
   if (args.verbose) session.traceHttp();
   auto db = session.initializedDatabase();
@@ -61,30 +96,36 @@ void update(Session& session, const UpdateArguments& args) {
   session.note("updating from " + TLSettings::hostWithAppId(db->appId()) + " ...");
   std::fflush(stdout);
 
-  // Shared with the completion, which the library may still call after --timeout has ended
-  // this function.
+  // Shared with the handlers, which an answer after the time-out still reaches.
   struct Outcome {
     std::mutex mutex;
     std::condition_variable done;
     std::optional<bool> success;
+    TextChanges changes;
   };
-  auto outcome = std::make_shared<Outcome>();
-  engine->updateGroups(listOption(args.groups), listOption(args.languages), false, [outcome](bool success) {
-    std::lock_guard lock(outcome->mutex);
-    outcome->success = success;
-    outcome->done.notify_all();
-  });
+  auto result = std::make_shared<Outcome>();
+  engine->updateGroups(
+      listOption(args.groups), listOption(args.languages), false,
+      [result](bool success) {
+        std::lock_guard lock(result->mutex);
+        result->success = success;
+        result->done.notify_all();
+      },
+      [result](const TextChanges& written) {
+        std::lock_guard lock(result->mutex);
+        result->changes = written;
+      });
   ProgressLine progress(session, *db);
-  std::unique_lock lock(outcome->mutex);
+  std::unique_lock lock(result->mutex);
   const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(args.timeoutSeconds);
-  while (!outcome->done.wait_for(lock, std::chrono::milliseconds(200), [&] { return outcome->success.has_value(); })) {
+  while (!result->done.wait_for(lock, std::chrono::milliseconds(200), [&] { return result->success.has_value(); })) {
     if (std::chrono::steady_clock::now() >= deadline) {
       throw CommandError("no answer within " + std::to_string(args.timeoutSeconds) + " s");
     }
     progress.show();
   }
   progress.finish();
-  if (!*outcome->success) {
+  if (!*result->success) {
     auto cause = session.lastHttpFailure();
     throw CommandError(cause ? "update failed: " + *cause : session.withEngineError("update failed"));
   }
@@ -93,11 +134,12 @@ void update(Session& session, const UpdateArguments& args) {
     throw CommandError(session.withEngineError("answer taken, but " + std::to_string(unwritten) + " group" +
                                                (unwritten == 1 ? "" : "s") + " could not be written"));
   }
-  std::vector<std::string> counts;
-  for (const auto& language : db->availableLanguages()) {
-    counts.push_back(language + " " + std::to_string(db->stringsForLanguage(language).size()));
+  warnAboutUnknown(*db, args);
+  if (result->changes.empty()) {
+    std::printf("nothing new\n");
+    return;
   }
-  session.note("updated: strings per language: " + listOrNone(counts));
+  for (const auto& [language, groups] : result->changes) std::printf("%s\n", describe(language, groups).c_str());
 }
 
 }  // namespace

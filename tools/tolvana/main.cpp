@@ -6,7 +6,9 @@
 // Exit status: 0 on success, 1 when the operation failed, 2 on bad usage. Errors are one
 // line on standard error.
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <cstdio>
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -17,22 +19,40 @@
 
 namespace {
 
-// The first word that is not an option, or the value of one, names the command.
-void rejectUnknownCommand(CLI::App& app, int argc, char** argv) {
+// The command the words name: the first word that is not an option, or the value of one.
+std::optional<std::string> commandWord(CLI::App& app, int argc, char** argv) {
   for (int i = 1; i < argc; ++i) {
     std::string_view word = argv[i];
     if (word.starts_with("-")) {
       const CLI::Option* option = app.get_option_no_throw(std::string(word));
-      if (option && option->get_items_expected_min() > 0) ++i;  // its value follows
+      if (option && option->get_items_expected_min() > 0 && word.find('=') == std::string_view::npos) ++i;
       continue;
     }
-    try {
-      app.get_subcommand(std::string(word));
-    } catch (const CLI::OptionNotFound&) {
-      throw tolvana::cli::UsageError("unknown command '" + std::string(word) + "'");
-    }
-    return;
+    return std::string(word);
   }
+  return std::nullopt;
+}
+
+bool isCommand(CLI::App& app, const std::optional<std::string>& word) {
+  try {
+    return word && app.get_subcommand(*word);
+  } catch (const CLI::OptionNotFound&) {
+    return false;
+  }
+}
+
+// A command's help lists its own options; the global ones, taken before or after the
+// command, follow beneath it.
+void listGlobalOptionsUnderEachCommand(CLI::App& app) {
+  std::string text = "Global options (before or after the command):\n";
+  for (const CLI::Option* option : app.get_options()) {
+    if (option->check_lname("help") || option->check_lname("version")) continue;
+    std::string names = option->get_name(false, true);
+    if (option->get_items_expected_min() > 0) names += " " + option->get_type_name();
+    names.resize(std::max<std::size_t>(names.size() + 1, 28), ' ');
+    text += "  " + names + option->get_description() + "\n";
+  }
+  for (CLI::App* command : app.get_subcommands([](CLI::App*) { return true; })) command->footer(text);
 }
 
 }  // namespace
@@ -59,19 +79,26 @@ int main(int argc, char** argv) {
       ->check(CLI::IsMember({"auto", "always", "never"}))
       ->capture_default_str();
   addSettingsCommand(app, session);
-  addArchiveCommands(app, session);
+  addInitCommand(app, session);
+  addPackCommand(app, session);
+  addUnpackCommand(app, session);
   addLookupCommands(app, session);
   addLanguageCommands(app, session);
   addUpdateCommand(app, session);
   addStoreCommand(app, session);
   addMissingCommand(app, session);
+  addExtractCommand(app, session);
   addServeCommand(app, session);
   addCompletionCommand(app);
+  listGlobalOptionsUnderEachCommand(app);
 
   int status = 0;
   std::string error;
+  auto command = commandWord(app, argc, argv);
+  // Bad usage points to the help of the command it concerns.
+  std::string helpHint = " (see tolvana " + (isCommand(app, command) ? *command + " " : "") + "--help)";
   try {
-    rejectUnknownCommand(app, argc, argv);
+    if (command && !isCommand(app, command)) throw UsageError("unknown command '" + *command + "'");
     app.parse(argc, argv);
   } catch (const CLI::CallForHelp& help) {
     return app.exit(help);
@@ -81,10 +108,10 @@ int main(int argc, char** argv) {
     return app.exit(version);
   } catch (const CLI::ParseError& e) {
     status = 2;
-    error = std::string(e.what()) + " (see tolvana --help)";
+    error = e.what() + helpHint;
   } catch (const UsageError& e) {
     status = 2;
-    error = std::string(e.what()) + " (see tolvana --help)";
+    error = e.what() + helpHint;
   } catch (const CommandError& e) {
     status = 1;
     error = e.what();

@@ -14,11 +14,12 @@ the engine started) raise; nothing else does.
 
 import ctypes
 import os
+import sys
 import threading
 from typing import Callable, Dict, List, Optional, Sequence
 
 __all__ = [
-    "available_languages", "device_language", "draft_mode_enabled", "in_draft_mode", "localized_string",
+    "LibraryNotFound", "available_languages", "device_language", "draft_mode_enabled", "in_draft_mode", "localized_string",
     "plural_rule_for_quantity", "sdk_version", "set_draft_mode_enabled", "set_language",
     "set_show_id_mode_enabled", "show_id_mode_enabled", "update", "update_and_wait",
 ]
@@ -30,8 +31,44 @@ _UpdateCallback = ctypes.CFUNCTYPE(None, ctypes.c_int, ctypes.c_void_p)
 _StringArray = ctypes.POINTER(ctypes.c_char_p)
 
 
+class LibraryNotFound(ImportError):
+    """The shared library could not be loaded; the message says where it was looked for."""
+
+
+def _candidates() -> List[str]:
+    """The library by its SONAME through the system's loader first, then in the prefixes a
+    build is commonly installed into, which the loader does not search by itself."""
+    prefixes = [sys.prefix, os.path.expanduser("~/.local"), "/usr/local"]
+    folders = [os.path.join(prefix, "lib") for prefix in prefixes]
+    multiarch = getattr(sys.implementation, "_multiarch", "")
+    if multiarch:
+        folders += [os.path.join(prefix, "lib", multiarch) for prefix in prefixes]
+    return [_SONAME] + [os.path.join(folder, _SONAME) for folder in folders]
+
+
 def _load() -> ctypes.CDLL:
-    library = ctypes.CDLL(os.environ.get("TOLVANA_LIBRARY") or _SONAME)
+    named = os.environ.get("TOLVANA_LIBRARY")
+    if named:
+        try:
+            library = ctypes.CDLL(named)
+        except OSError as error:
+            raise LibraryNotFound("tolvana: TOLVANA_LIBRARY names %s, which cannot be loaded: %s" % (named, error))
+    else:
+        library = None
+        tried = _candidates()
+        for candidate in tried:
+            if candidate == _SONAME or os.path.exists(candidate):
+                try:
+                    library = ctypes.CDLL(candidate)
+                    break
+                except OSError:
+                    continue
+        if library is None:
+            raise LibraryNotFound(
+                "tolvana: cannot find %s (looked through the system's loader and in %s). Install the "
+                "libtolvana2 package, or set TOLVANA_LIBRARY to the library's path, for example "
+                "TOLVANA_LIBRARY=$HOME/.local/lib/%s" % (_SONAME, ", ".join(os.path.dirname(c) for c in tried[1:]),
+                                                           _SONAME))
     # Returned strings are caller-owned: kept as raw pointers so they can be freed.
     for name in ("tolvana_localized_string", "tolvana_localized_string_with_default",
                  "tolvana_localized_string_with_arguments", "tolvana_localized_string_with_plural_rule",

@@ -19,11 +19,13 @@
 
 namespace tolvana {
 
+// Every member of the two has an initialiser, so designated initialisers may leave any out
+// without a warning.
 struct TOLVANA_EXPORT HttpRequest {
   std::string method = "GET";
-  std::string url;
-  std::vector<std::pair<std::string, std::string>> headers;  // in order, as sent
-  std::string body;
+  std::string url{};
+  std::vector<std::pair<std::string, std::string>> headers{};  // in order, as sent
+  std::string body{};
   // Longest wait for any single read or write, and for the whole exchange, in seconds.
   double requestTimeout = 60;
   double resourceTimeout = 7 * 24 * 3600;
@@ -35,10 +37,10 @@ struct TOLVANA_EXPORT HttpResponse {
 
   // Set when no response came (refused, timed out, TLS failure, broken encoding); then
   // status is 0 and failure says which kind it was.
-  std::optional<std::string> error;
+  std::optional<std::string> error{};
   int status = 0;
-  std::map<std::string, std::string> headers;  // names lower-cased
-  std::string body;                            // decoded when the server compressed it
+  std::map<std::string, std::string> headers{};  // names lower-cased
+  std::string body{};                            // decoded when the server compressed it
   Failure failure = Failure::none;
 };
 

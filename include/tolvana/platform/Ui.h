@@ -16,24 +16,26 @@
 
 namespace tolvana {
 
+// The members of the alert's parts have initialisers, so designated initialisers may leave
+// any out without a warning.
 struct TOLVANA_EXPORT AlertTextField {
-  std::string placeholder;
-  std::string accessibilityIdentifier;
+  std::string placeholder{};
+  std::string accessibilityIdentifier{};
   bool secureTextEntry = false;
-  std::string text;
+  std::string text{};
 };
 
 struct TOLVANA_EXPORT AlertAction {
-  std::string title;
+  std::string title{};
   // Receives what was typed into each of the alert's text fields, in their order. May be empty.
-  std::function<void(const std::vector<std::string>& fieldTexts)> handler;
+  std::function<void(const std::vector<std::string>& fieldTexts)> handler{};
 };
 
 struct TOLVANA_EXPORT Alert {
-  std::string title;
-  std::string message;
-  std::vector<AlertTextField> textFields;
-  std::vector<AlertAction> actions;
+  std::string title{};
+  std::string message{};
+  std::vector<AlertTextField> textFields{};
+  std::vector<AlertAction> actions{};
   // Closes the alert by itself after this many seconds; 0 leaves it to its actions.
   int dismissAfterSeconds = 0;
 };
@@ -63,19 +65,20 @@ struct TOLVANA_EXPORT UiScreen {
   double scale = 1.0;
 };
 
-// One control of the review tools' overlay window, as the engine lays it out.
+// One control of the review tools' overlay window, as the engine lays it out. Every member
+// has an initialiser, so designated initialisers may leave any out without a warning.
 struct TOLVANA_EXPORT UiControl {
   enum class Kind { panel, button, textField, list };
-  std::string name;    // unique in the overlay; a control's events name it
+  std::string name{};    // unique in the overlay; a control's events name it
   Kind kind = Kind::button;
-  std::string parent;  // the panel it sits on; empty for the window itself
-  UiRect frame;        // in the overlay window's coordinates
-  std::string title;   // a button's title; a field's placeholder
-  std::string accessibilityName;
+  std::string parent{};  // the panel it sits on; empty for the window itself
+  UiRect frame{};        // in the overlay window's coordinates
+  std::string title{};   // a button's title; a field's placeholder
+  std::string accessibilityName{};
   bool hidden = false;
   bool enabled = true;
-  std::string text;                 // a field's text
-  std::vector<std::string> items;   // a list's rows
+  std::string text{};                 // a field's text
+  std::vector<std::string> items{};   // a list's rows
   std::uint32_t background = 0;     // 0xRRGGBBAA
   std::uint32_t foreground = 0;     // the title's or text's colour
 };

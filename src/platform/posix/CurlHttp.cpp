@@ -66,8 +66,8 @@ struct BodySink {
   bool overflowed = false;
   bool started = false;
   bool failed = false;  // something threw while the body was kept (memory, the observer)
-  std::unique_ptr<Inflater> inflater;
-  std::optional<std::string> undecodable;  // why the body could not be decoded
+  std::unique_ptr<Inflater> inflater{};
+  std::optional<std::string> undecodable{};  // why the body could not be decoded
 
   bool keep(const char* data, std::size_t size) {
     if (size > limit - body->size()) {
