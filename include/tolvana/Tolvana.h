@@ -88,8 +88,9 @@ class TOLVANA_EXPORT Tolvana {
   /// to standard error.
   static void setLogHandler(LogHandler handler);
   /// Called on the main queue, never under the library's lock, when shown texts may be out
-  /// of date: after an update that wrote newer texts into the stores (with what it wrote),
-  /// and after setLanguage switched the language look-ups use first. When this returns, the
+  /// of date: after any update that wrote newer texts into the stores (with what it wrote, as
+  /// updateWithChangesHandler reports it to that update's own handler, which runs after), and
+  /// after setLanguage switched the language look-ups use first. When this returns, the
   /// handler it replaced is no longer running (unless replaced from inside itself); an empty
   /// handler removes it.
   static void setTextsChangedHandler(TextsChangedHandler handler);

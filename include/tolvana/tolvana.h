@@ -44,7 +44,8 @@
  * changed texts with tolvana_set_texts_changed_callback() (tolvana/tolvana_host.h).
  *
  * The C++ facade's methods and their C functions:
- * - updateWithCompletionHandler, updateGroups: tolvana_update(), tolvana_update_groups()
+ * - updateWithCompletionHandler, updateGroups, updateWithChangesHandler: tolvana_update(),
+ *   tolvana_update_groups(), tolvana_update_with_changes()
  * - localizedStringForKey with a default, arguments, a plural rule: tolvana_localized_string(),
  *   tolvana_localized_string_with_default(), _with_arguments(), _with_plural_rule() (a NULL
  *   default stands for the overloads without one)

@@ -113,6 +113,26 @@ typedef struct tolvana_group_change {
   size_t entries_written;
 } tolvana_group_change;
 
+/**
+ * Called exactly once when an update started with tolvana_update_with_changes() has ended, as
+ * a tolvana_update_callback is (on the main queue, after the call, outside the library's locks).
+ * @param success 1 when the server answered and its answer was taken, else 0.
+ * @param groups each group the update wrote, in its language, valid during the call only;
+ * NULL when it wrote nothing (nothing was newer, or it failed).
+ * @param group_count the number of groups.
+ * @param user_data the pointer given to tolvana_update_with_changes(), untouched.
+ */
+typedef void (*tolvana_update_changes_callback)(int success, const tolvana_group_change* groups, size_t group_count,
+                                                void* user_data);
+
+/**
+ * tolvana_update(), telling the callback what the update wrote into the stores, so that a host
+ * redraws, or says "new texts", only when something was written.
+ * @param callback called exactly once; NULL runs the update without telling anyone.
+ * @param user_data passed to the callback untouched.
+ */
+TOLVANA_EXPORT void tolvana_update_with_changes(tolvana_update_changes_callback callback, void* user_data);
+
 /** Why texts changed, as a texts-changed callback gets it. */
 #define TOLVANA_TEXTS_CHANGED_BY_UPDATE 0
 #define TOLVANA_TEXTS_CHANGED_BY_LANGUAGE_SWITCH 1

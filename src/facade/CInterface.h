@@ -13,6 +13,7 @@
 #include "support/Boundary.h"
 #include "support/TLLog.h"
 #include "tolvana/Tolvana.h"
+#include "tolvana/tolvana.h"
 
 namespace tolvana::c {
 
@@ -62,5 +63,11 @@ inline std::vector<std::string> list(const char* const* items, size_t count) {
 // asked and never under the engine's lock, whether the engine calls back at once (it is off),
 // later, or never (an answer that is no JSON object). Null when there is no callback.
 Tolvana::CompletionHandler completion(void (*callback)(int, void*), void* userData);
+// The same promise for an update that reports what it wrote.
+Tolvana::ChangesHandler changesCompletion(tolvana_update_changes_callback callback, void* userData);
+
+// What an update wrote, as the C host reads it: one row per group, pointing into changes,
+// which must outlive the rows.
+std::vector<tolvana_group_change> groupChanges(const TextChanges& changes);
 
 }  // namespace tolvana::c

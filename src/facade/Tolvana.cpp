@@ -33,7 +33,7 @@ void Tolvana::updateGroups(const std::vector<std::string>& groups, const std::ve
 }
 
 void Tolvana::updateWithChangesHandler(ChangesHandler handler) {
-  guarded("updateWithChangesHandler", nothing, [&] {
+  guarded("updateWithChangesHandler", [&] {
     // Filled on the request's queue before the completion is queued, so the handler sees it.
     auto written = std::make_shared<TextChanges>();
     engine()->updateGroups(

@@ -1,6 +1,10 @@
 // The C interface: a thin layer over the facade that turns C arrays and pointers into the
 // facade's types and back. Look-ups, language and modes, updates; the other groups of
 // functions have files of their own (TolvanaC*.cpp).
+#include <functional>
+#include <memory>
+#include <vector>
+
 #include "config/TLDeviceUtil.h"
 #include "core/TLInternal.h"
 #include "facade/CInterface.h"
@@ -11,21 +15,17 @@
 
 namespace tolvana::c {
 
-Tolvana::CompletionHandler completion(void (*callback)(int, void*), void* userData) {
-  if (!callback) return nullptr;
-  return completionOnce([callback, userData](bool success) {
-    auto call = [callback, userData, success] { callback(success ? 1 : 0, userData); };
-    bool queued = guarded("Queueing a callback", false, [&] {
-      Platform::Current().dispatch().mainAsync(call);
-      return true;
-    });
-    // A main queue that cannot take it (no thread could be started) gets it run here: late
-    // rather than never.
-    if (!queued) call();
-  });
-}
-
 namespace {
+
+// A main queue that cannot take the call (no thread could be started) gets it run here: late
+// rather than never.
+void onMainQueue(const std::function<void()>& call) {
+  bool queued = guarded("Queueing a callback", false, [&] {
+    Platform::Current().dispatch().mainAsync(call);
+    return true;
+  });
+  if (!queued) call();
+}
 
 Tolvana::Arguments arguments(const char* const* names, const char* const* values, size_t count) {
   Tolvana::Arguments result;
@@ -37,6 +37,30 @@ Tolvana::Arguments arguments(const char* const* names, const char* const* values
 }
 
 }  // namespace
+
+Tolvana::CompletionHandler completion(void (*callback)(int, void*), void* userData) {
+  if (!callback) return nullptr;
+  return completionOnce([callback, userData](bool success) {
+    onMainQueue([callback, userData, success] { callback(success ? 1 : 0, userData); });
+  });
+}
+
+Tolvana::ChangesHandler changesCompletion(tolvana_update_changes_callback callback, void* userData) {
+  if (!callback) return nullptr;
+  // Filled just before the outcome; left empty when the engine lets the completion go uncalled.
+  auto written = std::make_shared<TextChanges>();
+  auto once = completionOnce([callback, userData, written](bool success) {
+    onMainQueue([callback, userData, success, written] {
+      std::vector<tolvana_group_change> groups = groupChanges(*written);
+      callback(success ? 1 : 0, groups.empty() ? nullptr : groups.data(), groups.size(), userData);
+    });
+  });
+  return [once = std::move(once), written](bool success, const TextChanges& changes) {
+    *written = changes;
+    once(success);
+  };
+}
+
 }  // namespace tolvana::c
 
 using tolvana::Tolvana;
@@ -96,7 +120,12 @@ char* tolvana_available_languages(void) {
 
 void tolvana_update(tolvana_update_callback callback, void* user_data) {
   tolvana::guarded(__func__,
-                       [&] { Tolvana::updateWithCompletionHandler(tolvana::c::completion(callback, user_data)); });
+                   [&] { Tolvana::updateWithCompletionHandler(tolvana::c::completion(callback, user_data)); });
+}
+
+void tolvana_update_with_changes(tolvana_update_changes_callback callback, void* user_data) {
+  tolvana::guarded(__func__,
+                   [&] { Tolvana::updateWithChangesHandler(tolvana::c::changesCompletion(callback, user_data)); });
 }
 
 void tolvana_update_groups(const char* const* groups, size_t group_count, const char* const* languages,

@@ -39,13 +39,7 @@ Configuration configurationOf(const tolvana_options& options) {
 void textsChanged(tolvana_texts_changed_callback callback, void* userData, const TextsChanged& notice) {
   std::vector<const char*> languages;
   for (const std::string& language : notice.languages) languages.push_back(language.c_str());
-  std::vector<tolvana_group_change> groups;
-  for (const auto& [language, changes] : notice.changes) {
-    for (const GroupChange& change : changes) {
-      groups.push_back({language.c_str(), change.group.c_str(), change.versionBefore, change.versionAfter,
-                        change.entriesWritten});
-    }
-  }
+  std::vector<tolvana_group_change> groups = groupChanges(notice.changes);
   int cause = notice.cause == TextsChanged::Cause::update ? TOLVANA_TEXTS_CHANGED_BY_UPDATE
                                                           : TOLVANA_TEXTS_CHANGED_BY_LANGUAGE_SWITCH;
   callback(cause, languages.data(), languages.size(), groups.empty() ? nullptr : groups.data(), groups.size(),
@@ -53,6 +47,18 @@ void textsChanged(tolvana_texts_changed_callback callback, void* userData, const
 }
 
 }  // namespace
+
+std::vector<tolvana_group_change> groupChanges(const TextChanges& changes) {
+  std::vector<tolvana_group_change> groups;
+  for (const auto& [language, written] : changes) {
+    for (const GroupChange& change : written) {
+      groups.push_back({language.c_str(), change.group.c_str(), change.versionBefore, change.versionAfter,
+                        change.entriesWritten});
+    }
+  }
+  return groups;
+}
+
 }  // namespace tolvana::c
 
 extern "C" {

@@ -68,3 +68,4 @@ def test_a_store_value_that_is_no_utf8_reads_with_replacement_characters():
         time.sleep(0.2)
         text = tolvana.localized_string("hostile.bytes")
     assert text == "H\ufffdllo\ufffd"
+    assert tolvana.localized_strings_for_language("de")["hostile.bytes"] == text

@@ -22,6 +22,14 @@ def _server(path, body):
     urllib.request.urlopen(request).read()
 
 
+def _update_with_changes_and_wait():
+    reports = []
+    done = threading.Event()
+    tolvana.update_with_changes(lambda ok, changes: (reports.append((ok, changes)), done.set()))
+    assert done.wait(30)
+    return reports
+
+
 def test_bulk_look_ups_are_dicts():
     assert tolvana.localized_strings_for_language("de")["welcome.title"] == "Willkommen in der Beispiel-App"
     assert tolvana.localized_strings_for_language("xx") == {}
@@ -58,10 +66,11 @@ def test_texts_changed_after_a_switch_and_an_update():
 
         _server("/_devserver/translations", {"language": "de", "group": "main",
                                               "entries": {"welcome.title": {"v": "Neu hier"}}})
-        assert tolvana.update_and_wait(timeout=30)
+        reports = _update_with_changes_and_wait()
         notice = notices[-1]
         assert notice.cause == "update" and "de" in notice.languages
         assert notice.changes["de"] == [tolvana.GroupChange("main", 2, 3, 4)]
+        assert reports == [(True, notice.changes)]
         assert tolvana.localized_string("welcome.title") == "Neu hier"
     finally:
         tolvana.set_texts_changed_handler(None)
@@ -71,6 +80,7 @@ def test_switches_and_review_tools():
     tolvana.set_enabled(False)
     assert not tolvana.enabled()
     assert not tolvana.update_and_wait(timeout=30)
+    assert _update_with_changes_and_wait() == [(False, {})]
     tolvana.set_enabled(True)
     assert tolvana.enabled()
 

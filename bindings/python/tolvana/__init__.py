@@ -96,14 +96,33 @@ _lib = _load()
 # trampoline serves them all and lives as long as the module, so the library never calls
 # into a freed one.
 _pending_lock = threading.Lock()
-_pending: Dict[int, Optional[Callable[[bool], None]]] = {}
+_pending: Dict[int, Optional[Callable]] = {}
 _next_token = 0
+
+
+def _take(token: Optional[int]) -> Optional[Callable]:
+    with _pending_lock:
+        return _pending.pop(token or 0, None)
+
+
+def _call_back_once(callback: Optional[Callable], start: Callable[[int], None]) -> None:
+    """Keeps callback under a new token and starts the call that will call back with it."""
+    global _next_token
+    with _pending_lock:
+        _next_token += 1
+        token = _next_token
+        _pending[token] = callback
+    try:
+        start(token)
+    except BaseException:
+        # The library never saw the token, so it will not call back for it.
+        _take(token)
+        raise
 
 
 @_UpdateCallback
 def _on_update(success: int, token: Optional[int]) -> None:
-    with _pending_lock:
-        callback = _pending.pop(token or 0, None)
+    callback = _take(token)
     if callback is not None:
         callback(success == 1)
 
@@ -179,19 +198,9 @@ def update(callback: Optional[Callable[[bool], None]] = None, groups: Sequence[s
     library's main queue after this call has returned, and an exception it raises is printed
     and dropped.
     """
-    global _next_token
     group_array, language_array = _array(list(groups)), _array(list(languages))
-    with _pending_lock:
-        _next_token += 1
-        token = _next_token
-        _pending[token] = callback
-    try:
-        _lib.tolvana_update_groups(group_array, len(groups), language_array, len(languages), _on_update, token)
-    except BaseException:
-        # The library never saw the token, so it will not call back for it.
-        with _pending_lock:
-            _pending.pop(token, None)
-        raise
+    _call_back_once(callback, lambda token: _lib.tolvana_update_groups(
+        group_array, len(groups), language_array, len(languages), _on_update, token))
 
 
 def update_and_wait(timeout: float = 30.0, groups: Sequence[str] = (), languages: Sequence[str] = ()) -> bool:

@@ -26,12 +26,13 @@ _lib.tolvana_dictionary_free.restype = None
 
 
 def _read(dictionary: Optional[int]) -> dict:
-    """The dictionary's entries, each string decoded once where it lies; inner dictionaries as dicts."""
+    """The dictionary's entries, each string decoded once where it lies; inner dictionaries as dicts.
+    Bytes that are no UTF-8 (a store is a file other programs can write) become U+FFFD."""
     entries = {}
     for index in range(_lib.tolvana_dictionary_count(dictionary)):
-        key = _lib.tolvana_dictionary_key_at(dictionary, index).decode("utf-8")
+        key = _lib.tolvana_dictionary_key_at(dictionary, index).decode("utf-8", "replace")
         value = _lib.tolvana_dictionary_value_at(dictionary, index)
-        entries[key] = value.decode("utf-8") if value is not None else _read(
+        entries[key] = value.decode("utf-8", "replace") if value is not None else _read(
             _lib.tolvana_dictionary_dictionary_at(dictionary, index))
     return entries
 

@@ -9,10 +9,10 @@ import logging
 import os
 from typing import Callable, Dict, Iterator, List, Optional, Union
 
-from . import _lib
+from . import _call_back_once, _lib, _take
 
 __all__ = ["Configuration", "ConfigurationError", "GroupChange", "TextsChanged", "configuration", "configure",
-           "drain_main_queue", "enabled", "reset", "set_enabled", "set_texts_changed_handler"]
+           "drain_main_queue", "enabled", "reset", "set_enabled", "set_texts_changed_handler", "update_with_changes"]
 
 _log = logging.getLogger("tolvana")
 
@@ -32,6 +32,8 @@ class _GroupChange(ctypes.Structure):
 
 _TextsChangedCallback = ctypes.CFUNCTYPE(None, ctypes.c_int, ctypes.POINTER(ctypes.c_char_p), ctypes.c_size_t,
                                          ctypes.POINTER(_GroupChange), ctypes.c_size_t, ctypes.c_void_p)
+_UpdateChangesCallback = ctypes.CFUNCTYPE(None, ctypes.c_int, ctypes.POINTER(_GroupChange), ctypes.c_size_t,
+                                          ctypes.c_void_p)
 
 
 class _Options(ctypes.Structure):
@@ -50,6 +52,8 @@ _lib.tolvana_set_log_callback.argtypes = [_LogCallback, ctypes.c_void_p]
 _lib.tolvana_set_log_callback.restype = None
 _lib.tolvana_set_texts_changed_callback.argtypes = [_TextsChangedCallback, ctypes.c_void_p]
 _lib.tolvana_set_texts_changed_callback.restype = None
+_lib.tolvana_update_with_changes.argtypes = [_UpdateChangesCallback, ctypes.c_void_p]
+_lib.tolvana_update_with_changes.restype = None
 
 Path = Union[str, "os.PathLike[str]"]
 
@@ -170,6 +174,34 @@ class TextsChanged:
     changes: Dict[str, List[GroupChange]]  # per language, what an update wrote; empty after a switch
 
 
+Changes = Dict[str, List[GroupChange]]
+
+
+def _changes(groups, group_count: int) -> Changes:
+    changes: Changes = {}
+    for index in range(group_count):
+        group = groups[index]
+        changes.setdefault(group.language.decode("utf-8"), []).append(GroupChange(
+            group.group.decode("utf-8"), group.version_before, group.version_after, group.entries_written))
+    return changes
+
+
+@_UpdateChangesCallback
+def _on_update_with_changes(success: int, groups, group_count: int, token: Optional[int]) -> None:
+    callback = _take(token)
+    if callback is not None:
+        callback(success == 1, _changes(groups, group_count))
+
+
+def update_with_changes(callback: Optional[Callable[[bool, Changes], None]] = None) -> None:
+    """update(), telling the callback also what the update wrote into the stores: per language,
+    the groups that were newer (empty when nothing was, and on failure).
+
+    The callback runs exactly once, on the library's main queue after this call has returned.
+    """
+    _call_back_once(callback, lambda token: _lib.tolvana_update_with_changes(_on_update_with_changes, token))
+
+
 _texts_changed_handler: Optional[Callable[[TextsChanged], None]] = None
 
 
@@ -179,13 +211,9 @@ def _on_texts_changed(cause: int, languages, language_count: int, groups, group_
     handler = _texts_changed_handler
     if handler is None:
         return
-    changes: Dict[str, List[GroupChange]] = {}
-    for index in range(group_count):
-        group = groups[index]
-        changes.setdefault(group.language.decode("utf-8"), []).append(GroupChange(
-            group.group.decode("utf-8"), group.version_before, group.version_after, group.entries_written))
     notice = TextsChanged("update" if cause == 0 else "language_switch",
-                          [languages[index].decode("utf-8") for index in range(language_count)], changes)
+                          [languages[index].decode("utf-8") for index in range(language_count)],
+                          _changes(groups, group_count))
     try:
         handler(notice)
     except Exception:
