@@ -8,7 +8,7 @@
 #include <cstdio>
 #include <memory>
 
-namespace tolvana::devserver {
+namespace tolvana::server {
 
 namespace {
 
@@ -58,4 +58,4 @@ bool writeSelfSignedCertificate(const std::string& certificatePath, const std::s
   return ok;
 }
 
-}  // namespace tolvana::devserver
+}  // namespace tolvana::server

@@ -4,9 +4,9 @@
 
 #include <string>
 
-namespace tolvana::devserver {
+namespace tolvana::server {
 
 // Writes a new key and a certificate valid for one day; false with a reason on failure.
 bool writeSelfSignedCertificate(const std::string& certificatePath, const std::string& keyPath, std::string* error);
 
-}  // namespace tolvana::devserver
+}  // namespace tolvana::server

@@ -6,9 +6,9 @@
 #include <cstdio>
 #include <string>
 
-namespace tolvana::devserver {
+namespace tolvana::server {
 
-bool serveUntilStopped(const DevServerOptions& options, std::string* error) {
+bool serveUntilStopped(const ServerOptions& options, Storage& storage, std::string* error) {
   // Block the stop signals before the server's threads start, so only sigwait sees them.
   sigset_t stopSignals;
   sigemptyset(&stopSignals);
@@ -16,7 +16,7 @@ bool serveUntilStopped(const DevServerOptions& options, std::string* error) {
   sigaddset(&stopSignals, SIGTERM);
   pthread_sigmask(SIG_BLOCK, &stopSignals, nullptr);
 
-  DevServer server(options);
+  TranslationServer server(options, storage);
   if (!server.start(error)) return false;
   std::printf("listening on %s\n", server.baseUrl().c_str());
   std::fflush(stdout);
@@ -26,4 +26,4 @@ bool serveUntilStopped(const DevServerOptions& options, std::string* error) {
   return true;
 }
 
-}  // namespace tolvana::devserver
+}  // namespace tolvana::server

@@ -1,4 +1,4 @@
-#include "Faults.h"
+#include "TestFixture.h"
 
 #include <zlib.h>
 
@@ -7,7 +7,11 @@
 #include <memory>
 #include <thread>
 
-namespace tolvana::devserver {
+#include "api/Gzip.h"
+#include "api/HttpAnswers.h"
+#include "support/Json.h"
+
+namespace tolvana::server {
 
 namespace {
 
@@ -50,25 +54,11 @@ class ZeroBomb {
   bool finished_ = false;
 };
 
+using Fault = TestFixture::Fault;
+
 bool streamFault(const Fault& armed, httplib::Response& response, const std::atomic<bool>& stopping);
 
-}  // namespace
-
-std::string gzipped(const std::string& data) {
-  z_stream stream{};
-  deflateInit2(&stream, Z_DEFAULT_COMPRESSION, Z_DEFLATED, 31, 8, Z_DEFAULT_STRATEGY);
-  std::string out(deflateBound(&stream, data.size()) + 32, '\0');
-  stream.next_in = reinterpret_cast<Bytef*>(const_cast<char*>(data.data()));
-  stream.avail_in = static_cast<uInt>(data.size());
-  stream.next_out = reinterpret_cast<Bytef*>(out.data());
-  stream.avail_out = static_cast<uInt>(out.size());
-  deflate(&stream, Z_FINISH);
-  out.resize(stream.total_out);
-  deflateEnd(&stream);
-  return out;
-}
-
-Fault Fault::fromJson(const Value& body) {
+Fault faultOf(const Value& body) {
   Fault armed;
   auto integer = [&](const char* key) { return body.find(key) ? body.find(key)->numberAsInteger().value_or(0) : 0; };
   armed.count = static_cast<int>(body.find("count") ? integer("count") : 1);
@@ -96,8 +86,6 @@ bool answerWithFault(const Fault& armed, httplib::Response& response, const std:
   response.set_content(armed.body.value_or(""), "text/plain");
   return true;
 }
-
-namespace {
 
 // Faults of the connection rather than of the answer. Each gives up when the client goes
 // away or the server stops, so none keeps a worker busy after its test.
@@ -153,4 +141,41 @@ bool streamFault(const Fault& armed, httplib::Response& response, const std::ato
 
 }  // namespace
 
-}  // namespace tolvana::devserver
+void TestFixture::addRoutes(httplib::Server& server) {
+  server.Post("/_test/faults", [this](const httplib::Request& request, httplib::Response& response) {
+    Fault fault = faultOf(json::parse(request.body).value_or(Value::Dictionary{}));
+    if (request.body.empty() || request.body == "{}") fault.count = 0;
+    std::lock_guard lock(mutex_);
+    armed_ = fault;
+    answerJson(response, Value::Dictionary{{"ok", true}});
+  });
+  server.Get("/_test/requests", [this](const httplib::Request&, httplib::Response& response) {
+    std::lock_guard lock(mutex_);
+    answerJson(response, requests_);
+  });
+}
+
+bool TestFixture::answerInstead(httplib::Response& response) {
+  Fault armed;
+  {
+    std::lock_guard lock(mutex_);
+    if (armed_.count <= 0) return false;
+    --armed_.count;
+    armed = armed_;
+  }
+  return answerWithFault(armed, response, stopping_);
+}
+
+void TestFixture::answered(const httplib::Request& request, const httplib::Response& response) {
+  Value::Dictionary headers;
+  for (const auto& [name, value] : request.headers) headers[name] = value;
+  std::lock_guard lock(mutex_);
+  requests_.push_back(Value::Dictionary{{"method", request.method},
+                                        {"path", request.path},
+                                        {"target", request.target},
+                                        {"headers", headers},
+                                        {"body", request.body},
+                                        {"status", response.status}});
+}
+
+}  // namespace tolvana::server

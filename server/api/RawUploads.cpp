@@ -1,27 +1,22 @@
-#include "RawUploads.h"
+#include "api/RawUploads.h"
 
-namespace tolvana::devserver {
+namespace tolvana::server {
 namespace {
 
-constexpr const char* kUploadTypeHeader = "X-Devserver-Upload-Content-Type";
+constexpr const char* kUploadTypeHeader = "X-Upload-Content-Type";
 
 }  // namespace
 
-void readUploadsRaw(httplib::Server& server) {
-  server.set_pre_routing_handler([](const httplib::Request& request, httplib::Response&) {
-    if (request.path.ends_with("/uploadScreenshot") && request.is_multipart_form_data()) {
-      // The Request is not const at its origin, so the cast is well-defined.
-      auto& raw = const_cast<httplib::Request&>(request);
-      raw.set_header(kUploadTypeHeader, raw.get_header_value("Content-Type"));
-      raw.headers.erase("Content-Type");
-      raw.set_header("Content-Type", "application/octet-stream");
-    }
-    return httplib::Server::HandlerResponse::Unhandled;
-  });
+void keepUploadRaw(const httplib::Request& request) {
+  if (!request.is_multipart_form_data()) return;
+  // The Request is not const at its origin, so the cast is well-defined.
+  auto& raw = const_cast<httplib::Request&>(request);
+  raw.headers.erase(kUploadTypeHeader);
+  raw.set_header(kUploadTypeHeader, raw.get_header_value("Content-Type"));
+  raw.headers.erase("Content-Type");
+  raw.set_header("Content-Type", "application/octet-stream");
 }
 
-std::string uploadContentType(const httplib::Request& request) {
-  return request.get_header_value(kUploadTypeHeader);
-}
+std::string uploadContentType(const httplib::Request& request) { return request.get_header_value(kUploadTypeHeader); }
 
-}  // namespace tolvana::devserver
+}  // namespace tolvana::server

@@ -8,10 +8,11 @@
 
 #include <string>
 
-namespace tolvana::devserver {
+namespace tolvana::server {
 
-void readUploadsRaw(httplib::Server& server);
+// Called before the body is read (from the pre-routing handler).
+void keepUploadRaw(const httplib::Request& request);
 // The Content-Type the client sent with an upload read raw.
 std::string uploadContentType(const httplib::Request& request);
 
-}  // namespace tolvana::devserver
+}  // namespace tolvana::server

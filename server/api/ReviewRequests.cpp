@@ -1,8 +1,10 @@
-#include "ReviewRequests.h"
+#include "api/ReviewRequests.h"
+
+#include <charconv>
 
 #include "support/Json.h"
 
-namespace tolvana::devserver {
+namespace tolvana::server {
 namespace {
 
 // Takes the expected text off the front of rest; false when rest does not start with it.
@@ -42,10 +44,13 @@ std::variant<ScreenshotParts, std::string> parseScreenshotUpload(const std::stri
   }
   std::size_t digits = rest.find("\r\n\r\n");
   if (digits == std::string_view::npos || digits == 0) return "the image part states no length";
-  std::string stated(rest.substr(0, digits));
-  if (stated.find_first_not_of("0123456789") != std::string::npos) return "the image part's length is no number";
+  std::string_view stated = rest.substr(0, digits);
+  std::size_t length = 0;
+  auto [end, error] = std::from_chars(stated.data(), stated.data() + stated.size(), length);
+  if (error != std::errc() || end != stated.data() + stated.size()) {
+    return "the image part's length is no number the body can hold";
+  }
   rest.remove_prefix(digits + 4);
-  std::size_t length = std::stoull(stated);
   if (rest.size() < length) return "the image part is shorter than it states";
   ScreenshotParts parts{std::string(rest.substr(0, length)), ""};
   rest.remove_prefix(length);
@@ -89,4 +94,4 @@ std::optional<std::string> issueRequestError(const std::string& contentType, con
                                  "operatingSystem", "languageName"});
 }
 
-}  // namespace tolvana::devserver
+}  // namespace tolvana::server

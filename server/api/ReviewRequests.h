@@ -8,7 +8,7 @@
 
 #include "tolvana/Value.h"
 
-namespace tolvana::devserver {
+namespace tolvana::server {
 
 struct ScreenshotParts {
   std::string png;
@@ -27,4 +27,4 @@ std::optional<std::string> screenshotBodyError(const Value& body);
 std::optional<std::string> issueRequestError(const std::string& contentType, const std::string& contentLength,
                                              const std::string& body);
 
-}  // namespace tolvana::devserver
+}  // namespace tolvana::server

@@ -133,7 +133,7 @@ TYPED_TEST(HttpContract, StatusHeadersAndBodyComeAsSentBothWays) {
     std::string bodyPart;
   } const cases[] = {
       {"ok", {}, true, 200, R"("data")"},
-      {"unsigned", {}, false, 401, "bad signature"},
+      {"unsigned", {}, false, 401, "not signed"},
       {"not-modified", {{"status", 304}}, true, 304, ""},
       {"server-error", {{"status", 500}, {"body", "server down"}}, true, 500, "server down"},
   };
