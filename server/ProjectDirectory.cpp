@@ -37,11 +37,15 @@ std::optional<std::string> textOf(const Value* v) {
 
 // Fills the settings of project.json into project; the languages of the folder come later.
 void readSettings(const fs::path& file, Project* project) {
+  std::error_code ec;
+  if (!fs::is_regular_file(file, ec)) {
+    throw std::runtime_error("project.json in " + file.parent_path().string() + " is missing");
+  }
   Value settings = readJson(file);
   const Value* appId = settings.find("appId");
   const Value* secret = settings.find("apiSecret");
   if (!appId || !appId->isString() || !InputRules::isProjectId(appId->asString()) || !secret || !secret->isString()) {
-    throw std::runtime_error("project.json in " + file.parent_path().string() + " is missing or lacks appId and apiSecret");
+    throw std::runtime_error("project.json in " + file.parent_path().string() + " lacks a usable appId or apiSecret");
   }
   project->id = appId->asString();
   project->apiSecret = secret->asString();
@@ -57,7 +61,9 @@ void readSettings(const fs::path& file, Project* project) {
   project->collectMissing = flag("collectMissingEnabled");
   project->draftMode = flag("draftModeEnabled");
   if (const Value* v = settings.find("version"); v && v->numberAsInteger()) project->contentVersion = *v->numberAsInteger();
-  if (const Value* host = settings.find("enterpriseHost"); host && host->isString()) project->enterpriseHost = host->asString();
+  if (const Value* host = settings.find("enterpriseHost"); host && host->isString()) {
+    project->enterpriseHost = host->asString();
+  }
   for (auto [key, into] : {std::pair{"screenTags", &project->screenTags}, {"languages", &project->languages}}) {
     if (const Value* list = settings.find(key); list && list->isArray()) {
       for (const Value& item : list->asArray()) {

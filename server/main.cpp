@@ -50,7 +50,9 @@ std::optional<std::string> adminToken(const std::string& tokenFile, const Storag
   if (!tokenFile.empty()) {
     auto text = tolvana::readWholeFile(tokenFile);
     while (text && !text->empty() && std::isspace(static_cast<unsigned char>(text->back()))) text->pop_back();
-    if (!text || text->size() < 16) throw std::runtime_error("the admin token file " + tokenFile + " holds no token of 16 characters or more");
+    if (!text || text->size() < 16) {
+      throw std::runtime_error("the admin token file " + tokenFile + " holds no token of 16 characters or more");
+    }
     return text;
   }
   if (location.dataDirectory.empty()) return std::nullopt;
@@ -85,7 +87,10 @@ int run(CLI::App& app, ServerOptions& options, StorageLocation& location, const 
     std::string id = projectId;
     if (id.empty()) {
       auto projects = storage->projects();
-      if (projects.size() != 1) throw std::runtime_error("the database holds " + std::to_string(projects.size()) + " projects: name one with --project");
+      if (projects.size() != 1) {
+        throw std::runtime_error("the database holds " + std::to_string(projects.size()) +
+                                 " projects: name one with --project");
+      }
       id = projects.front().id;
     }
     exportProjectDirectory(*storage, id, directory);
@@ -132,6 +137,7 @@ int main(int argc, char** argv) {
   app.add_option("--max-clock-skew", options.api.maxClockSkewSeconds,
                  "Refuse full requests signed further from the server's clock (s; 0: any)")->capture_default_str();
   app.add_option("--max-upload-bytes", options.api.maxUploadBytes, "Largest screenshot upload")->capture_default_str();
+  app.add_option("--max-uploads", options.api.maxConcurrentUploads, "Screenshot uploads read at once")->capture_default_str();
   app.add_option("--cache-max-age", options.api.cacheMaxAgeSeconds, "max-age of cacheable answers (s)")->capture_default_str();
   app.add_option("--import", importDirectory, "Import this project directory before serving");
   app.add_option("--log-level", logLevel, "v, d, i, w or e")->capture_default_str();

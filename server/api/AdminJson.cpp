@@ -43,7 +43,9 @@ Value toJson(const Project& p) {
                            {"revision", p.revision}};
 }
 
-Value toJson(const Group& g) { return Value::Dictionary{{"language", g.language}, {"group", g.name}, {"version", g.version}}; }
+Value toJson(const Group& g) {
+  return Value::Dictionary{{"language", g.language}, {"group", g.name}, {"version", g.version}};
+}
 
 Value toJson(const Entry& e) {
   return Value::Dictionary{{"language", e.language}, {"group", e.group},          {"key", e.key},

@@ -21,5 +21,11 @@ void refuse(const httplib::Request& request, httplib::Response& response, int st
 int statusFor(const StorageError& error);
 // refuse() with statusFor(error) and its message.
 void refuse(const httplib::Request& request, httplib::Response& response, const StorageError& error);
+// refuse(), and the connection ends after the answer: for a request whose body was not read,
+// which would otherwise be taken for the next request on the connection.
+void refuseAndClose(const httplib::Request& request, httplib::Response& response, int status,
+                    const std::string& reason);
+// Ends the connection after the answer already set.
+void closeAfterAnswer(httplib::Response& response);
 
 }  // namespace tolvana::server

@@ -36,8 +36,7 @@ Routed routeOf(const std::string& path) {
 }
 
 bool closeWith(const httplib::Request& request, httplib::Response& response, int status, const std::string& reason) {
-  response.set_header("Connection", "close");
-  refuse(request, response, status, reason);
+  refuseAndClose(request, response, status, reason);
   return true;
 }
 
@@ -69,6 +68,13 @@ bool RequestGate::refused(const httplib::Request& request, httplib::Response& re
     case Route::other:
       return closeWith(request, response, 404, "no such endpoint takes a body");
   }
+  if (routed.route != Route::admin) {
+    try {
+      if (!snapshots_.current(routed.project)) return closeWith(request, response, 404, "no project " + routed.project);
+    } catch (const StorageError& error) {
+      return closeWith(request, response, statusFor(error), error.what());
+    }
+  }
   if (request.has_header("Transfer-Encoding") || !request.has_header("Content-Length")) {
     return closeWith(request, response, 411, "send the body with a Content-Length");
   }
@@ -81,13 +87,6 @@ bool RequestGate::refused(const httplib::Request& request, httplib::Response& re
   if (length > limit) {
     return closeWith(request, response, 413,
                      "a body of " + declared + " bytes is more than this endpoint takes (" + std::to_string(limit) + ")");
-  }
-  if (routed.route != Route::admin) {
-    try {
-      if (!snapshots_.current(routed.project)) return closeWith(request, response, 404, "no project " + routed.project);
-    } catch (const StorageError& error) {
-      return closeWith(request, response, statusFor(error), error.what());
-    }
   }
   if (routed.route == Route::screenshot) keepUploadRaw(request);
   return false;

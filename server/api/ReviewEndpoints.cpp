@@ -76,21 +76,17 @@ void ReviewEndpoints::uploadScreenshot(const httplib::Request& request, httplib:
   UploadSlot slot(uploading_, options_.maxConcurrentUploads);
   if (!slot) {
     response.set_header("Retry-After", "5");
-    response.set_header("Connection", "close");
-    return refuse(request, response, 503, "too many uploads at once");
+    return refuseAndClose(request, response, 503, "too many uploads at once");
   }
   auto snapshot = projectOf(request, response);
-  if (!snapshot) return response.set_header("Connection", "close");
+  if (!snapshot) return closeAfterAnswer(response);
   std::string raw;
   auto deadline = std::chrono::steady_clock::now() + kMaxUploadTime;
   bool complete = reader([&](const char* data, std::size_t length) {
     raw.append(data, length);
     return raw.size() <= options_.maxUploadBytes && std::chrono::steady_clock::now() < deadline;
   });
-  if (!complete) {
-    response.set_header("Connection", "close");
-    return refuse(request, response, 408, "the upload was cut off or took too long");
-  }
+  if (!complete) return refuseAndClose(request, response, 408, "the upload was cut off or took too long");
   auto parsed = parseScreenshotUpload(uploadContentType(request), request.get_header_value("Content-Length"), raw);
   if (auto* error = std::get_if<std::string>(&parsed)) return refuse(request, response, 400, *error);
   auto& [png, text] = std::get<ScreenshotParts>(parsed);

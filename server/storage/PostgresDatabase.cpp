@@ -74,9 +74,18 @@ class PostgresConnection final : public SqlConnection {
   bool broken() const override { return PQstatus(connection_) != CONNECTION_OK; }
 
  private:
-  static std::string trimmed(std::string text) {
-    while (!text.empty() && (text.back() == '\n' || text.back() == ' ')) text.pop_back();
-    return text;
+  // libpq's messages run over several lines; a log line is one.
+  static std::string trimmed(const std::string& text) {
+    std::string line;
+    for (char c : text) {
+      if (c == '\n' || c == '\t') {
+        if (!line.empty() && line.back() != ' ') line += ' ';
+      } else {
+        line += c;
+      }
+    }
+    while (!line.empty() && line.back() == ' ') line.pop_back();
+    return line;
   }
 
   const std::string& prepared(std::string_view sql, int parameterCount) {

@@ -16,9 +16,13 @@ void SqlStorage::recordMissing(const std::string& id, const std::vector<MissingS
     for (const MissingString& m : ordered) {
       c.run("INSERT INTO missing_strings (project_id, language, key, value, first_seen, last_seen, reports, "
             "app_version, accepted_at) VALUES (?, ?, ?, ?, ?, ?, 1, ?, NULL) "
-            "ON CONFLICT (project_id, language, key) DO UPDATE SET last_seen = excluded.last_seen, "
-            "reports = missing_strings.reports + 1, app_version = excluded.app_version, "
-            "value = CASE WHEN missing_strings.value = '' THEN excluded.value ELSE missing_strings.value END",
+            "ON CONFLICT (project_id, language, key) DO UPDATE SET reports = missing_strings.reports + 1, "
+            "value = CASE WHEN missing_strings.value = '' THEN excluded.value ELSE missing_strings.value END, "
+            // Reports of one string may commit out of order: the latest report decides.
+            "app_version = CASE WHEN excluded.last_seen >= missing_strings.last_seen THEN excluded.app_version "
+            "ELSE missing_strings.app_version END, "
+            "last_seen = CASE WHEN excluded.last_seen > missing_strings.last_seen THEN excluded.last_seen "
+            "ELSE missing_strings.last_seen END",
             {id, m.language, m.key, m.value, m.firstSeen, m.lastSeen, m.appVersion});
     }
   });
@@ -97,8 +101,11 @@ void SqlStorage::recordDevices(const std::string& id, const std::vector<DevicePr
   database_->transaction(true, [&](SqlConnection& c) {
     for (const DeviceProfile& d : ordered) {
       c.run("INSERT INTO devices (project_id, device, profile, first_seen, last_seen, requests) VALUES (?, ?, ?, ?, ?, ?) "
-            "ON CONFLICT (project_id, device) DO UPDATE SET profile = excluded.profile, last_seen = excluded.last_seen, "
-            "requests = devices.requests + excluded.requests",
+            "ON CONFLICT (project_id, device) DO UPDATE SET requests = devices.requests + excluded.requests, "
+            "profile = CASE WHEN excluded.last_seen >= devices.last_seen THEN excluded.profile ELSE devices.profile END, "
+            "first_seen = CASE WHEN excluded.first_seen < devices.first_seen THEN excluded.first_seen "
+            "ELSE devices.first_seen END, "
+            "last_seen = CASE WHEN excluded.last_seen > devices.last_seen THEN excluded.last_seen ELSE devices.last_seen END",
             {id, d.device, d.profileJson, d.firstSeen, d.lastSeen, d.requests});
     }
   });

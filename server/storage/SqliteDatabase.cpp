@@ -16,10 +16,12 @@ StorageError::Kind kindOf(sqlite3* db, int code) {
     case SQLITE_FULL:
       return StorageError::Kind::full;
     case SQLITE_IOERR: {
-      // A write cut short by a full disk or a file-size limit.
+      // A write that failed is a full disk, a quota or a file-size limit far more often than
+      // a failing disk, and SQLite does not always keep the errno that would tell them apart.
       int error = sqlite3_system_errno(db);
-      return error == ENOSPC || error == EFBIG || error == EDQUOT ? StorageError::Kind::full
-                                                                   : StorageError::Kind::failed;
+      return code == SQLITE_IOERR_WRITE || error == ENOSPC || error == EFBIG || error == EDQUOT
+                 ? StorageError::Kind::full
+                 : StorageError::Kind::failed;
     }
     case SQLITE_BUSY:
     case SQLITE_LOCKED:

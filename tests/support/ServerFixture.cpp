@@ -1,5 +1,6 @@
 #include "tests/support/ServerFixture.h"
 
+#include <fcntl.h>
 #include <signal.h>
 #include <spawn.h>
 #include <sys/wait.h>
@@ -28,7 +29,7 @@ std::string readLine(int fd) {
 
 int spawn(std::vector<std::string> arguments, std::string* firstLine) {
   int out[2];
-  if (::pipe(out) != 0) throw std::runtime_error("pipe failed");
+  if (::pipe2(out, O_CLOEXEC) != 0) throw std::runtime_error("pipe failed");
   posix_spawn_file_actions_t actions;
   posix_spawn_file_actions_init(&actions);
   posix_spawn_file_actions_adddup2(&actions, out[1], STDOUT_FILENO);
@@ -56,8 +57,8 @@ ServerFixture::ServerFixture(Options options) : options_(std::move(options)) {
     arguments = {"/usr/bin/prlimit", "--fsize=" + std::to_string(options_.fileSizeLimit), "--"};
   }
   arguments.insert(arguments.end(), {TOLVANA_SERVER_BINARY, "--port", "0", "--admin-token-file", dir_.file("admin-token"),
-                                     "--test-fixture", "--max-clock-skew", std::to_string(options_.maxClockSkewSeconds),
-                                     "--log-level", "e"});
+                                     "--max-clock-skew", std::to_string(options_.maxClockSkewSeconds), "--log-level", "e"});
+  if (options_.testFixture) arguments.push_back("--test-fixture");
   if (options_.database.empty()) {
     arguments.insert(arguments.end(), {"--data", dataDirectory()});
   } else {

@@ -34,6 +34,8 @@ class ServerFixture {
     std::string database;
     // Off for a second server on a database that has the project already.
     bool createProject = true;
+    // The fault and request-record endpoints; off, the server runs as it does for its users.
+    bool testFixture = true;
     // The largest file the server may write (its process's RLIMIT_FSIZE); 0: no limit.
     std::size_t fileSizeLimit = 0;
     std::vector<std::string> extraArguments;
