@@ -37,16 +37,16 @@ class TestFixture final : public UpdateObserver {
   struct Fault {
     int count = 0;
     int status = 0;
-    std::optional<std::string> body;
+    std::optional<std::string> body{};
     int delayMs = 0;
     bool truncateGzip = false;
-    std::string mode;  // a misbehaving connection instead of an answer
+    std::string mode{};  // a misbehaving connection instead of an answer
   };
 
  private:
-  std::mutex mutex_;
-  Fault armed_;                  // guarded by mutex_
-  Value::Array requests_;        // guarded by mutex_
+  std::mutex mutex_{};
+  Fault armed_{};                  // guarded by mutex_
+  Value::Array requests_{};        // guarded by mutex_
   std::atomic<bool> stopping_{false};
 };
 

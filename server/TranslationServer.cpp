@@ -135,8 +135,9 @@ bool TranslationServer::start(std::string* error) {
   // Answers go out as headers and body in two writes; without this the second waits for the
   // client's delayed acknowledgement of the first (tens of milliseconds a request).
   p.server->set_tcp_nodelay(true);
-  // A connection holds a request thread while it stays open, idle or not.
-  p.server->set_keep_alive_max_count(1000);
+  // A connection holds a request thread while it stays open, idle or not: after a hundred
+  // requests it is closed, so that connections waiting for a thread get their turn.
+  p.server->set_keep_alive_max_count(100);
   p.server->set_keep_alive_timeout(2);
   const ApiOptions& api = p.options.api;
   p.server->set_payload_max_length(std::max({api.maxUpdateBytes, api.maxUploadBytes, api.maxIssueBytes, api.maxAdminBytes}));

@@ -20,10 +20,10 @@ struct ServerOptions {
   std::string host = "127.0.0.1";  // loopback unless asked
   int port = 8080;                 // 0 picks a free port
   bool tls = false;
-  std::optional<std::string> certificateFile, keyFile;  // made at start when absent
-  std::optional<std::string> writeCaFile;  // where to put the certificate clients should trust
-  std::string stateDirectory;              // where a made certificate is kept
-  std::optional<std::string> adminToken;   // without one, the admin API refuses everything
+  std::optional<std::string> certificateFile, keyFile{};  // made at start when absent
+  std::optional<std::string> writeCaFile{};  // where to put the certificate clients should trust
+  std::string stateDirectory{};              // where a made certificate is kept
+  std::optional<std::string> adminToken{};   // without one, the admin API refuses everything
   // Request threads. A thread serves one connection at a time, for as long as it stays open,
   // so this is also how many devices are answered at once.
   int threads = 64;
@@ -47,7 +47,7 @@ class TranslationServer {
 
  private:
   struct Parts;
-  std::unique_ptr<Parts> parts_;
+  std::unique_ptr<Parts> parts_{};
 };
 
 }  // namespace tolvana::server

@@ -23,7 +23,7 @@ class AdminAuth {
 
   struct Refusal {
     int status;
-    std::string reason;
+    std::string reason{};
   };
   // Why the request may not go on, or nothing. Runs before the body is read.
   std::optional<Refusal> refusal(const httplib::Request& request) const;

@@ -16,10 +16,10 @@
 namespace tolvana::server {
 
 struct EncodedAnswer {
-  std::string plain;
-  std::string gzip;
-  std::string etag;       // W/"<digest of plain>": equal answers of two servers have equal tags
-  std::string signature;  // the "hmac" of the cacheable request this answers, where it is one
+  std::string plain{};
+  std::string gzip{};
+  std::string etag{};       // W/"<digest of plain>": equal answers of two servers have equal tags
+  std::string signature{};  // the "hmac" of the cacheable request this answers, where it is one
 };
 
 class AnswerCache {
@@ -34,7 +34,7 @@ class AnswerCache {
 
   struct Shard {
     mutable std::mutex mutex;
-    std::unordered_map<std::string, std::shared_ptr<const EncodedAnswer>> answers;  // guarded by mutex
+    std::unordered_map<std::string, std::shared_ptr<const EncodedAnswer>> answers{};  // guarded by mutex
     std::size_t bytes = 0;                                                          // guarded by mutex
   };
   Shard& shardOf(const std::string& key) const { return shards_[std::hash<std::string>{}(key) % kShards]; }

@@ -40,8 +40,8 @@ class DeviceProfiles {
   using Key = std::pair<std::string, std::string>;  // project, device
 
   struct Shard {
-    std::mutex mutex;
-    std::map<Key, DeviceProfile> waiting;  // guarded by mutex
+    std::mutex mutex{};
+    std::map<Key, DeviceProfile> waiting{};  // guarded by mutex
   };
   void merge(std::map<Key, DeviceProfile>& into, std::map<Key, DeviceProfile>&& from);
 

@@ -37,8 +37,8 @@ class ProjectSnapshot {
  private:
   struct GroupTexts {
     std::int64_t version = 0;
-    std::string published;   // {"entries":{key:{"v":…}},"version":N}
-    std::string withDrafts;  // the same with "d" beside "v", and entries that are drafts alone
+    std::string published{};   // {"entries":{key:{"v":…}},"version":N}
+    std::string withDrafts{};  // the same with "d" beside "v", and entries that are drafts alone
   };
 
   Project project_;

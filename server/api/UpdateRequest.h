@@ -16,12 +16,12 @@
 namespace tolvana::server {
 
 struct UpdateRequest {
-  RequestedVersions requested;
+  RequestedVersions requested{};
   bool drafts = false;
-  std::vector<MissingString> missing;
+  std::vector<MissingString> missing{};
   std::size_t missingRefused = 0;  // entries whose key or text had no acceptable form
-  std::string device;              // the device's vendor id, or a digest of its profile
-  std::string profileJson;
+  std::string device{};              // the device's vendor id, or a digest of its profile
+  std::string profileJson{};
 
   // The request read from its body (or params) and, for a cacheable GET, the profile headers;
   // what is wrong with its form otherwise.

@@ -20,25 +20,25 @@ namespace tolvana::server {
 using Seconds = std::int64_t;
 
 struct Project {
-  std::string id;
-  std::string apiSecret;
-  std::string baseLanguage;
-  std::vector<std::string> languages;  // every language of the project, the base included
-  std::optional<std::string> enterpriseHost;
+  std::string id{};
+  std::string apiSecret{};
+  std::string baseLanguage{};
+  std::vector<std::string> languages{};  // every language of the project, the base included
+  std::optional<std::string> enterpriseHost{};
   bool collectMissing = true;
   bool draftMode = true;
-  std::vector<std::string> screenTags;
+  std::vector<std::string> screenTags{};
   std::int64_t contentVersion = 1;  // "__v" of the answers; up by one at every publication
   std::int64_t revision = 0;        // up at every change an answer could show
 };
 
 struct Entry {
-  std::string language;
-  std::string group;
-  std::string key;
-  std::string plural;  // "" or a plural rule word: the app sees the key as "key[plural]"
-  std::optional<std::string> value;  // published
-  std::optional<std::string> draft;  // not published yet
+  std::string language{};
+  std::string group{};
+  std::string key{};
+  std::string plural{};  // "" or a plural rule word: the app sees the key as "key[plural]"
+  std::optional<std::string> value{};  // published
+  std::optional<std::string> draft{};  // not published yet
   Seconds updatedAt = 0;
 
   // The key as apps send and receive it.
@@ -49,50 +49,50 @@ struct Entry {
 };
 
 struct Group {
-  std::string language;
-  std::string name;
+  std::string language{};
+  std::string name{};
   std::int64_t version = 0;
 };
 
 // Everything an answer is built from.
 struct ProjectContent {
-  Project project;
-  std::vector<Group> groups;
-  std::vector<Entry> entries;
+  Project project{};
+  std::vector<Group> groups{};
+  std::vector<Entry> entries{};
 };
 
 struct MissingString {
-  std::string language;
-  std::string key;
-  std::string value;  // the app's default text ("" when it had none)
+  std::string language{};
+  std::string key{};
+  std::string value{};  // the app's default text ("" when it had none)
   Seconds firstSeen = 0;
   Seconds lastSeen = 0;
   std::int64_t count = 0;
-  std::string appVersion;
-  std::optional<Seconds> acceptedAt;
+  std::string appVersion{};
+  std::optional<Seconds> acceptedAt{};
 };
 
 struct Screenshot {
   std::int64_t id = 0;
-  std::string tag;
+  std::string tag{};
   std::int64_t bytes = 0;      // of the PNG
-  std::string positionsJson;   // the string positions as the app sent them
-  std::string deviceJson;      // the other fields of the upload
+  std::string positionsJson{};   // the string positions as the app sent them
+  std::string deviceJson{};      // the other fields of the upload
   Seconds receivedAt = 0;
 };
 
 struct Issue {
   std::int64_t number = 0;
-  std::string tag;  // "ISSUE-<number>": the screen tag of its screenshot
-  std::string summary;
-  std::string description;
-  std::string deviceJson;
+  std::string tag{};  // "ISSUE-<number>": the screen tag of its screenshot
+  std::string summary{};
+  std::string description{};
+  std::string deviceJson{};
   Seconds receivedAt = 0;
 };
 
 struct DeviceProfile {
-  std::string device;        // the vendor id the app sends, or a digest of the profile without one
-  std::string profileJson;   // the profile fields last seen
+  std::string device{};        // the vendor id the app sends, or a digest of the profile without one
+  std::string profileJson{};   // the profile fields last seen
   Seconds firstSeen = 0;
   Seconds lastSeen = 0;
   std::int64_t requests = 0;

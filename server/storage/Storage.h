@@ -23,26 +23,26 @@
 namespace tolvana::server {
 
 struct EntryFilter {
-  std::optional<std::string> language;
-  std::optional<std::string> group;
-  std::optional<std::string> key;
+  std::optional<std::string> language{};
+  std::optional<std::string> group{};
+  std::optional<std::string> key{};
   bool withDraftOnly = false;  // only entries whose draft waits for publication
 };
 
 // Which drafts a publication takes: all of the project's, or those of one language or group.
 struct PublishScope {
-  std::optional<std::string> language;
-  std::optional<std::string> group;
+  std::optional<std::string> language{};
+  std::optional<std::string> group{};
 };
 
 struct Publication {
-  std::vector<Group> changed;  // the groups whose version went up, with their new versions
+  std::vector<Group> changed{};  // the groups whose version went up, with their new versions
   std::int64_t contentVersion = 0;
 };
 
 struct MissingKey {
-  std::string language;
-  std::string key;
+  std::string language{};
+  std::string key{};
 };
 
 class Storage {
@@ -97,8 +97,8 @@ class Storage {
 
 // Where the data lives: a directory for SQLite, or a PostgreSQL connection URL.
 struct StorageLocation {
-  std::string dataDirectory;
-  std::string databaseUrl;
+  std::string dataDirectory{};
+  std::string databaseUrl{};
   int connections = 8;  // the most connections held at once
 };
 

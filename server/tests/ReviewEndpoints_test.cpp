@@ -64,7 +64,9 @@ TEST(ReviewEndpoints, UploadsIssuesAndTagsAreCheckedByteForByte) {
     request.headers.emplace_back("Content-Type", type);
     auto answer = server.send(request);
     EXPECT_EQ(answer.status, status) << type << " " << text;
-    if (status == 200) EXPECT_EQ(json::parse(answer.body).value_or(Value()).find("tag")->asString(), "ISSUE-1");
+    if (status == 200) {
+      EXPECT_EQ(json::parse(answer.body).value_or(Value()).find("tag")->asString(), "ISSUE-1");
+    }
   }
   auto tags = server.send({"GET", "/v3/mobile-apps/sdk/app1/screenTag?params=%7B%7D", testing::signedHeaders("{}"), ""});
   EXPECT_EQ(json::parse(tags.body), Value(Value::Array{"Home", "Settings"}));

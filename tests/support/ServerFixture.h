@@ -31,14 +31,14 @@ class ServerFixture {
     // Tests sign with a simulated clock, so the server accepts any time stamp unless told.
     int maxClockSkewSeconds = 0;
     // A PostgreSQL URL instead of SQLite in the fixture's directory.
-    std::string database;
+    std::string database{};
     // Off for a second server on a database that has the project already.
     bool createProject = true;
     // The fault and request-record endpoints; off, the server runs as it does for its users.
     bool testFixture = true;
     // The largest file the server may write (its process's RLIMIT_FSIZE); 0: no limit.
     std::size_t fileSizeLimit = 0;
-    std::vector<std::string> extraArguments;
+    std::vector<std::string> extraArguments{};
   };
 
   explicit ServerFixture(Options options);
@@ -74,8 +74,8 @@ class ServerFixture {
   Options options_;
   TempDir dir_;
   std::string adminToken_ = "fixture-admin-token-0123456789";
-  std::string baseUrl_;
-  std::shared_ptr<Http> http_;
+  std::string baseUrl_{};
+  std::shared_ptr<Http> http_{};
   std::set<std::string> languages_{"en"};
   int pid_ = -1;
 };
