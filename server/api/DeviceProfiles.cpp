@@ -4,6 +4,7 @@
 #include <functional>
 
 #include "storage/StorageError.h"
+#include "support/Json.h"
 #include "support/TLLog.h"
 
 namespace tolvana::server {
@@ -29,31 +30,30 @@ DeviceProfiles::~DeviceProfiles() {
   flush();
 }
 
-void DeviceProfiles::note(const std::string& project, const std::string& device, const std::string& profileJson,
-                          Seconds at) {
-  Key key{project, device};
-  Shard& shard = shards_[std::hash<std::string>{}(device) % kShards];
+void DeviceProfiles::note(const std::string& project, const std::string& device, ProfileFields fields, Seconds at) {
+  Shard& shard = shardOf(device);
   std::lock_guard lock(shard.mutex);
-  auto found = shard.waiting.find(key);
+  auto found = shard.waiting.find(Key{project, device});
   if (found == shard.waiting.end()) {
     if (waitingCount_.load() >= kMaxWaiting) {
       logWarning("device profiles not written yet: %@; dropping", kMaxWaiting);
       return;
     }
     ++waitingCount_;
-    shard.waiting.emplace(key, DeviceProfile{device, profileJson, at, at, 1});
+    shard.waiting.emplace(Key{project, device}, Seen{std::move(fields), at, at, 1});
     return;
   }
-  found->second.profileJson = profileJson;
+  found->second.fields = std::move(fields);
   found->second.lastSeen = at;
   ++found->second.requests;
 }
 
-void DeviceProfiles::merge(std::map<Key, DeviceProfile>& into, std::map<Key, DeviceProfile>&& from) {
-  for (auto& [key, seen] : from) {
-    auto [at, added] = into.emplace(key, seen);
+void DeviceProfiles::putBack(Waiting&& unwritten) {
+  for (auto& [key, seen] : unwritten) {
+    Shard& shard = shardOf(key.second);
+    std::lock_guard lock(shard.mutex);
+    auto [at, added] = shard.waiting.emplace(key, seen);
     if (added) continue;
-    // `into` holds what is newer: keep its profile, add the older requests to it.
     at->second.firstSeen = std::min(at->second.firstSeen, seen.firstSeen);
     at->second.requests += seen.requests;
     --waitingCount_;
@@ -62,34 +62,32 @@ void DeviceProfiles::merge(std::map<Key, DeviceProfile>& into, std::map<Key, Dev
 
 bool DeviceProfiles::flush() {
   std::lock_guard writing(flushing_);
-  std::map<Key, DeviceProfile> taken;
+  Waiting taken;
   for (Shard& shard : shards_) {
     std::lock_guard lock(shard.mutex);
     taken.merge(shard.waiting);
-    shard.waiting.clear();
   }
-  if (taken.empty()) return true;
   std::map<std::string, std::vector<DeviceProfile>> byProject;
-  for (const auto& [key, seen] : taken) byProject[key.first].push_back(seen);
-  try {
-    for (auto it = byProject.begin(); it != byProject.end(); it = byProject.erase(it)) {
-      storage_.recordDevices(it->first, it->second);
-      for (const DeviceProfile& written : it->second) {
-        taken.erase({it->first, written.device});
-        --waitingCount_;
-      }
-    }
-    return true;
-  } catch (const StorageError& error) {
-    logWarning("device profiles kept for later: %@", error.what());
-    for (auto& [key, seen] : taken) {
-      Shard& shard = shards_[std::hash<std::string>{}(key.second) % kShards];
-      std::lock_guard lock(shard.mutex);
-      std::map<Key, DeviceProfile> one{{key, seen}};
-      merge(shard.waiting, std::move(one));
-    }
-    return false;
+  for (const auto& [key, seen] : taken) {
+    Value::Dictionary profile;
+    for (const auto& [field, text] : seen.fields) profile[field] = text;
+    byProject[key.first].push_back(
+        DeviceProfile{key.second, json::serialize(profile), seen.firstSeen, seen.lastSeen, seen.requests});
   }
+  for (const auto& [project, devices] : byProject) {
+    try {
+      storage_.recordDevices(project, devices);
+    } catch (const StorageError& error) {
+      logWarning("device profiles kept for later: %@", error.what());
+      putBack(std::move(taken));
+      return false;
+    }
+    for (const DeviceProfile& written : devices) {
+      taken.erase(Key{project, written.device});
+      --waitingCount_;
+    }
+  }
+  return true;
 }
 
 }  // namespace tolvana::server

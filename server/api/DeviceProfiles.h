@@ -1,6 +1,7 @@
 // DeviceProfiles: the devices seen, noted in memory as requests arrive and written to the
 // database in one transaction a second, so that the most common request (an update that
-// finds nothing new) never waits for a write.
+// finds nothing new) never waits for a write, nor for the profile's JSON text, which is made
+// when it is written.
 //
 // What is noted but not yet written is lost if the process dies; a count of requests is not
 // worth a write per request. When the database cannot take them, they wait for the next
@@ -22,6 +23,9 @@
 
 namespace tolvana::server {
 
+// A device's profile fields as it sent them: field name, text.
+using ProfileFields = std::vector<std::pair<std::string, std::string>>;
+
 class DeviceProfiles {
  public:
   explicit DeviceProfiles(Storage& storage);
@@ -29,8 +33,8 @@ class DeviceProfiles {
   DeviceProfiles(const DeviceProfiles&) = delete;
   DeviceProfiles& operator=(const DeviceProfiles&) = delete;
 
-  // One request of the device whose profile fields these are (a JSON object's text).
-  void note(const std::string& project, const std::string& device, const std::string& profileJson, Seconds at);
+  // One request of the device with these profile fields.
+  void note(const std::string& project, const std::string& device, ProfileFields fields, Seconds at);
   // Writes everything noted so far; false when the database refused (it is kept then).
   bool flush();
 
@@ -38,12 +42,21 @@ class DeviceProfiles {
   static constexpr std::size_t kShards = 8;
   static constexpr std::size_t kMaxWaiting = 100000;
   using Key = std::pair<std::string, std::string>;  // project, device
+  struct Seen {
+    ProfileFields fields{};  // the last seen
+    Seconds firstSeen = 0;
+    Seconds lastSeen = 0;
+    std::int64_t requests = 0;
+  };
+  using Waiting = std::map<Key, Seen>;
 
   struct Shard {
     std::mutex mutex{};
-    std::map<Key, DeviceProfile> waiting{};  // guarded by mutex
+    Waiting waiting{};  // guarded by mutex
   };
-  void merge(std::map<Key, DeviceProfile>& into, std::map<Key, DeviceProfile>&& from);
+  Shard& shardOf(const std::string& device) { return shards_[std::hash<std::string>{}(device) % kShards]; }
+  // Puts back what could not be written; entries noted meanwhile are newer.
+  void putBack(Waiting&& unwritten);
 
   Storage& storage_;
   std::array<Shard, kShards> shards_;

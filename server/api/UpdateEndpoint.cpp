@@ -28,7 +28,8 @@ bool acceptsGzip(const httplib::Request& request) {
 void noteDeviceFromHeaders(DeviceProfiles& devices, const std::string& project, const httplib::Request& request,
                            Seconds at) {
   UpdateRequest seen;
-  if (!UpdateRequest::read(Value::Dictionary{}, request, at, &seen)) devices.note(project, seen.device, seen.profileJson, at);
+  UpdateRequest::readProfile(Value(), request, &seen);
+  devices.note(project, seen.device, std::move(seen.profile), at);
 }
 
 }  // namespace
@@ -82,7 +83,7 @@ void UpdateEndpoint::answer(const httplib::Request& request, httplib::Response& 
       return refuse(request, response, error);
     }
   }
-  devices_.note(id, update.device, update.profileJson, at);
+  devices_.note(id, update.device, std::move(update.profile), at);
   if (observer_ && observer_->answerInstead(response)) return;
 
   // A cacheable request with missing strings in it must reach them every time.

@@ -52,10 +52,12 @@ std::optional<std::string> readMissing(const Value* missing, const std::string& 
   return std::nullopt;
 }
 
-// The profile fields a full request carries in its body, a cacheable one in its headers.
-Value::Dictionary profileOf(const Value& body, const httplib::Request& request) {
-  bool cacheable = request.method == "GET";
-  Value::Dictionary profile;
+}  // namespace
+
+void UpdateRequest::readProfile(const Value& body, const httplib::Request& request, UpdateRequest* out) {
+  // A full request carries the profile in its body, a cacheable one in its headers.
+  const bool cacheable = request.method == "GET";
+  std::string joined;
   for (const char* field : kProfileFields) {
     std::string text;
     if (cacheable) {
@@ -63,27 +65,26 @@ Value::Dictionary profileOf(const Value& body, const httplib::Request& request) 
     } else if (const Value* v = body.find(field); v && v->isString()) {
       text = v->asString();
     }
-    if (!text.empty() && InputRules::isText(text, kMaxProfileField)) profile[field] = text;
+    if (text.empty() || !InputRules::isText(text, kMaxProfileField)) continue;
+    if (std::string_view(field) == "did") out->device = text;
+    joined.append(field).append(1, '\x1f').append(text).append(1, '\x1e');
+    out->profile.emplace_back(field, std::move(text));
   }
-  return profile;
+  if (out->device.empty()) out->device = "profile " + entityTagOf(joined);
 }
-
-}  // namespace
 
 std::optional<std::string> UpdateRequest::read(const Value& body, const httplib::Request& request, Seconds now,
                                                UpdateRequest* out) {
   if (auto problem = readRequested(body.find("requestedData"), out->requested)) return problem;
   const Value* drafts = body.find("returnDraft");
   out->drafts = drafts && drafts->isBoolean() && drafts->asBoolean();
-  Value::Dictionary profile = profileOf(body, request);
-  std::string appVersion = profile.contains("bundleVersion") ? profile["bundleVersion"].asString()
-                                                             : request.get_header_value("lastversion").substr(0, 64);
+  readProfile(body, request, out);
+  std::string appVersion = request.get_header_value("lastversion").substr(0, 64);
+  for (const auto& [field, text] : out->profile) {
+    if (field == "bundleVersion") appVersion = text;
+  }
   if (!InputRules::isText(appVersion)) appVersion.clear();
-  if (auto problem = readMissing(body.find("missingEntries"), appVersion, now, *out)) return problem;
-  out->profileJson = json::serialize(profile);
-  auto did = profile.find("did");
-  out->device = did != profile.end() ? did->second.asString() : "profile " + entityTagOf(out->profileJson);
-  return std::nullopt;
+  return readMissing(body.find("missingEntries"), appVersion, now, *out);
 }
 
 std::string UpdateRequest::answerKey() const {

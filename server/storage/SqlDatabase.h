@@ -96,6 +96,9 @@ class SqlDatabase {
   SqlDatabase& operator=(const SqlDatabase&) = delete;
 
   virtual SqlDialect dialect() const = 0;
+  // A number that moves whenever any process commits a write to the database, read without
+  // asking the database; nullopt where the backend has none (then only a query tells).
+  virtual std::optional<std::uint64_t> changeCounter() const { return std::nullopt; }
 
   // A connection of the pool, connecting one when none is idle; waits a while when all are
   // leased, then throws StorageError (unavailable).
@@ -111,9 +114,11 @@ class SqlDatabase {
       if constexpr (std::is_void_v<decltype(work(*connection))>) {
         work(*connection);
         connection->commit();
+        if (write) written();
       } else {
         auto result = work(*connection);
         connection->commit();
+        if (write) written();
         return result;
       }
     } catch (...) {
@@ -123,6 +128,9 @@ class SqlDatabase {
   }
 
  protected:
+  // After each write transaction commits.
+  virtual void written() {}
+
   // A new connection; throws StorageError (unavailable) when the database cannot be reached.
   virtual std::unique_ptr<SqlConnection> connect() = 0;
 

@@ -24,6 +24,7 @@ class SqlStorage final : public Storage {
   void createProject(const Project& project) override;
   void updateProject(const Project& project) override;
   std::optional<std::int64_t> revision(const std::string& id) override;
+  std::optional<std::uint64_t> changeCounter() override { return database_->changeCounter(); }
   std::optional<ProjectContent> content(const std::string& id) override;
 
   std::vector<Entry> entries(const std::string& id, const EntryFilter& filter) override;

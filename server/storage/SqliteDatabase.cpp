@@ -129,7 +129,7 @@ class SqliteConnection final : public SqlConnection {
 }  // namespace
 
 SqliteDatabase::SqliteDatabase(std::string path, int maxConnections)
-    : SqlDatabase(maxConnections), path_(std::move(path)) {
+    : SqlDatabase(maxConnections), path_(std::move(path)), changes_(path_ + "-changes") {
   lease();  // opens the file now, so that a bad path fails at start and not at the first request
 }
 

@@ -5,6 +5,7 @@
 
 #include <string>
 
+#include "storage/ChangeCounter.h"
 #include "storage/SqlDatabase.h"
 
 namespace tolvana::server {
@@ -14,12 +15,15 @@ class SqliteDatabase final : public SqlDatabase {
   // Creates the file when it is missing; throws StorageError when it cannot be opened.
   SqliteDatabase(std::string path, int maxConnections);
   SqlDialect dialect() const override { return SqlDialect::sqlite; }
+  std::optional<std::uint64_t> changeCounter() const override { return changes_.value(); }
 
  protected:
   std::unique_ptr<SqlConnection> connect() override;
+  void written() override { changes_.raise(); }
 
  private:
   std::string path_;
+  ChangeCounter changes_;
 };
 
 }  // namespace tolvana::server

@@ -59,6 +59,10 @@ class Storage {
   // The project's revision, which goes up with every change an answer could show; nullopt
   // for an unknown project. Cheap: asked once per update request.
   virtual std::optional<std::int64_t> revision(const std::string& id) = 0;
+  // A number that moves whenever any process commits a change, read without asking the
+  // database: while it stands still, every revision does. Nullopt where the backend cannot
+  // tell so cheaply (revision() must be asked then).
+  virtual std::optional<std::uint64_t> changeCounter() = 0;
   virtual std::optional<ProjectContent> content(const std::string& id) = 0;
 
   // Texts.
