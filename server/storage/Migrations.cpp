@@ -45,6 +45,12 @@ const std::vector<Step>& steps() {
         "CREATE TABLE devices (project_id TEXT NOT NULL REFERENCES projects (id) ON DELETE CASCADE, device TEXT NOT NULL, "
         "profile TEXT NOT NULL, first_seen BIGINT NOT NULL, last_seen BIGINT NOT NULL, requests BIGINT NOT NULL, "
         "PRIMARY KEY (project_id, device))"}},
+      // What several server processes on one database need to tell each other about changes.
+      {2,
+       {"CREATE TABLE change_generation (id INTEGER PRIMARY KEY, generation BIGINT NOT NULL)",
+        "INSERT INTO change_generation (id, generation) VALUES (1, 0)",
+        "CREATE TABLE server_instances (id TEXT PRIMARY KEY, lease_until_ms BIGINT NOT NULL, "
+        "seen_generation BIGINT NOT NULL)"}},
   };
   return all;
 }

@@ -141,8 +141,15 @@ std::string withConnectTimeout(std::string url) {
 }  // namespace
 
 PostgresDatabase::PostgresDatabase(std::string url, int maxConnections)
-    : SqlDatabase(maxConnections), url_(withConnectTimeout(std::move(url))) {
+    : SqlDatabase(maxConnections), url_(withConnectTimeout(std::move(url))), feed_(url_) {
   lease();
+}
+
+void PostgresDatabase::committed(SqlConnection& connection) {
+  if (auto generation = connection.raisedGeneration) {
+    connection.raisedGeneration.reset();
+    feed_.announce(connection, *generation);
+  }
 }
 
 std::unique_ptr<SqlConnection> PostgresDatabase::connect() { return std::make_unique<PostgresConnection>(url_); }

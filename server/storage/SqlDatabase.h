@@ -67,6 +67,10 @@ class SqlConnection {
   virtual void rollback() noexcept = 0;
   // True once the connection is no use any more (the database went away).
   virtual bool broken() const = 0;
+
+  // The change generation the open transaction raised the database to, if it raised it; the
+  // database announces it to other server processes once the transaction has committed.
+  std::optional<std::int64_t> raisedGeneration;
 };
 
 enum class SqlDialect { sqlite, postgres };
@@ -114,22 +118,23 @@ class SqlDatabase {
       if constexpr (std::is_void_v<decltype(work(*connection))>) {
         work(*connection);
         connection->commit();
-        if (write) written();
+        if (write) committed(*connection);
       } else {
         auto result = work(*connection);
         connection->commit();
-        if (write) written();
+        if (write) committed(*connection);
         return result;
       }
     } catch (...) {
+      connection->raisedGeneration.reset();
       connection->rollback();
       throw;
     }
   }
 
  protected:
-  // After each write transaction commits.
-  virtual void written() {}
+  // After each write transaction commits, on its connection; announces a raised generation.
+  virtual void committed(SqlConnection& connection) { connection.raisedGeneration.reset(); }
 
   // A new connection; throws StorageError (unavailable) when the database cannot be reached.
   virtual std::unique_ptr<SqlConnection> connect() = 0;

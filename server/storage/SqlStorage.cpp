@@ -53,6 +53,10 @@ Seconds now() {
 std::int64_t touchProject(SqlConnection& connection, const std::string& id) {
   auto rows = connection.run("UPDATE projects SET revision = revision + 1 WHERE id = ? RETURNING revision", {id});
   if (rows.empty()) throw StorageError(StorageError::Kind::notFound, "no project " + id);
+  if (!connection.raisedGeneration) {
+    connection.raisedGeneration =
+        connection.run("UPDATE change_generation SET generation = generation + 1 RETURNING generation").integer(0, 0);
+  }
   return rows.integer(0, 0);
 }
 

@@ -19,7 +19,10 @@ class SqliteDatabase final : public SqlDatabase {
 
  protected:
   std::unique_ptr<SqlConnection> connect() override;
-  void written() override { changes_.raise(); }
+  void committed(SqlConnection& connection) override {
+    connection.raisedGeneration.reset();
+    changes_.raise();
+  }
 
  private:
   std::string path_;
