@@ -25,7 +25,7 @@ std::optional<std::string> Signature::problem(const httplib::Request& request, c
     return "the time stamp " + timestamp + " is more than " + std::to_string(check.maxClockSkewSeconds) +
            " s away from the server's clock";
   }
-  if (!sameSecret(hmac, of(check.secret, timestamp, check.text))) return "the signature does not match";
+  if (!sameSignature(hmac, of(check.secret, timestamp, check.text))) return "the signature does not match";
   return std::nullopt;
 }
 
@@ -34,6 +34,10 @@ std::string Signature::of(std::string_view secret, std::string_view timestamp, s
   message.reserve(timestamp.size() * 2 + text.size());
   message.append(timestamp).append(text).append(timestamp);
   return hmacSha256Hex(secret, message);
+}
+
+bool Signature::sameSignature(std::string_view sent, std::string_view expected) {
+  return sent.size() == expected.size() && CRYPTO_memcmp(sent.data(), expected.data(), sent.size()) == 0;
 }
 
 bool Signature::sameSecret(std::string_view a, std::string_view b) {

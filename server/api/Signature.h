@@ -34,8 +34,12 @@ class Signature {
   static std::optional<std::string> problem(const httplib::Request& request, const Check& check);
   // The signature of text as the library makes it.
   static std::string of(std::string_view secret, std::string_view timestamp, std::string_view text);
-  // Compares two secrets or digests in time that does not depend on where they differ.
+  // Compares two secrets in time that depends neither on where they differ nor on their
+  // lengths.
   static bool sameSecret(std::string_view a, std::string_view b);
+  // Compares a signature with the one expected (whose length is no secret) in time that does
+  // not depend on where they differ.
+  static bool sameSignature(std::string_view sent, std::string_view expected);
 };
 
 }  // namespace tolvana::server

@@ -56,7 +56,7 @@ void UpdateEndpoint::answer(const httplib::Request& request, httplib::Response& 
   const std::string getKey = cacheable ? "G" + text : "";
   if (cacheable && request.get_header_value("timestamp") == Signature::kCacheableTimestamp) {
     auto cached = snapshot->answers().find(getKey);
-    if (cached && Signature::sameSecret(request.get_header_value("hmac"), cached->signature)) {
+    if (cached && Signature::sameSignature(request.get_header_value("hmac"), cached->signature)) {
       noteDeviceFromHeaders(devices_, id, request, at);
       if (observer_ && observer_->answerInstead(response)) return;
       return send(request, response, *cached, true);

@@ -1,5 +1,9 @@
 #include "api/UpdateRequest.h"
 
+#include <strings.h>
+
+#include <cstring>
+
 #include "api/AnswerCache.h"
 #include "api/InputRules.h"
 #include "support/Json.h"
@@ -55,20 +59,25 @@ std::optional<std::string> readMissing(const Value* missing, const std::string& 
 }  // namespace
 
 void UpdateRequest::readProfile(const Value& body, const httplib::Request& request, UpdateRequest* out) {
-  // A full request carries the profile in its body, a cacheable one in its headers.
-  const bool cacheable = request.method == "GET";
   std::string joined;
-  for (const char* field : kProfileFields) {
-    std::string text;
-    if (cacheable) {
-      text = request.get_header_value(field);
-    } else if (const Value* v = body.find(field); v && v->isString()) {
-      text = v->asString();
-    }
-    if (text.empty() || !InputRules::isText(text, kMaxProfileField)) continue;
+  auto take = [&](const char* field, const std::string& text) {
+    if (text.empty() || !InputRules::isText(text, kMaxProfileField)) return;
     if (std::string_view(field) == "did") out->device = text;
     joined.append(field).append(1, '\x1f').append(text).append(1, '\x1e');
-    out->profile.emplace_back(field, std::move(text));
+    out->profile.emplace_back(field, text);
+  };
+  // A full request carries the profile in its body, a cacheable one in its headers, which are
+  // walked once rather than looked up eleven times (the most common request pays for it).
+  if (request.method == "GET") {
+    for (const auto& [name, value] : request.headers) {
+      for (const char* field : kProfileFields) {
+        if (name.size() == std::strlen(field) && ::strcasecmp(name.c_str(), field) == 0) take(field, value);
+      }
+    }
+  } else {
+    for (const char* field : kProfileFields) {
+      if (const Value* v = body.find(field); v && v->isString()) take(field, v->asString());
+    }
   }
   if (out->device.empty()) out->device = "profile " + entityTagOf(joined);
 }
