@@ -144,9 +144,11 @@ bool TranslationServer::start(std::string* error) {
   p.addRoutes();
   // The library's default also sets SO_REUSEPORT, which lets a second server share a port
   // that is in use and take half of its requests; only a port in TIME_WAIT may be reused.
-  p.server->set_socket_options([](int socket) {
+  int listening = -1;
+  p.server->set_socket_options([&listening](int socket) {
     int yes = 1;
     setsockopt(socket, SOL_SOCKET, SO_REUSEADDR, &yes, sizeof yes);
+    listening = socket;
   });
   errno = 0;
   p.port = p.options.port == 0 ? p.server->bind_to_any_port(p.options.host)
@@ -156,6 +158,10 @@ bool TranslationServer::start(std::string* error) {
              (errno == EADDRINUSE ? ": the port is already in use" : errno ? std::string(": ") + std::strerror(errno) : "");
     return false;
   }
+  // The library listens with a backlog of five: a burst of devices connecting at once (each
+  // request of the library is a connection of its own) would see their connections dropped
+  // and retried a second later. Listening again only raises the backlog.
+  if (listening >= 0) ::listen(listening, 4096);
   p.thread = std::thread([server = p.server.get()] { server->listen_after_bind(); });
   // The library's stop() does nothing before its accept loop runs, and the loop would then
   // never end: a server stopped right after it started (tests do) hung its owner.

@@ -9,7 +9,8 @@
 // PostgreSQL. Then each backend is soaked at 200 requests/s: no error, and resident memory at
 // the end within 10% of what it was after the first 10 s.
 //
-//   server_bench [--seconds 10] [--soak 120] [--smoke]
+//   server_bench [--seconds 5] [--rounds 3] [--soak 120] [--threads 64] [--smoke]
+#include <algorithm>
 #include <chrono>
 #include <cstdio>
 #include <filesystem>
@@ -112,7 +113,8 @@ int main(int argc, char** argv) {
 namespace {
 
 struct Options {
-  double seconds = 10;
+  double seconds = 5;
+  int rounds = 3;
   double soakSeconds = 120;
   int threads = 64;
   std::string server = TOLVANA_SERVER_BINARY;
@@ -125,15 +127,18 @@ Options optionsOf(int argc, char** argv) {
     auto value = [&] { return i + 1 < argc ? std::stod(argv[++i]) : 0.0; };
     if (argument == "--smoke") {
       options.seconds = 0.5;
+      options.rounds = 1;
       options.soakSeconds = 3;
     } else if (argument == "--seconds") {
       options.seconds = value();
     } else if (argument == "--soak") {
       options.soakSeconds = value();
+    } else if (argument == "--rounds") {
+      options.rounds = static_cast<int>(value());
     } else if (argument == "--threads") {
       options.threads = static_cast<int>(value());
     } else {
-      throw std::runtime_error("usage: server_bench [--seconds S] [--soak S] [--threads N] [--smoke]");
+      throw std::runtime_error("usage: server_bench [--seconds S] [--rounds N] [--soak S] [--threads N] [--smoke]");
     }
   }
   return options;
@@ -145,6 +150,51 @@ void target(const std::string& path, const std::string& figure, double value, co
   bool met = atMost ? ratio <= limit : ratio >= limit;
   std::printf("TARGET | %s | %s %.4g | %s %.4g | %.3f | %s %.2f x | %s\n", path.c_str(), figure.c_str(), value,
               baseline.c_str(), base, ratio, atMost ? "<=" : ">=", limit, met ? "met" : "NOT MET");
+}
+
+struct Contestant {
+  std::string name;
+  int port;
+  const std::vector<std::string>* requests;
+};
+
+struct Figures {
+  double requestsPerSecond = 0, p50 = 0, p99 = 0;
+  std::uint64_t errors = 0, starved = 0;
+};
+
+double median(std::vector<double> values) {
+  std::sort(values.begin(), values.end());
+  return values[values.size() / 2];
+}
+
+// Each contestant's medians over the rounds; a round runs them all, starting with the next
+// one each time, so that a slow spell of the machine slows them alike.
+std::vector<Figures> measure(const std::vector<Contestant>& contestants, int connections, const Options& options) {
+  std::vector<std::vector<LoadResult>> results(contestants.size());
+  for (int round = 0; round < options.rounds; ++round) {
+    for (std::size_t k = 0; k < contestants.size(); ++k) {
+      std::size_t i = (k + static_cast<std::size_t>(round)) % contestants.size();
+      results[i].push_back(load(contestants[i].port, connections, options.seconds, 0, *contestants[i].requests));
+    }
+  }
+  std::vector<Figures> figures;
+  for (const auto& runs : results) {
+    std::vector<double> rates, p50s, p99s;
+    Figures f;
+    for (const LoadResult& r : runs) {
+      rates.push_back(r.requestsPerSecond());
+      p50s.push_back(r.percentileUs(0.5));
+      p99s.push_back(r.percentileUs(0.99));
+      f.errors += r.errors;
+      f.starved = std::max(f.starved, r.starved);
+    }
+    f.requestsPerSecond = median(rates);
+    f.p50 = median(p50s);
+    f.p99 = median(p99s);
+    figures.push_back(f);
+  }
+  return figures;
 }
 
 struct Backend {
@@ -197,31 +247,30 @@ int runBench(int argc, char** argv) {
   }
   Nginx nginx(work.path(), work.file("root"));
 
+  std::printf("\nmedians of %d rounds of %.1f s; each round runs the three in turn, starting with the next one\n",
+              options.rounds, options.seconds);
   std::printf("\n| answer | connections | server | requests/s | p50 µs | p99 µs | errors | connections never answered |\n");
   std::printf("|---|---|---|---|---|---|---|---|\n");
   for (const Answer& answer : answers) {
     for (int connections : {1, 50, 500}) {
-      std::map<std::string, LoadResult> results;
-      results["nginx"] = load(nginx.port(), connections, options.seconds, 0, requests[std::string(answer.name) + "nginx"]);
+      std::vector<Contestant> contestants{{"nginx (static file)", nginx.port(), &requests[std::string(answer.name) + "nginx"]}};
       for (const Backend& backend : backends) {
-        results[backend.name] = load(backend.port, connections, options.seconds, 0,
-                                     requests[std::string(answer.name) + "server"]);
+        contestants.push_back({"tolvana-server, " + backend.name, backend.port, &requests[std::string(answer.name) + "server"]});
       }
-      for (const auto& name : {"nginx", "SQLite", "PostgreSQL"}) {
-        const LoadResult& r = results[name];
+      auto figures = measure(contestants, connections, options);
+      for (std::size_t i = 0; i < contestants.size(); ++i) {
+        const Figures& f = figures[i];
         std::printf("| %s | %d | %s | %.0f | %.0f | %.0f | %llu | %llu |\n", answer.name, connections,
-                    name == std::string("nginx") ? "nginx (static file)" : (std::string("tolvana-server, ") + name).c_str(),
-                    r.requestsPerSecond(), r.percentileUs(0.5), r.percentileUs(0.99),
-                    static_cast<unsigned long long>(r.errors), static_cast<unsigned long long>(r.starved));
+                    contestants[i].name.c_str(), f.requestsPerSecond, f.p50, f.p99,
+                    static_cast<unsigned long long>(f.errors), static_cast<unsigned long long>(f.starved));
       }
       if (connections != 50) continue;
       bool big = std::string(answer.name).starts_with("(b)");
-      for (const Backend& backend : backends) {
-        std::string label = std::string(answer.name) + ", 50 connections, " + backend.name;
-        target(label + ", requests/s", "server", results[backend.name].requestsPerSecond(), "nginx",
-               results["nginx"].requestsPerSecond(), big ? 0.3 : 0.5, false);
-        target(label + ", p99", "server", results[backend.name].percentileUs(0.99), "nginx",
-               results["nginx"].percentileUs(0.99), 3.0, true);
+      for (std::size_t i = 1; i < contestants.size(); ++i) {
+        std::string label = std::string(answer.name) + ", 50 connections, " + backends[i - 1].name;
+        target(label + ", requests/s", "server", figures[i].requestsPerSecond, "nginx", figures[0].requestsPerSecond,
+               big ? 0.3 : 0.5, false);
+        target(label + ", p99", "server", figures[i].p99, "nginx", figures[0].p99, 3.0, true);
       }
     }
   }

@@ -2,6 +2,9 @@
 // headers that let a cache stand in front, and requests refused before anything is kept.
 #include <gtest/gtest.h>
 
+#include <chrono>
+#include <future>
+
 #include "ServerTestSupport.h"
 #include "support/Json.h"
 
@@ -98,6 +101,26 @@ TEST(UpdateEndpoint, RefusedRequestsSayWhyAndLeaveNothingBehind) {
   EXPECT_EQ(server.send(signedWith(body, testing::nowStamp())).status, 200);
   EXPECT_EQ(server.inspect("missing").asArray().size(), 1u);
   EXPECT_EQ(server.inspect("devices").asArray().size(), 1u);
+}
+
+// Every request of the library comes on a connection of its own, so devices that start
+// together arrive as a burst of connections; none may wait for the kernel to retry it.
+TEST(UpdateEndpoint, ABurstOfConnectionsIsTakenAtOnce) {
+  ServerFixture server({.tls = false});
+  HttpRequest update = testing::updateRequest(R"({"requestedData":{}})", true);
+  std::string raw = "GET " + update.url + " HTTP/1.1\r\nHost: 127.0.0.1\r\nConnection: close\r\n";
+  for (const auto& [name, value] : update.headers) raw += name + ": " + value + "\r\n";
+  raw += "\r\n";
+  auto started = std::chrono::steady_clock::now();
+  std::vector<std::future<std::string>> answers;
+  for (int i = 0; i < 300; ++i) {
+    answers.push_back(std::async(std::launch::async, [&] { return testing::rawExchange(server.baseUrl(), raw); }));
+  }
+  int answered = 0;
+  for (auto& answer : answers) answered += answer.get().starts_with("HTTP/1.1 200");
+  EXPECT_EQ(answered, 300);
+  // A connection the kernel dropped is tried again a second later.
+  EXPECT_LT(std::chrono::steady_clock::now() - started, std::chrono::milliseconds(900));
 }
 
 }  // namespace
