@@ -1,5 +1,5 @@
 // The overlay on a headless screen: which touches it takes in each mode, and its forms
-// against the reference server.
+// against the translation server.
 #include <gtest/gtest.h>
 
 #include "core/TLInternal.h"

@@ -1,4 +1,4 @@
-// Screenshots from a headless window to the reference server, and their refusals.
+// Screenshots from a headless window to the translation server, and their refusals.
 #include <gtest/gtest.h>
 
 #include "config/TLDeviceUtil.h"

@@ -1,5 +1,5 @@
 // The update request, the missing-string upload and the string tables import against the
-// reference server over HTTPS.
+// translation server over HTTPS.
 #include <gtest/gtest.h>
 
 #include <future>
