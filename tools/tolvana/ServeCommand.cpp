@@ -35,6 +35,7 @@ void addServeCommand(CLI::App& app, Session&) {
     std::string project, writeCa;
     int port = 8080;
     bool tls = false;
+    bool testFixture = false;
   };
   auto options = std::make_shared<Options>();
   auto* command = app.add_subcommand("serve", "Serve a project directory with tolvana-server until interrupted");
@@ -42,6 +43,8 @@ void addServeCommand(CLI::App& app, Session&) {
   command->add_option("--port", options->port, "Port; 0 picks a free one")->capture_default_str();
   command->add_flag("--tls", options->tls, "Serve HTTPS with a certificate made at start");
   command->add_option("--write-ca", options->writeCa, "Write the certificate clients should trust to this file");
+  command->add_flag("--test-fixture", options->testFixture,
+                    "Offer the fault modes an app's tests can make the server play (admin token in DIR/.tolvana-server)");
   command->callback([options] {
     if (options->port < 0 || options->port > 65535) {
       throw CommandError("port " + std::to_string(options->port) + " is out of range (1-65535, or 0 for a free one)");
@@ -53,6 +56,7 @@ void addServeCommand(CLI::App& app, Session&) {
     std::vector<std::string> arguments = {serverProgram(), "--data", (fs::path(options->project) / ".tolvana-server").string(),
                                           "--import", options->project, "--port", std::to_string(options->port)};
     if (options->tls) arguments.push_back("--tls");
+    if (options->testFixture) arguments.push_back("--test-fixture");
     if (!options->writeCa.empty()) arguments.insert(arguments.end(), {"--write-ca", options->writeCa});
     std::vector<char*> argv;
     for (auto& argument : arguments) argv.push_back(argument.data());
