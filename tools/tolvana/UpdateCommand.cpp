@@ -2,6 +2,7 @@
 // makes it, and what it changed in the local stores.
 #include <condition_variable>
 #include <cstdio>
+#include <memory>
 #include <mutex>
 
 #include <unistd.h>
@@ -60,25 +61,30 @@ void update(Session& session, const UpdateArguments& args) {
   session.note("updating from " + TLSettings::hostWithAppId(db->appId()) + " ...");
   std::fflush(stdout);
 
-  std::mutex mutex;
-  std::condition_variable done;
-  std::optional<bool> outcome;
-  engine->updateGroups(listOption(args.groups), listOption(args.languages), false, [&](bool success) {
-    std::lock_guard lock(mutex);
-    outcome = success;
-    done.notify_all();
+  // Shared with the completion, which the library may still call after --timeout has ended
+  // this function.
+  struct Outcome {
+    std::mutex mutex;
+    std::condition_variable done;
+    std::optional<bool> success;
+  };
+  auto outcome = std::make_shared<Outcome>();
+  engine->updateGroups(listOption(args.groups), listOption(args.languages), false, [outcome](bool success) {
+    std::lock_guard lock(outcome->mutex);
+    outcome->success = success;
+    outcome->done.notify_all();
   });
   ProgressLine progress(session, *db);
-  std::unique_lock lock(mutex);
+  std::unique_lock lock(outcome->mutex);
   const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(args.timeoutSeconds);
-  while (!done.wait_for(lock, std::chrono::milliseconds(200), [&] { return outcome.has_value(); })) {
+  while (!outcome->done.wait_for(lock, std::chrono::milliseconds(200), [&] { return outcome->success.has_value(); })) {
     if (std::chrono::steady_clock::now() >= deadline) {
       throw CommandError("no answer within " + std::to_string(args.timeoutSeconds) + " s");
     }
     progress.show();
   }
   progress.finish();
-  if (!*outcome) {
+  if (!*outcome->success) {
     auto cause = session.lastHttpFailure();
     throw CommandError(cause ? "update failed: " + *cause : session.withEngineError("update failed"));
   }
