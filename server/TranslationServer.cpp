@@ -20,6 +20,7 @@
 #include "api/ReviewEndpoints.h"
 #include "api/Snapshots.h"
 #include "api/UpdateEndpoint.h"
+#include "console/ConsolePages.h"
 #include "storage/StorageError.h"
 #include "support/TLLog.h"
 
@@ -54,6 +55,7 @@ struct TranslationServer::Parts {
   UpdateEndpoint update;
   ReviewEndpoints review;
   AdminApi admin;
+  ConsolePages console;
   std::unique_ptr<httplib::Server> server;
   std::thread thread;
   int port = 0;
@@ -101,6 +103,7 @@ void TranslationServer::Parts::addRoutes() {
     }
   });
   admin.addRoutes(s);
+  console.addRoutes(s);
   if (options.testFixture) fixture.addRoutes(s);
   s.set_exception_handler([](const httplib::Request& q, httplib::Response& r, std::exception_ptr thrown) {
     std::string what = "unknown";
