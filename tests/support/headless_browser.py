@@ -96,9 +96,8 @@ class Browser:
     def wait_for(self, expression, timeout=10, what=None):
         deadline = time.monotonic() + timeout
         while True:
-            value = self.evaluate(expression)
-            if value:
-                return value
+            if self.evaluate(f"Boolean({expression})"):
+                return
             if time.monotonic() > deadline:
                 raise BrowserError(f"waited {timeout} s for {what or expression}")
             time.sleep(0.05)

@@ -14,7 +14,9 @@ export const token = {
 async function call(method, path, body, as = "json") {
   const headers = { Authorization: `Bearer ${token.get() ?? ""}` };
   if (body !== undefined) headers["Content-Type"] = "application/json";
-  const response = await fetch(`/admin/v1${path}`, {
+  // Paths the API hands out (a screenshot's image) are whole; the console's own are relative.
+  const url = path.startsWith("/admin/") ? path : `/admin/v1${path}`;
+  const response = await fetch(url, {
     method, headers, body: body === undefined ? undefined : JSON.stringify(body),
     credentials: "omit", cache: "no-store",
   });
