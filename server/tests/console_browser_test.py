@@ -1,8 +1,9 @@
 #!/usr/bin/env python3
 """The web console in headless Chromium against the demo project on a real tolvana-server
 (run under tests/with-demo-app): a translator signs in, edits a string and publishes, and the
-tool's update brings the text; a missing string reported by an app is accepted; an uploaded
-screenshot shows a box on its string that leads to the key.
+tool's update brings the text; another's edit shows on the open page; a missing string
+reported by an app is accepted; an uploaded screenshot shows a box on its string that leads to
+the key.
 
 Usage: tests/with-demo-app TOLVANA console_browser_test.py TOLVANA [--pictures DIR]"""
 import hashlib
@@ -22,6 +23,7 @@ SERVER = os.environ["TOLVANA_DEMO_SERVER"]
 DEMO = os.path.dirname(os.environ["TOLVANA_MAIN_BUNDLE"])
 SECRET = "demo-secret-0123456789"
 NEW_TEXT = "Schön, dass du da bist"
+TOKEN = open(os.path.join(DEMO, "project", ".tolvana-server", "admin-token")).read().strip()
 
 
 def signed_post(path, text, body, content_type):
@@ -71,9 +73,8 @@ def tool(*arguments):
 
 
 def sign_in(browser):
-    token = open(os.path.join(DEMO, "project", ".tolvana-server", "admin-token")).read().strip()
     browser.open(SERVER + "/console/")
-    browser.evaluate(f"document.getElementById('token').value = {json.dumps(token)};"
+    browser.evaluate(f"document.getElementById('token').value = {json.dumps(TOKEN)};"
                      "document.getElementById('sign-in').requestSubmit()")
     browser.wait_for("document.querySelectorAll('#strings-table tbody tr').length > 0", what="the strings table")
 
@@ -98,6 +99,13 @@ def edit_and_publish(browser, pictures):
     tool("update", "--languages", "de")
     text = tool("lookup", "welcome.title", "--language", "de")
     check(text == NEW_TEXT, f"after publishing, the app's update brought {text!r}")
+    # Another translator's edit, through the admin API, reaches the open page by itself.
+    edit = json.dumps({"entries": [{"language": "de", "group": "main", "key": "welcome.greeting", "draft": "Servus!"}]})
+    urllib.request.urlopen(urllib.request.Request(SERVER + "/admin/v1/projects/demo-app/entries", method="PUT",
+                                                  data=edit.encode(), headers={"Authorization": f"Bearer {TOKEN}",
+                                                                               "Content-Type": "application/json"}))
+    browser.wait_for("document.querySelector('textarea[data-key=\"welcome.greeting\"]')?.value === 'Servus!'",
+                     timeout=5, what="another's edit on the open page")
 
 
 def accept_missing(browser):

@@ -74,6 +74,15 @@ function wire() {
   $("language").addEventListener("change", (event) => { state.language = event.target.value; show(state.tab).catch(state.fail); });
 }
 
+// Edits by others reach an open strings page within seconds. Asking for the revision is one
+// small read, where a held-open request would keep one of the server's threads per open tab.
+const CATCH_UP_EVERY_MS = 2000;
+setInterval(() => {
+  if (token.get() && state.project && state.tab === "strings" && !document.hidden) {
+    views.strings.catchUp().catch(state.fail);
+  }
+}, CATCH_UP_EVERY_MS);
+
 wire();
 if (token.get()) start().catch(state.fail);
 else signOut();

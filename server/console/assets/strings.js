@@ -18,6 +18,8 @@ export class StringsView {
     const { project, language } = this.state;
     const base = project.baseLanguage;
     const path = projectPath(project.id);
+    // The revision first: a change made while the entries are read shows again at the next look.
+    const { revision } = await api.get(path);
     const [baseEntries, entries, missing] = await Promise.all([
       api.get(`${path}/entries?language=${encodeURIComponent(base)}`),
       language === base ? null : api.get(`${path}/entries?language=${encodeURIComponent(language)}`),
@@ -39,6 +41,7 @@ export class StringsView {
       }
     }
     for (const r of byId.values()) r.reported = reported.has(r.appKey) || reported.has(r.key);
+    this.revision = revision;
     this.rows = [...byId.values()].sort((a, b) => a.group.localeCompare(b.group) || a.appKey.localeCompare(b.appKey));
     document.getElementById("base-heading").textContent = `Base language (${base})`;
     this.render();
@@ -97,8 +100,12 @@ export class StringsView {
     if (row.plural) edit.plural = row.plural;
     const tr = editor.closest("tr");
     tr.classList.add("saving");
-    await api.put(`${projectPath(this.state.project.id)}/entries`, { entries: [edit] });
+    const path = projectPath(this.state.project.id);
+    await api.put(`${path}/entries`, { entries: [edit] });
     tr.classList.remove("saving");
+    // Our own edit is no news to this page (another's made at the same moment shows at the next
+    // reload).
+    this.revision = (await api.get(path)).revision;
     row.target = { ...(row.target ?? { value: null }), draft };
     const status = StringsView.statusOf(row);
     for (const name of Object.keys(status)) tr.classList.toggle(name, status[name]);
@@ -113,6 +120,20 @@ export class StringsView {
       ? `Published ${groups.join(", ")} in ${language}: apps get it at their next update (project version ${answer.version}).`
       : `Nothing waited to be published in ${language}.`);
     await this.load();
+  }
+
+  // Reloads the table when someone else changed the project, unless a text is being typed
+  // (the next look catches up). True when it did.
+  async catchUp() {
+    const { revision } = await api.get(projectPath(this.state.project.id));
+    if (this.revision === undefined || revision === this.revision || this.editing()) return false;
+    await this.load();
+    say("strings-status", "The project changed meanwhile (another translator, a script): the table shows it now.");
+    return true;
+  }
+
+  editing() {
+    return document.activeElement?.closest?.("#strings-table") != null;
   }
 
   // Shows one key ready to edit (from a screenshot's box).
