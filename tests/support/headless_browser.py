@@ -45,12 +45,16 @@ class Browser:
         self._answers = {}
         self._arrived = threading.Condition()
         threading.Thread(target=self._listen, daemon=True).start()
-        target = self.send("Target.createTarget", {"url": "about:blank"}, session=False)["targetId"]
-        self.session = self.send("Target.attachToTarget", {"targetId": target, "flatten": True},
-                                 session=False)["sessionId"]
-        self.send("Page.enable")
-        self.send("Emulation.setDeviceMetricsOverride",
-                  {"width": width, "height": height, "deviceScaleFactor": 1, "mobile": False})
+        try:
+            target = self.send("Target.createTarget", {"url": "about:blank"}, session=False)["targetId"]
+            self.session = self.send("Target.attachToTarget", {"targetId": target, "flatten": True},
+                                     session=False)["sessionId"]
+            self.send("Page.enable")
+            self.send("Emulation.setDeviceMetricsOverride",
+                      {"width": width, "height": height, "deviceScaleFactor": 1, "mobile": False})
+        except BrowserError:
+            self.close()  # no browser left behind by a start that failed
+            raise
 
     def _listen(self):
         pending = b""
