@@ -20,10 +20,9 @@ sys.path.insert(0, os.path.join(os.path.dirname(__file__), "..", "..", "tests", 
 from headless_browser import Browser, find_chromium  # noqa: E402
 
 SERVER = os.environ["TOLVANA_DEMO_SERVER"]
-DEMO = os.path.dirname(os.environ["TOLVANA_MAIN_BUNDLE"])
 SECRET = "demo-secret-0123456789"
 NEW_TEXT = "Schön, dass du da bist"
-TOKEN = open(os.path.join(DEMO, "project", ".tolvana-server", "admin-token")).read().strip()
+TOKEN = os.environ["TOLVANA_DEMO_ADMIN_TOKEN"]
 
 
 def signed_post(path, text, body, content_type):
