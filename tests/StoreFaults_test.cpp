@@ -15,6 +15,7 @@
 #include <fstream>
 #include <map>
 #include <ostream>
+#include <random>
 #include <set>
 #include <thread>
 
@@ -65,6 +66,26 @@ std::string problemsOf(const std::string& path) {
     if (counts[group] != kEntries) problems += format(" %@ v%d holds %d entries", group, version, counts[group]);
   }
   return problems;
+}
+
+// Runs body in a child with the file-size limit given (none when 0), killed after killAfter
+// when given; the child's exit status. The child only does what the body does, on one thread.
+int inChild(rlim_t fileSizeLimit, const std::function<int()>& body,
+            std::optional<std::chrono::microseconds> killAfter = std::nullopt) {
+  pid_t child = fork();
+  if (child == 0) {
+    signal(SIGXFSZ, SIG_IGN);
+    rlimit limit{fileSizeLimit ? fileSizeLimit : RLIM_INFINITY, fileSizeLimit ? fileSizeLimit : RLIM_INFINITY};
+    setrlimit(RLIMIT_FSIZE, &limit);
+    _exit(body());
+  }
+  if (killAfter) {
+    std::this_thread::sleep_for(*killAfter);
+    kill(child, SIGKILL);
+  }
+  int status = 0;
+  waitpid(child, &status, 0);
+  return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
 }
 
 // Each fault hits a child process made by running this test program anew (a fork of a

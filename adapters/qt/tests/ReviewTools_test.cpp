@@ -177,7 +177,7 @@ class Kept final : public tolvana::LogSink, public tolvana::Http {
 // warning level, and nothing is uploaded.
 TEST(ReviewTools, ACaptureWithNoWindowUploadsNothing) {
   QWidget* overlay = nullptr;
-  ASSERT_TRUE(spinUntil([&] { return (overlay = overlayWindow()) != nullptr; }));
+  ASSERT_TRUE(spinUntil([&] { return (overlay = ourWindow("TolvanaOverlay")) != nullptr; }));
   auto& ui = tolvana::Platform::Current().ui();
   ASSERT_FALSE(ui.rootWindowView().has_value());
   const auto before = tolvana::Platform::Current().ports();
