@@ -337,8 +337,9 @@ static void updates_that_cannot_end(void) {
 
   char command[512];
   snprintf(command, sizeof command,
-           "curl -fsS -o /dev/null -X POST -d '{\"status\":200,\"body\":\"OK\"}' %s/_devserver/faults",
-           getenv("TOLVANA_DEMO_SERVER"));
+           "curl -fsS -o /dev/null -X POST -H 'Authorization: Bearer %s' -H 'Content-Type: application/json' "
+           "-d '{\"status\":200,\"body\":\"OK\"}' %s/_test/faults",
+           getenv("TOLVANA_DEMO_ADMIN_TOKEN"), getenv("TOLVANA_DEMO_SERVER"));
   CHECK(system(command) == 0);
   update_on_a_second_thread(update_on_this_thread, &result);
   CHECK(system(command) == 0);

@@ -16,9 +16,10 @@ import pytest
 import tolvana
 
 
-def _server(path, body):
-    request = urllib.request.Request(os.environ["TOLVANA_DEMO_SERVER"] + path, data=json.dumps(body).encode(),
-                                     method="POST")
+def _admin(method, path, body):
+    headers = {"Authorization": "Bearer " + os.environ["TOLVANA_DEMO_ADMIN_TOKEN"], "Content-Type": "application/json"}
+    request = urllib.request.Request(os.environ["TOLVANA_DEMO_SERVER"] + "/admin/v1/projects/demo-app" + path,
+                                     data=json.dumps(body).encode(), headers=headers, method=method)
     urllib.request.urlopen(request).read()
 
 
@@ -64,12 +65,15 @@ def test_texts_changed_after_a_switch_and_an_update():
         tolvana.set_language(None)
         assert arrived.wait(10)
 
-        _server("/_devserver/translations", {"language": "de", "group": "main",
-                                              "entries": {"welcome.title": {"v": "Neu hier"}}})
+        _admin("PUT", "/entries", {"entries": [{"language": "de", "group": "main", "key": "welcome.title",
+                                                 "draft": "Neu hier"}]})
+        _admin("POST", "/publish", {"language": "de", "group": "main"})
         reports = _update_with_changes_and_wait()
         notice = notices[-1]
         assert notice.cause == "update" and "de" in notice.languages
-        assert notice.changes["de"] == [tolvana.GroupChange("main", 2, 3, 4)]
+        [main] = notice.changes["de"]
+        assert (main.group, main.version_before, main.entries_written) == ("main", 2, 4)
+        assert main.version_after > 2
         assert reports == [(True, notice.changes)]
         assert tolvana.localized_string("welcome.title") == "Neu hier"
     finally:
