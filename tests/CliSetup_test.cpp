@@ -43,16 +43,26 @@ class CliSetup : public ::testing::Test {
 };
 
 TEST_F(CliSetup, InitPackAndUpdateBringOnlyWhatIsNewer) {
-  ServerFixture server({.tls = false});
+  ServerFixture server({.tls = false, .createProject = false});
   auto init = tolvana({"init", "--app-id", "quick", "--languages", "en,de", "--host", server.baseUrl(),
-                       "--server-project", server.projectDirectory(), "--force"});
+                       "--server-project", dir.file("server"), "--force"});
   ASSERT_EQ(init.exitCode, 0) << init.err;
   EXPECT_NE(init.out.find("next:\n  tolvana pack --app-file app.json --strings en=texts/en/main.json"),
             std::string::npos) << init.out;
   // The app and the server share id and secret; a second init writes nothing over them.
   auto appFile = readWholeFile(dir.file("app.json")).value_or("");
   std::string secret = appFile.substr(appFile.find("\"apiSecret\": \"") + 14, 32);
-  EXPECT_NE(readWholeFile(server.projectDirectory() + "/project.json")->find(secret), std::string::npos);
+  EXPECT_NE(readWholeFile(dir.file("server/project.json"))->find(secret), std::string::npos);
+  // The server takes the project as its admin API does; each publication raises the group's
+  // version by one, so the first makes German "main" version 1, as the app ships it.
+  server.request("POST", "/admin/v1/projects",
+                 R"({"id":"quick","apiSecret":")" + secret + R"(","baseLanguage":"en","languages":["en","de"]})");
+  auto publish = [&](const std::string& text) {
+    server.request("PUT", "/admin/v1/projects/quick/entries",
+                   R"({"entries":[{"language":"de","group":"main","key":"welcome.title","draft":")" + text + R"("}]})");
+    server.request("POST", "/admin/v1/projects/quick/publish", "{}");
+  };
+  publish("Willkommen");
   auto again = tolvana({"init"});
   EXPECT_EQ(again.exitCode, 1);
   EXPECT_NE(again.err.find("MyApp.app/Info.plist exists already"), std::string::npos) << again.err;
@@ -65,7 +75,7 @@ TEST_F(CliSetup, InitPackAndUpdateBringOnlyWhatIsNewer) {
   EXPECT_NE(packed.out.find("app quick; app file: 0 languages, 0 entries; prepared stores: de, en"), std::string::npos);
 
   struct Step {
-    std::string serverText;  // written as version 2 of German "main" first, when given
+    std::string serverText;  // published as version 2 of German "main" first, when given
     std::string update, lookup;
   };
   std::vector<Step> steps = {
@@ -75,10 +85,7 @@ TEST_F(CliSetup, InitPackAndUpdateBringOnlyWhatIsNewer) {
   };
   for (const auto& step : steps) {
     SCOPED_TRACE(step.update);
-    if (!step.serverText.empty()) {
-      writeFile(server.projectDirectory() + "/translations/de/main.json",
-                R"({"version": 2, "entries": {"welcome.title": {"v": ")" + step.serverText + R"("}}})");
-    }
+    if (!step.serverText.empty()) publish(step.serverText);
     auto updated = tolvana({"-q", "--bundle", "MyApp.app", "update"});
     EXPECT_EQ(updated.exitCode, 0) << updated.err;
     EXPECT_EQ(updated.out, step.update);

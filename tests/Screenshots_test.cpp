@@ -163,9 +163,10 @@ TEST_F(Screenshots, ACProviderAndCaptureThroughTheCInterface) {
   EXPECT_EQ(done, 1);
   auto shots = server.inspect("screenshots").asArray();
   ASSERT_EQ(shots.size(), 1u);
-  std::string positions = json::serialize(*shots[0].find("body")->find("stringPositions"));
+  ASSERT_TRUE(shots[0].find("positions") && shots[0].find("device"));
+  std::string positions = json::serialize(*shots[0].find("positions"));
   EXPECT_NE(positions.find(R"({"height":4,"key":"buy","width":3,"x":1,"y":2})"), std::string::npos) << positions;
-  EXPECT_EQ(shots[0].find("body")->find("useOCR")->asString(), "true");
+  EXPECT_EQ(shots[0].find("device")->find("useOCR")->asString(), "true");
 }
 
 TEST_F(Screenshots, RefusalsCompleteWithFalse) {
