@@ -14,6 +14,7 @@
 #include <filesystem>
 #include <fstream>
 #include <map>
+#include <ostream>
 #include <random>
 #include <set>
 #include <thread>
@@ -22,6 +23,7 @@
 #include "store/TLDatabase.h"
 #include "support/Format.h"
 #include "tests/support/AppFixture.h"
+#include "tolvana/platform/LogSink.h"
 
 namespace tolvana {
 namespace {
@@ -67,7 +69,7 @@ std::string problemsOf(const std::string& path) {
 }
 
 // Runs body in a child with the file-size limit given (none when 0), killed after killAfter
-// when given; the child's exit status.
+// when given; the child's exit status. The child only does what the body does, on one thread.
 int inChild(rlim_t fileSizeLimit, const std::function<int()>& body,
             std::optional<std::chrono::microseconds> killAfter = std::nullopt) {
   pid_t child = fork();
@@ -86,51 +88,119 @@ int inChild(rlim_t fileSizeLimit, const std::function<int()>& body,
   return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
 }
 
+// Each fault hits a child process made by running this test program anew (a fork of a
+// process with threads could inherit a lock some other thread held). The child works on the
+// parent's data directory, named in this variable.
+constexpr const char* kParentData = "TOLVANA_STORE_FAULTS_DATA";
+
+// Ends the process, as the system would kill it, once the log reports that at least this many
+// entries were written: between two groups' transactions, deterministically.
+class KillingSink final : public LogSink {
+ public:
+  explicit KillingSink(long after) : after_(after) {}
+  void writeLine(std::string_view line) override {
+    auto at = line.find("Entries parsed so far: ");
+    if (at != std::string_view::npos && std::atol(line.data() + at + 23) >= after_) kill(getpid(), SIGKILL);
+  }
+
+ private:
+  long after_;
+};
+
 class StoreFaults : public ::testing::Test {
  protected:
   void SetUp() override {
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    app.bundle.info("TolvanaLogLevel", "v");
     app.install();
     db = TLDatabase::create();
     ASSERT_TRUE(db && db->parseResponseV2Json(answer(1)));
+    // A child runs this too, and keeps the parent's.
+    setenv(kParentData, app.dir.file("data").c_str(), 0);
   }
+  void TearDown() override { unsetenv(kParentData); }
   void expectIntactStores() {
     for (const char* language : kLanguages) EXPECT_EQ(problemsOf(app.storePath(language)), "") << language;
   }
-  std::function<int()> update(std::string json) {
-    return [this, json] { return db->parseResponseV2Json(json) ? 0 : 1; };
+  // In the child: the parent's stores, through a manager of the child's own.
+  std::shared_ptr<TLDatabase> parentStores() {
+    app.platform.device->setDataDirectory(std::string(std::getenv(kParentData)));
+    return TLDatabase::create();
+  }
+  // Whether the groups of both languages are left at more than one version.
+  bool torn() {
+    std::set<std::int64_t> versions;
+    for (const char* language : kLanguages) {
+      for (int g = 0; g < kGroups; ++g) versions.insert(db->versionForGroup(format("g%d", g), language));
+    }
+    return versions.size() > 1;
   }
 
   testing::AppFixture app;
   std::shared_ptr<TLDatabase> db;
 };
 
-TEST_F(StoreFaults, KilledAtRandomPointsOfALargeUpdateLeavesWholeGroups) {
-  auto start = std::chrono::steady_clock::now();
-  ASSERT_EQ(inChild(0, update(answer(2))), 0);
-  auto whole = std::chrono::duration_cast<std::chrono::microseconds>(std::chrono::steady_clock::now() - start);
-  std::mt19937 random(20261124);
-  int torn = 0;  // runs killed amid the writes: groups left at different versions
-  for (int run = 0; run < 20; ++run) {
-    SCOPED_TRACE(run);
-    auto killed = update(answer(3 + run));  // made before the fork: the child only writes
-    inChild(0, killed, std::chrono::microseconds(std::uniform_int_distribution<long>(0, whole.count())(random)));
-    expectIntactStores();
-    std::set<std::int64_t> versions;
-    for (int g = 0; g < kGroups; ++g) versions.insert(db->versionForGroup(format("g%d", g), "fr"));
-    torn += versions.size() > 1;
-    EXPECT_NE(db->valueWithKey("g0.k0", "de"), std::nullopt);
-  }
-  EXPECT_GT(torn, 0);
+// Where the kill comes: after at least this many entries, between two groups (by the log), or
+// at whatever moment a thread watching the progress gets to it (in a transaction, between two,
+// or after the end).
+struct Kill {
+  long after;
+  bool betweenGroups;
+};
+void PrintTo(const Kill& kill, std::ostream* out) {
+  *out << kill.after << (kill.betweenGroups ? " between groups" : " watched");
 }
+constexpr long kTotal = 2L * kGroups * kEntries;
+
+class StoreKills : public StoreFaults, public ::testing::WithParamInterface<Kill> {};
+
+TEST_P(StoreKills, LeaveWholeGroupsAndTheNextUpdateMendsThem) {
+  const Kill at = GetParam();
+  auto killedOrDone = [](int status) {
+    return (WIFSIGNALED(status) && WTERMSIG(status) == SIGKILL) || (WIFEXITED(status) && WEXITSTATUS(status) == 0);
+  };
+  auto updateAndDie = [&] {
+    auto stores = parentStores();
+    std::string update = answer(2);
+    if (at.betweenGroups) {
+      testing::installPorts([&](Platform::Ports& ports) { ports.logSink = std::make_shared<KillingSink>(at.after); });
+    } else {
+      std::thread([stores, after = at.after] {
+        while (stores->entriesWritten() < after) std::this_thread::yield();
+        kill(getpid(), SIGKILL);
+      }).detach();
+    }
+    stores->parseResponseV2Json(update);
+    _exit(0);
+  };
+  EXPECT_EXIT(updateAndDie(), killedOrDone, "");
+  expectIntactStores();
+  if (at.betweenGroups) EXPECT_TRUE(torn()) << "the kill came after the last group";
+  ASSERT_TRUE(db->parseResponseV2Json(answer(3)));
+  EXPECT_FALSE(torn());
+  expectIntactStores();
+}
+
+INSTANTIATE_TEST_SUITE_P(Points, StoreKills,
+                         ::testing::Values(Kill{kEntries, true}, Kill{kTotal / 2 + kEntries, true},
+                                           Kill{kTotal - kEntries, true}, Kill{1, false}, Kill{kTotal / 3, false},
+                                           Kill{kTotal * 3 / 4, false}));
 
 TEST_F(StoreFaults, FullDiskDuringAnUpdateWritesWholeGroupsAndTheNextUpdateTheRest) {
   const auto limit = static_cast<rlim_t>(std::filesystem::file_size(app.storePath("de")) + 64 * 1024);
-  ASSERT_EQ(inChild(limit, [this] { return db->parseResponseV2Json(answer(2, 200)) && db->unwrittenGroups() > 0 ? 0 : 1; }), 0)
-      << "refused, or every group written despite the limit";
+  auto updateOnAFullDisk = [&] {
+    auto stores = parentStores();
+    std::string update = answer(2, 200);
+    signal(SIGXFSZ, SIG_IGN);
+    rlimit fileSize{limit, limit};
+    setrlimit(RLIMIT_FSIZE, &fileSize);
+    _exit(stores->parseResponseV2Json(update) && stores->unwrittenGroups() > 0 ? 0 : 1);
+  };
+  EXPECT_EXIT(updateOnAFullDisk(), ::testing::ExitedWithCode(0), "") << "refused, or every group written despite the limit";
   expectIntactStores();
   ASSERT_TRUE(db->parseResponseV2Json(answer(2, 200)));
   EXPECT_EQ(db->unwrittenGroups(), 0);
-  for (int g = 0; g < kGroups; ++g) EXPECT_EQ(db->versionForGroup(format("g%d", g), "fr"), 2) << g;
+  EXPECT_FALSE(torn());
   expectIntactStores();
 }
 

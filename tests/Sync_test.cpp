@@ -1,5 +1,5 @@
 // The update request, the missing-string upload and the string tables import against the
-// reference server over HTTPS.
+// translation server over HTTPS.
 #include <gtest/gtest.h>
 
 #include <future>
@@ -10,9 +10,12 @@
 #include "platform/posix/ThreadDispatch.h"
 #include "support/Files.h"
 #include "support/Json.h"
+#include "support/StringUtil.h"
+#include "tolvana/BuildConfig.h"
 #include "tests/support/AppFixture.h"
 #include "tests/support/ServerFixture.h"
 #include "tolvana/Tolvana.h"
+#include "tolvana/tolvana.h"
 
 namespace tolvana {
 namespace {
@@ -153,11 +156,7 @@ TEST_F(Sync, DraftModeAsksForEverythingAfreshUntilTheProjectForbidsIt) {
     EXPECT_EQ(requests().back().find("method")->asString(), draft ? "POST" : "GET");
   }
 
-  auto project = json::parse(readWholeFile(server.projectDirectory() + "/project.json").value_or("")).value_or(Value());
-  ASSERT_TRUE(project.isDictionary());
-  project.asDictionary()["draftModeEnabled"] = false;
-  project.asDictionary()["version"] = 2;
-  ASSERT_TRUE(replaceFileAtomically(server.projectDirectory() + "/project.json", json::serialize(project)));
+  server.request("PATCH", "/admin/v1/projects/app1", R"({"draftModeEnabled":false,"version":2})");
   engine->setInDraftMode(true);
   ASSERT_EQ(update(), true);
   EXPECT_FALSE(engine->isInDraftMode());
@@ -260,6 +259,62 @@ TEST_F(Sync, FaultsEndWithTheRightCompletionAndLoseNothing) {
   EXPECT_EQ(app.platform.log->count("s3cr3t-key"), 0u);  // verbose log, yet the secret never shows
 }
 
+// What an update asks, recorded before it would be sent: in draft mode a POST asking for
+// every group at version 0 in every language, also those the project lacks, the languages
+// given widened by the base and device languages and the bare forms of regional ones; and
+// to an enterprise host a cacheable GET, even when the monthly report is due.
+TEST(SyncRequests, DraftModeGivenLanguagesAndEnterpriseHosts) {
+  struct Case {
+    const char* name;
+    bool draft;
+    std::string host;
+    const char* method;
+    const char* timestamp;  // nullptr: any but the fixed one
+  };
+  const std::string enterprise = "https://acme." + split(build::kEnterpriseHosts, ';').front();
+  for (const Case& c : {Case{"draft mode", true, "https://example.org", "POST", nullptr},
+                        Case{"enterprise host", false, enterprise, "GET", "213374411"}}) {
+    SCOPED_TRACE(c.name);
+    AppFixture app;
+    app.appLanguage("en", {{"hello", "Hello", ""}});
+    app.bundle.info("TolvanaHost", c.host);
+    app.platform.defaults->setObject("TolvanaDraftMode", c.draft);
+    app.platform.locale->setPreferredLanguages({"fr-FR"});
+    auto recorder = std::make_shared<FaultInjectingHttp>(nullptr, app.platform.dispatch);
+    app.platform.http = recorder;
+    app.install();
+    auto languages = c.draft ? std::optional<std::vector<std::string>>({"de-AT"}) : std::nullopt;
+    TLInternal::sharedInstance()->updateGroups(std::nullopt, languages, false, nullptr);
+    ASSERT_EQ(recorder->requests().size(), 1u);
+    const HttpRequest sent = recorder->requests().front();
+    EXPECT_EQ(sent.method, c.method);
+    auto stamp = std::find_if(sent.headers.begin(), sent.headers.end(), [](auto& h) { return h.first == "timestamp"; });
+    ASSERT_NE(stamp, sent.headers.end());
+    if (c.timestamp) EXPECT_EQ(stamp->second, c.timestamp);
+    if (!c.draft) continue;
+    auto body = json::parse(sent.body).value_or(Value());
+    EXPECT_EQ(json::serialize(body.find("requestedData") ? *body.find("requestedData") : Value()),
+              R"({"de":{"main":0},"de-AT":{"main":0},"en":{"main":0},"fr":{"main":0},"fr-FR":{"main":0}})");
+    EXPECT_EQ(body.find("returnDraft") ? *body.find("returnDraft") : Value(), Value(true));
+  }
+}
+
+TEST_F(Sync, AnAnswerThatNoLongerAllowsDraftModeEndsIt) {
+  app.platform.defaults->setObject("TolvanaDraftMode", true);
+  start();
+  engine->addOverlay();
+  ASSERT_TRUE(app.platform.dispatch->runUntil([&] { return engine->overlayActive(); }));
+  server.injectFault({{"status", 200}, {"body", R"({"__v":2,"baseLanguage":"en","draftModeEnabled":false,"data":{}})"}});
+  ASSERT_EQ(update(), true);
+  EXPECT_FALSE(engine->isInDraftMode());
+  EXPECT_FALSE(TLInternal::readDraftMode(*app.platform.defaults));
+  EXPECT_FALSE(engine->overlayActive());
+  EXPECT_TRUE(app.platform.dispatch->runUntil([&] {
+    auto calls = app.platform.ui->calls();
+    return std::find(calls.begin(), calls.end(), "removeOverlay") != calls.end();
+  }));
+}
+
 TEST_F(Sync, WrongSecretIsRefused) {
   start();
   app.appFile["apiSecret"] = "another";
@@ -293,6 +348,43 @@ TEST_F(Sync, EngineResetDuringTheRequestStillCompletesOnTheMainQueue) {
   EXPECT_EQ(onMain, 1);
 }
 
+// The C interface's own promise: a callback runs once, on the main queue, after its call has
+// returned and outside the engine's lock, whether the engine completes at once (it is off),
+// later, or never (an answer that is no JSON object).
+struct CallbackSeen {
+  std::atomic<int> calls{0}, success{-1};
+  std::atomic<bool> onMainQueue{false}, engineLockFree{false};
+};
+
+void onUpdate(int success, void* data) {
+  auto* seen = static_cast<CallbackSeen*>(data);
+  seen->onMainQueue = Platform::Current().dispatch().isMainThread();
+  std::thread([seen] {
+    auto& lock = TLInternal::sharedInstance()->lock();
+    if ((seen->engineLockFree = lock.try_lock())) lock.unlock();
+  }).join();
+  seen->success = success;
+  ++seen->calls;
+}
+
+TEST_F(Sync, CInterfaceCallbacksRunOnceOnTheMainQueueAfterTheCall) {
+  start();
+  for (bool engineOff : {true, false}) {
+    SCOPED_TRACE(engineOff ? "engine off" : "an answer that is no JSON object");
+    engine->setEnabled(!engineOff);
+    if (!engineOff) server.injectFault({{"status", 200}, {"body", "OK"}});
+    CallbackSeen seen;
+    tolvana_update(onUpdate, &seen);
+    EXPECT_EQ(seen.calls, 0) << "called inside tolvana_update";
+    ASSERT_TRUE(app.platform.dispatch->runUntil([&] { return seen.calls > 0; }));
+    app.platform.dispatch->drain();
+    EXPECT_EQ(seen.calls, 1);
+    EXPECT_EQ(seen.success, 0);
+    EXPECT_TRUE(seen.onMainQueue);
+    EXPECT_TRUE(seen.engineLockFree);
+  }
+}
+
 // A client that owns its dispatch, released while its request runs: the request still ends
 // with its completion, and the process goes on.
 TEST(CurlHttp, ReleasedWhileItsRequestRuns) {
@@ -303,6 +395,23 @@ TEST(CurlHttp, ReleasedWhileItsRequestRuns) {
              [&status](HttpResponse response) { status.set_value(response.status); });
   http.reset();
   EXPECT_EQ(status.get_future().get(), 401);  // unsigned, so refused
+}
+
+// The host's progress observer runs inside libcurl's callbacks: what it throws fails that
+// request, which still completes, and goes no further.
+TEST(CurlHttp, AnObserverThatThrowsFailsItsRequestOnly) {
+  ServerFixture server{{}};
+  auto http = makeCurlHttp(makeThreadDispatch(), {.extraCaFile = server.caFile(),
+                                                  .proxy = {},
+                                                  .onBodyBytes = [](std::size_t) { throw std::runtime_error("observer"); }});
+  auto answer = std::make_shared<std::promise<HttpResponse>>();
+  auto future = answer->get_future();
+  http->send(HttpRequest{.method = "GET", .url = server.baseUrl() + "/v4/mobile-apps/sdk/app1"},
+             [answer](HttpResponse response) { answer->set_value(std::move(response)); });
+  ASSERT_EQ(future.wait_for(std::chrono::seconds(30)), std::future_status::ready) << "no completion";
+  auto response = future.get();
+  EXPECT_TRUE(response.error.has_value());
+  EXPECT_EQ(response.status, 0);
 }
 
 }  // namespace

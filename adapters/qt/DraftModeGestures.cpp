@@ -5,6 +5,7 @@
 #include <QGestureEvent>
 #include <QGestureRecognizer>
 #include <QKeyEvent>
+#include <QPointer>
 #include <QTouchEvent>
 #include <QWidget>
 
@@ -99,11 +100,27 @@ class SwipeRecognizer final : public QGestureRecognizer {
   bool swiped_ = false;
 };
 
+// The handlers outlive any one application object: the engine installs them once per process.
+struct Handlers {
+  std::function<void()> longPress, swipe;
+};
+Handlers& handlers() {
+  static auto* kept = new Handlers;
+  return *kept;
+}
+
+// A copy runs, so a handler that installs another is not destroyed while it runs.
+void call(std::function<void()> handler) {
+  if (handler) handler();
+}
+
 }  // namespace
 
 DraftModeGestures& DraftModeGestures::instance() {
-  static auto* gestures = new DraftModeGestures();
-  return *gestures;
+  // Cleared when the application object deletes its watcher with itself.
+  static QPointer<DraftModeGestures> current;
+  if (!current) current = new DraftModeGestures();
+  return *current;
 }
 
 DraftModeGestures::DraftModeGestures()
@@ -114,13 +131,9 @@ DraftModeGestures::DraftModeGestures()
   for (QWidget* window : QApplication::topLevelWidgets()) watch(window);
 }
 
-void DraftModeGestures::setLongPressHandler(std::function<void()> handler) {
-  longPress_ = std::move(handler);
-}
+void DraftModeGestures::setLongPressHandler(std::function<void()> handler) { handlers().longPress = std::move(handler); }
 
-void DraftModeGestures::setSwipeHandler(std::function<void()> handler) {
-  swipe_ = std::move(handler);
-}
+void DraftModeGestures::setSwipeHandler(std::function<void()> handler) { handlers().swipe = std::move(handler); }
 
 void DraftModeGestures::watch(QWidget* window) {
   // Touches outside any child still reach the window, so one grab per window covers it; the
@@ -140,8 +153,8 @@ bool DraftModeGestures::eventFilter(QObject* watched, QEvent* event) {
     case QEvent::Gesture:
       for (QGesture* gesture : static_cast<QGestureEvent*>(event)->gestures()) {
         if (gesture->state() != Qt::GestureFinished) continue;
-        if (gesture->gestureType() == holdType_ && longPress_) longPress_();
-        if (gesture->gestureType() == swipeType_ && swipe_) swipe_();
+        if (gesture->gestureType() == holdType_) call(handlers().longPress);
+        if (gesture->gestureType() == swipeType_) call(handlers().swipe);
       }
       return false;
     case QEvent::KeyPress: {
@@ -149,8 +162,8 @@ bool DraftModeGestures::eventFilter(QObject* watched, QEvent* event) {
       if (key->modifiers() != (Qt::ControlModifier | Qt::AltModifier | Qt::ShiftModifier) || key->isAutoRepeat()) {
         return false;
       }
-      if (key->key() == Qt::Key_K && longPress_) longPress_();
-      if ((key->key() == Qt::Key_Up || key->key() == Qt::Key_Down) && swipe_) swipe_();
+      if (key->key() == Qt::Key_K) call(handlers().longPress);
+      if (key->key() == Qt::Key_Up || key->key() == Qt::Key_Down) call(handlers().swipe);
       return key->key() == Qt::Key_K || key->key() == Qt::Key_Up || key->key() == Qt::Key_Down;
     }
     default:

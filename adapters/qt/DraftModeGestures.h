@@ -3,6 +3,9 @@
 // fingers swiped up or down. Desktops without a touch screen get keys instead:
 // Ctrl+Alt+Shift+K asks for the key, Ctrl+Alt+Shift+Up or Down toggles the overlay.
 //
+// One watcher per application object, made on first use and deleted with it; the handlers
+// are the process's, so an application object made later gets them too.
+//
 // Thread contract: GUI thread only.
 #pragma once
 
@@ -13,7 +16,7 @@ namespace tolvana::qt {
 
 class DraftModeGestures final : public QObject {
  public:
-  // The watcher for the application, created on first use; it lives as long as the app.
+  // The watcher of the current application object.
   static DraftModeGestures& instance();
 
   // A later call replaces the handler.
@@ -31,7 +34,6 @@ class DraftModeGestures final : public QObject {
   void watch(QWidget* window);
 
   Qt::GestureType holdType_, swipeType_;
-  std::function<void()> longPress_, swipe_;
 };
 
 }  // namespace tolvana::qt

@@ -2,12 +2,13 @@
 // engine runs on the GUI thread; the global and serial queues stay those of the base
 // dispatch, which need no event loop.
 //
-// Tasks queued after the application object is gone are dropped: there is no GUI thread
-// left to run them on.
+// Tasks queued after the context object is gone (with its application object) are dropped:
+// there is no GUI thread left to run them on. Any thread may queue while the GUI thread
+// deletes the context: both go through one lock, so a task is either posted to a living
+// context or dropped.
 #pragma once
 
 #include <QObject>
-#include <QPointer>
 #include <memory>
 
 #include "tolvana/platform/Dispatch.h"
@@ -24,8 +25,10 @@ class QtDispatch final : public Dispatch {
   std::shared_ptr<SerialQueue> makeSerialQueue(std::string label) override;
   bool isMainThread() const override;
 
+  class Gate;
+
  private:
-  QPointer<QObject> context_;
+  std::shared_ptr<Gate> gate_;
   std::shared_ptr<Dispatch> base_;
 };
 

@@ -3,6 +3,7 @@
 #include <QGuiApplication>
 #include <QLineEdit>
 #include <QListWidget>
+#include <QPainter>
 #include <QPushButton>
 #include <QScreen>
 #include <algorithm>
@@ -20,14 +21,40 @@ QString css(std::uint32_t rgba) {
 
 QRect toRect(const UiRect& r) { return QRect(int(r.x), int(r.y), int(r.width), int(r.height)); }
 
+constexpr Qt::WindowFlags kAboveAll = Qt::Window | Qt::FramelessWindowHint | Qt::WindowStaysOnTopHint;
+
+// The overlay as it is seen, drawn from its widgets with their mask ignored, in a window that
+// takes no input at all.
+class Backdrop final : public QWidget {
+ public:
+  explicit Backdrop(QWidget* shown) : QWidget(nullptr, kAboveAll | Qt::WindowTransparentForInput), shown_(shown) {
+    setObjectName(QStringLiteral("TolvanaOverlayBackdrop"));
+    setAttribute(Qt::WA_TranslucentBackground);
+    setAttribute(Qt::WA_ShowWithoutActivating);
+  }
+
+ protected:
+  void paintEvent(QPaintEvent*) override {
+    if (!shown_) return;
+    QPainter painter(this);
+    shown_->render(&painter, QPoint(), QRegion(), QWidget::DrawChildren | QWidget::IgnoreMask);
+  }
+
+ private:
+  QPointer<QWidget> shown_;
+};
+
 }  // namespace
 
-QtOverlay::QtOverlay() : QWidget(nullptr, Qt::Window | Qt::FramelessWindowHint | Qt::WindowStaysOnTopHint) {
+QtOverlay::QtOverlay() : QWidget(nullptr, kAboveAll), backdrop_(new Backdrop(this)) {
   setObjectName(QStringLiteral("TolvanaOverlay"));
   setAttribute(Qt::WA_TranslucentBackground);
   setAttribute(Qt::WA_ShowWithoutActivating);
   if (QScreen* screen = QGuiApplication::primaryScreen()) setGeometry(screen->geometry());
+  backdrop_->setGeometry(geometry());
 }
+
+QtOverlay::~QtOverlay() { delete backdrop_.data(); }
 
 QWidget* QtOverlay::widgetFor(const UiControl& control) {
   QPointer<QWidget>& widget = widgets_[control.name];
@@ -109,18 +136,26 @@ void QtOverlay::update(UiOverlay overlay) {
   }
   std::erase_if(widgets_, [](const auto& entry) { return !entry.second; });
   parents_ = std::move(parents);
-  QRegion mask;
+  QRegion shown, touched;
   for (const UiControl& control : overlay_.controls) {
     bool touchable = std::find(overlay_.touchable.begin(), overlay_.touchable.end(), control.name) !=
                      overlay_.touchable.end();
     QWidget* widget = widgetFor(control);
     style(widget, control, touchable);
     // What is shown on top draws; a hidden panel's children go with it.
-    bool shown = !control.hidden && (control.parent.empty() || widgets_[control.parent]->isVisibleTo(this));
-    if (shown && (control.kind == UiControl::Kind::panel || touchable)) mask += toRect(control.frame);
+    if (!control.hidden && (control.parent.empty() || widgets_[control.parent]->isVisibleTo(this))) {
+      shown += toRect(control.frame);
+    }
+    if (touchable) touched += toRect(control.frame);
   }
-  // An empty mask would mean none at all; one point keeps the window without taking clicks.
-  setMask(mask.isEmpty() ? QRegion(0, 0, 1, 1) : mask);
+  // An empty mask would be none at all, the whole window; a region outside it keeps the
+  // window up while it shows nothing and takes no click.
+  const QRegion nothing(-1, -1, 1, 1);
+  backdrop_->setMask(shown.isEmpty() ? nothing : shown);
+  setMask(touched.isEmpty() ? nothing : touched);
+  backdrop_->show();
+  backdrop_->raise();
+  backdrop_->update();
   show();
   raise();
 }

@@ -45,17 +45,22 @@ void type(QLineEdit* field, const QString& text) {
   }
 }
 
-// The screen as a user sees it: the app's window with the overlay on top.
-bool saveScreen(QWidget* window, QWidget* overlay, const QString& path) {
+// The screen as a user sees it: the app's window with the overlay on top, whose panels are
+// drawn by a window of their own below the one that takes the clicks; each is cut to its mask.
+bool saveScreen(QWidget* window, const QString& path) {
   QScreen* screen = QGuiApplication::primaryScreen();
   QImage image(screen->size() * screen->devicePixelRatio(), QImage::Format_ARGB32);
   image.setDevicePixelRatio(screen->devicePixelRatio());
   image.fill(Qt::darkGray);
   QPainter painter(&image);
   painter.drawPixmap(window->geometry().topLeft(), window->grab());
-  QPixmap top = overlay->grab();
-  painter.setClipRegion(overlay->mask().isEmpty() ? QRegion(overlay->rect()) : overlay->mask());
-  painter.drawPixmap(overlay->geometry().topLeft(), top);
+  for (const char* name : {"TolvanaOverlayBackdrop", "TolvanaOverlay"}) {
+    QWidget* layer = topLevel(name);
+    if (!layer) continue;
+    QPixmap top = layer->grab();
+    painter.setClipRegion(layer->mask().isEmpty() ? QRegion(layer->rect()) : layer->mask());
+    painter.drawPixmap(layer->geometry().topLeft(), top);
+  }
   painter.end();
   return image.save(path, "PNG");
 }
@@ -70,7 +75,7 @@ int walk(QWidget* window, const QString& overlayPng) {
   // The picture shows the window just below the strip, so neither hides the other.
   QPoint home = window->pos();
   window->move(home.x(), 90);
-  bool saved = saveScreen(window, overlay, overlayPng);
+  bool saved = saveScreen(window, overlayPng);
   window->move(home);
   if (!saved) return 5;
   std::printf("the app with the overlay open: %s\n", qPrintable(overlayPng));

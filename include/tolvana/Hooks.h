@@ -66,11 +66,13 @@ class TOLVANA_EXPORT TolvanaHooks {
   /// The launch hook: on its first call only, and only with autostart on (and, where a test
   /// runner hosts the app, "TolvanaEnableAutostartForTests") and "TolvanaInitialUpdate",
   /// starts the first update of all groups and languages. With "TolvanaWaitOnAppStart" it
-  /// returns when that update has ended, calling wait between checks; else at once.
+  /// returns when that update has ended, calling wait between checks; else at once. An update
+  /// that cannot end is given up once its requests' time-outs and a few seconds have passed.
   static void launch(const WaitOneSecond& wait);
   /// Updates all groups and languages and returns when the update has ended, calling wait
-  /// between checks (one-second sleeps when empty). Never call it on the main queue with a
-  /// wait that does not run the main queue.
+  /// between checks (one-second sleeps when empty), or, for an update that cannot end, once
+  /// its requests' time-outs and a few seconds have passed. Never call it on the main queue
+  /// with a wait that does not run the main queue.
   static void updateBlocking(const WaitOneSecond& wait = {});
 
   /// Counts the updates that wrote texts into the stores; a change tells the adapter that
@@ -85,6 +87,11 @@ class TOLVANA_EXPORT TolvanaHooks {
   static std::optional<std::string> keyForText(const void* data);
   /// Whether any text is tagged, so that an adapter skips the search while none is.
   static bool anyTextTagged();
+
+  /// Runs work where the toolkit called in (a queued task, a script's native function) and
+  /// keeps whatever it throws on this side: the failure is logged as "<where> failed" through
+  /// the engine's logger. False when work threw.
+  static bool runGuarded(std::string_view where, const std::function<void()>& work) noexcept;
 };
 
 }  // namespace tolvana

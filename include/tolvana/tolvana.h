@@ -31,7 +31,11 @@
  * result.
  *
  * Threads: every function may be called from any thread, concurrently. Update callbacks are
- * called once, on the main queue (a thread of the library's own when no toolkit drives one).
+ * called exactly once, on the main queue (a thread of the library's own when no toolkit drives
+ * one): never inside the call that asked for them, and never while the library holds a lock
+ * of its own, so a callback may call this interface again. An update that cannot end as
+ * usual (the engine is off, an answer it cannot read, a failure inside) calls back as well,
+ * with success 0.
  *
  * Errors: no C++ exception leaves this interface; a failure inside is logged and the call
  * gives its neutral result.
@@ -51,7 +55,8 @@ extern "C" {
 #endif
 
 /**
- * Called once when an update has ended.
+ * Called exactly once when an update has ended, on the main queue, after the update function
+ * that asked for it has returned.
  * @param success 1 when the server answered and its answer was taken, else 0.
  * @param user_data the pointer given to the update function, untouched.
  */
@@ -137,7 +142,8 @@ TOLVANA_EXPORT char* tolvana_available_languages(void);
 /**
  * Asks the translation server for what is new in the default groups and languages (and
  * uploads the strings collected as missing). Returns at once.
- * @param callback called once, on the main queue; NULL means none.
+ * @param callback called exactly once, on the main queue, after this function has returned;
+ * NULL means none.
  * @param user_data passed to the callback untouched; may be NULL. It must stay valid until
  * the callback has run.
  */
@@ -149,8 +155,10 @@ TOLVANA_EXPORT void tolvana_update(tolvana_update_callback callback, void* user_
  * @param group_count the number of groups.
  * @param languages language codes; NULL or a count of 0 means the defaults.
  * @param language_count the number of languages. NULL entries are skipped.
- * @param callback called once, on the main queue; NULL means none.
- * @param user_data passed to the callback untouched; may be NULL.
+ * @param callback called exactly once, on the main queue, after this function has returned;
+ * NULL means none.
+ * @param user_data passed to the callback untouched; may be NULL. It must stay valid until
+ * the callback has run.
  */
 TOLVANA_EXPORT void tolvana_update_groups(const char* const* groups, size_t group_count,
                                           const char* const* languages, size_t language_count,

@@ -16,6 +16,7 @@
 
 #include "config/TLDeviceUtil.h"
 #include "support/CachedFlag.h"
+#include "support/Mutex.h"
 #include "support/PublishedValue.h"
 
 namespace tolvana {
@@ -26,9 +27,9 @@ struct ProcessState {
   static ProcessState& get();
 
   // Re-entrant: start-up runs under it and may look strings up on the same thread.
-  std::recursive_mutex engineLock;
-  std::shared_ptr<TLInternal> engine;    // guarded by engineLock
-  std::shared_ptr<TLInternal> starting;  // the engine inside start(); guarded by engineLock
+  RecursiveMutex engineLock;
+  std::shared_ptr<TLInternal> engine TL_GUARDED_BY(engineLock);
+  std::shared_ptr<TLInternal> starting TL_GUARDED_BY(engineLock);  // the engine inside start()
 
   // The application's own permission for draft mode; initially on.
   std::atomic<bool> draftModeEnabled{true};

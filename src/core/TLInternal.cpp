@@ -6,8 +6,10 @@
 #include "config/TLDeviceUtil.h"
 #include "config/TLSettings.h"
 #include "localization/TLPluralRule.h"
+#include "support/Mutex.h"
 #include "support/StringUtil.h"
 #include "support/TLLog.h"
+#include "support/WhileAlive.h"
 #include "tolvana/BuildConfig.h"
 #include "tolvana/platform/Platform.h"
 
@@ -51,57 +53,65 @@ void logSettingsFound() {
 TLInternal::~TLInternal() = default;
 
 void TLInternal::assemble() {
-  std::weak_ptr<const void> owner = weak_from_this();
-  lookup_ = std::make_unique<StringLookup>(StringLookup::Context{
-      state_, [this](auto language, auto key, auto value) { return storeMissingEntryForLanguage(language, key, value); }});
+  const std::weak_ptr<TLInternal> self = weak_from_this();
+  const std::weak_ptr<const void> owner = self;
+  // What a part asks of the engine runs only while the engine lives, and holds it meanwhile:
+  // a part's closure outlives many calls and may run on any thread.
+  auto engine = [&self](auto call) { return whileAlive(self, std::move(call)); };
+  auto recordMiss = engine([](TLInternal& e, auto language, auto key, auto value) {
+    return e.storeMissingEntryForLanguage(language, key, value);
+  });
+  auto entryExists = engine([](TLInternal& e, std::string_view key) { return e.entryExists(key); });
+  auto hmac = engine([](TLInternal& e, std::string_view message) { return e.generateHmac(message); });
+  auto captureNoChecks = engine([](TLInternal& e, const std::string& tag, CaptureCompletion done) {
+    e.captureScreenshotNoChecksWithTag(tag, {}, false, std::move(done));
+  });
+
+  lookup_ = std::make_unique<StringLookup>(StringLookup::Context{state_, recordMiss});
   languages_ = std::make_unique<LanguageSelection>(LanguageSelection::Context{state_});
   missing_ = std::make_unique<MissingEntries>(MissingEntries::Context{
-      state_, owner, [this](MissingEntries::Completion done) { updateGroups(std::nullopt, std::nullopt, true, done); }});
-  import_ = std::make_unique<StringTablesImport>(StringTablesImport::Context{
-      *lookup_, *languages_,
-      [this](auto language, auto key, auto value) { return storeMissingEntryForLanguage(language, key, value); }});
-  updates_ = std::make_unique<UpdateClient>(UpdateClient::Context{state_, *languages_, *missing_, owner,
-                                                                  [this] {
-                                                                    setInDraftMode(false);
-                                                                    writeDraftMode();
-                                                                  },
-                                                                  [this] { fillMissingStringsFromLocalStrings(); },
-                                                                  [this] {
-                                                                    registerTestModeGesture();
-                                                                    registerDraftMenuGesture();
-                                                                  }});
+      state_, owner, engine([](TLInternal& e, MissingEntries::Completion done) {
+        e.updateGroups(std::nullopt, std::nullopt, true, std::move(done));
+      })});
+  import_ = std::make_unique<StringTablesImport>(StringTablesImport::Context{*lookup_, *languages_, recordMiss});
+  updates_ = std::make_unique<UpdateClient>(UpdateClient::Context{
+      state_, *languages_, *missing_, owner,
+      engine([](TLInternal& e) {
+        e.setInDraftMode(false);
+        e.writeDraftMode();
+      }),
+      engine([](TLInternal& e) { e.fillMissingStringsFromLocalStrings(); }),
+      engine([](TLInternal& e) {
+        e.registerTestModeGesture();
+        e.registerDraftMenuGesture();
+      })});
   overlay_ = std::make_unique<OverlayControl>(OverlayControl::Context{
-      state_, owner, [this](auto done) { loadScreenTagsWithCompletionHandler(std::move(done)); },
+      state_, owner,
+      engine([](TLInternal& e, Screenshots::TagsCompletion done) { e.loadScreenTagsWithCompletionHandler(std::move(done)); }),
       TLOverlay::Engine{
-          [this](const std::string& tag, CaptureCompletion done) {
-            captureScreenshotNoChecksWithTag(tag, {}, false, std::move(done));
-          },
-          [this](const std::string& tag, const std::string& positions, CaptureCompletion done) {
-            captureScreenshotWithTagAndPositionFromDraftModeDialog(tag, positions, std::move(done));
-          },
-          [this](const std::string& summary, const std::string& description) {
-            requestJiraIssue(summary, description);
-          },
-          [this] { return isPossibleSwiftUi(); }, nullptr}});
+          captureNoChecks,
+          engine([](TLInternal& e, const std::string& tag, const std::string& positions, CaptureCompletion done) {
+            e.captureScreenshotWithTagAndPositionFromDraftModeDialog(tag, positions, std::move(done));
+          }),
+          engine([](TLInternal& e, const std::string& summary, const std::string& description) {
+            e.requestJiraIssue(summary, description);
+          }),
+          engine([](TLInternal& e) { return e.isPossibleSwiftUi(); }), nullptr, owner}});
   collector_ = std::make_unique<StringCollector>(StringCollector::Context{
-      state_, [this](std::string_view key) { return entryExists(key); },
-      [this](std::string_view key) { return localizedStringForKey(key, std::nullopt).text; }});
+      state_, entryExists,
+      engine([](TLInternal& e, std::string_view key) { return e.localizedStringForKey(key, std::nullopt).text; })});
   screenshots_ = std::make_unique<Screenshots>(Screenshots::Context{
-      state_, owner, *collector_, [this](std::string_view key) { return entryExists(key); },
-      [this](std::string_view message) { return generateHmac(message); }, [this] { return screenshotInterface(); }});
-  issues_ = std::make_unique<IssueRequest>(IssueRequest::Context{
-      state_, [this](std::string_view message) { return generateHmac(message); },
-      [this, owner](const std::string& tag, Screenshots::Completion done) {
-        if (auto alive = owner.lock()) captureScreenshotNoChecksWithTag(tag, {}, false, std::move(done));
-      }});
-  draft_ = std::make_unique<DraftMode>(DraftMode::Context{state_, owner, [this](bool on) { setInDraftMode(on); },
-                                                          [this] { writeDraftMode(); }, [this] { toggleOverlay(); },
-                                                          [this] { exitApp(); }});
+      state_, owner, *collector_, entryExists, hmac, engine([](TLInternal& e) { return e.screenshotInterface(); })});
+  issues_ = std::make_unique<IssueRequest>(IssueRequest::Context{state_, hmac, captureNoChecks});
+  draft_ = std::make_unique<DraftMode>(DraftMode::Context{
+      state_, owner, engine([](TLInternal& e, bool on) { e.setInDraftMode(on); }),
+      engine([](TLInternal& e) { e.writeDraftMode(); }), engine([](TLInternal& e) { e.toggleOverlay(); }),
+      engine([](TLInternal& e) { e.exitApp(); })});
 }
 
 std::shared_ptr<TLInternal> TLInternal::sharedInstance() {
   ProcessState& state = ProcessState::get();
-  std::lock_guard lock(state.engineLock);
+  LockGuard lock(state.engineLock);
   if (state.engine) return state.engine;
   // Only the thread inside start() gets here while it runs (a look-up hook of the Ui port, a
   // log sink): it is answered by the engine as far as it has come, which falls back to the
@@ -137,7 +147,7 @@ void TLInternal::resetInstance() {
   ProcessState& state = ProcessState::get();
   std::shared_ptr<TLInternal> previous;
   {
-    std::lock_guard lock(state.engineLock);
+    LockGuard lock(state.engineLock);
     published_.store(nullptr);
     previous = std::move(state.engine);
     // The app's own defaults go too: the whole domain is erased, as a fresh install would be.
@@ -151,7 +161,7 @@ void TLInternal::dropInstanceForTesting() {
   ProcessState& state = ProcessState::get();
   std::shared_ptr<TLInternal> previous;
   {
-    std::lock_guard lock(state.engineLock);
+    LockGuard lock(state.engineLock);
     published_.store(nullptr);
     previous = std::move(state.engine);
     state.forgetForTesting();
@@ -160,7 +170,7 @@ void TLInternal::dropInstanceForTesting() {
 }
 
 void TLInternal::start() {
-  std::lock_guard lock(state_.lock());
+  LockGuard lock(state_.lock());
   Platform& platform = Platform::Current();
   state_.enabled = readTolvanaEnabled(platform.userDefaults());
   if (!state_.enabled) return;
@@ -216,7 +226,7 @@ void TLInternal::writeTolvanaEnabled() {
 void TLInternal::setEnabled(bool enabled) {
   bool restart = false;
   {
-    std::lock_guard lock(state_.lock());
+    LockGuard lock(state_.lock());
     if (state_.enabled == enabled) return;
     state_.enabled = enabled;
     logInfo("Tolvana is now %@!", enabled ? "enabled" : "disabled");
@@ -251,10 +261,9 @@ std::shared_ptr<TLDatabase> TLInternal::database() const { return state_.databas
 
 void TLInternal::showNotInitializedError() {
   if (TLDeviceUtil::isAppExtension() || ProcessState::get().notInitializedAlertShown.exchange(true)) return;
-  Platform& platform = Platform::Current();
-  platform.dispatch().mainAsync([&platform] {
+  Platform::Current().dispatch().mainAsync([] {
     // Deliberately without a button: the app cannot work until the settings file is fixed.
-    platform.ui().presentAlert(Alert{
+    Platform::Current().ui().presentAlert(Alert{
         "Error!",
         "Tolvana settings file missing or outdated! Please download the settings file for your app from the dashboard.",
         {},
@@ -265,12 +274,12 @@ void TLInternal::showNotInitializedError() {
 void TLInternal::exitApp() { Platform::Current().device().exitProcess(0); }
 
 void TLInternal::setScreenshotInterface(std::weak_ptr<TolvanaScreenshotInterface> provider) {
-  std::lock_guard lock(state_.lock());
+  LockGuard lock(state_.lock());
   screenshotInterface_ = std::move(provider);
 }
 
 std::shared_ptr<TolvanaScreenshotInterface> TLInternal::screenshotInterface() const {
-  std::lock_guard lock(state_.lock());
+  LockGuard lock(state_.lock());
   return screenshotInterface_.lock();
 }
 

@@ -36,6 +36,7 @@
 #include "review/Screenshots.h"
 #include "review/StringCollector.h"
 #include "store/TLDatabase.h"
+#include "support/Mutex.h"
 #include "support/ReadEpoch.h"
 #include "sync/MissingEntries.h"
 #include "sync/UpdateClient.h"
@@ -65,7 +66,7 @@ class TLInternal : public std::enable_shared_from_this<TLInternal> {
   static void dropInstanceForTesting();
   ~TLInternal();
 
-  std::recursive_mutex& lock() { return state_.lock(); }
+  RecursiveMutex& lock() TL_RETURN_CAPABILITY(state_.lock()) { return state_.lock(); }
 
   // Switches.
   bool enabled() const { return state_.enabled; }
@@ -225,8 +226,7 @@ class TLInternal : public std::enable_shared_from_this<TLInternal> {
   std::unique_ptr<StringCollector> collector_;
   std::unique_ptr<Screenshots> screenshots_;
   std::unique_ptr<IssueRequest> issues_;
-  // Guarded by the engine's lock.
-  std::weak_ptr<TolvanaScreenshotInterface> screenshotInterface_;
+  std::weak_ptr<TolvanaScreenshotInterface> screenshotInterface_ TL_GUARDED_BY(state_.lock());
 
   // The running engine for withEngine(); null while none runs or one starts.
   static std::atomic<TLInternal*> published_;

@@ -2,36 +2,18 @@
 
 #include "core/TLInternal.h"
 #include "localization/TLPluralRule.h"
+#include "support/Boundary.h"
 #include "support/TLLog.h"
 #include "tolvana/BuildConfig.h"
 
+// Nothing the library meets (a thread it cannot start, memory it cannot get, a port that
+// throws) reaches the host: each call goes through the boundary's guard, which logs and
+// answers the call's fall-back instead.
 namespace tolvana {
 
 namespace {
 
 std::shared_ptr<TLInternal> engine() { return TLInternal::sharedInstance(); }
-
-// Nothing the library meets (a thread it cannot start, memory it cannot get, a port that
-// throws) reaches the host: the call is logged and answers its fall-back instead.
-template <class Fallback, class Call>
-auto guarded(std::string_view name, Fallback&& fallback, Call&& call) noexcept -> decltype(call()) {
-  try {
-    return call();
-  } catch (const std::exception& e) {
-    try {
-      logError("%@ failed: %@", name, e.what());
-    } catch (...) {
-    }
-  } catch (...) {
-    try {
-      logError("%@ failed.", name);
-    } catch (...) {
-    }
-  }
-  return fallback();
-}
-
-void nothing() {}
 
 // What a look-up answers when it fails: the default text, else the key.
 auto defaultOrKey(std::string_view key, std::optional<std::string_view> defaultValue) {
@@ -41,17 +23,17 @@ auto defaultOrKey(std::string_view key, std::optional<std::string_view> defaultV
 }  // namespace
 
 void Tolvana::updateWithCompletionHandler(CompletionHandler completion) {
-  guarded("updateWithCompletionHandler", nothing,
+  guarded("updateWithCompletionHandler",
           [&] { engine()->updateGroups(std::nullopt, std::nullopt, true, std::move(completion)); });
 }
 
 void Tolvana::updateGroups(const std::vector<std::string>& groups, const std::vector<std::string>& languages,
                            CompletionHandler completion) {
-  guarded("updateGroups", nothing, [&] { engine()->updateGroups(groups, languages, true, std::move(completion)); });
+  guarded("updateGroups", [&] { engine()->updateGroups(groups, languages, true, std::move(completion)); });
 }
 
 void Tolvana::updateWithChangesHandler(ChangesHandler handler) {
-  guarded("updateWithChangesHandler", nothing, [&] {
+  guarded("updateWithChangesHandler", [&] {
     // Filled on the request's queue before the completion is queued, so the handler sees it.
     auto written = std::make_shared<TextChanges>();
     engine()->updateGroups(
@@ -132,19 +114,19 @@ bool Tolvana::setLanguage(std::optional<std::string_view> language) {
   return guarded("setLanguage", [] { return false; }, [&] { return engine()->setLanguage(language); });
 }
 void Tolvana::setEnabled(bool enabled) {
-  guarded("setEnabled", nothing, [&] { engine()->setEnabled(enabled); });
+  guarded("setEnabled", [&] { engine()->setEnabled(enabled); });
 }
 bool Tolvana::enabled() {
   return guarded("enabled", [] { return false; }, [&] { return engine()->enabled(); });
 }
 void Tolvana::setDraftModeEnabled(bool enabled) {
-  guarded("setDraftModeEnabled", nothing, [&] { engine()->setDraftModeEnabled(enabled); });
+  guarded("setDraftModeEnabled", [&] { engine()->setDraftModeEnabled(enabled); });
 }
 void Tolvana::setDraftModelEnabled(bool enabled) {
-  guarded("setDraftModelEnabled", nothing, [&] { engine()->setDraftModeEnabled(enabled); });
+  guarded("setDraftModelEnabled", [&] { engine()->setDraftModeEnabled(enabled); });
 }
 void Tolvana::setShowIdModeEnabled(bool enabled) {
-  guarded("setShowIdModeEnabled", nothing, [&] { engine()->setInShowIdMode(enabled); });
+  guarded("setShowIdModeEnabled", [&] { engine()->setInShowIdMode(enabled); });
 }
 void Tolvana::captureScreenshotWithTag(const std::string& tag, const std::vector<std::string>& keys) {
   captureScreenshotWithTag(tag, keys, false, nullptr);
@@ -158,21 +140,21 @@ void Tolvana::captureScreenshotWithTag(const std::string& tag, const std::vector
 }
 void Tolvana::captureScreenshotWithTag(const std::string& tag, const std::vector<std::string>& keys, bool useOcr,
                                        CompletionHandler completion) {
-  guarded("captureScreenshotWithTag", nothing,
+  guarded("captureScreenshotWithTag",
           [&] { engine()->captureScreenshotWithTag(tag, keys, useOcr, std::move(completion)); });
 }
 void Tolvana::showDraftModeDialog() {
-  guarded("showDraftModeDialog", nothing, [] { engine()->showDraftModeDialog(); });
+  guarded("showDraftModeDialog", [] { engine()->showDraftModeDialog(); });
 }
 bool Tolvana::setScreenShotMenuVisible(bool visible) {
   return guarded("setScreenShotMenuVisible", [] { return false; },
                  [&] { return engine()->setScreenShotMenuVisible(visible); });
 }
-void Tolvana::reset() { guarded("reset", nothing, [] { TLInternal::resetInstance(); }); }
+void Tolvana::reset() { guarded("reset", [] { TLInternal::resetInstance(); }); }
 std::string Tolvana::sdkVersion() { return build::kSdkVersion; }
 
 void Tolvana::setConformingScreenshotInterface(const std::shared_ptr<TolvanaScreenshotInterface>& provider) {
-  guarded("setScreenshotInterface", nothing, [&] {
+  guarded("setScreenshotInterface", [&] {
     if (!provider) {
       logError("The screenshotInterface needs to conform to the TolvanaScreenshotInterface protocol!");
       return;

@@ -1,5 +1,5 @@
 // The C interface: a thin layer over the facade that turns C arrays and pointers into the
-// facade's types and back, and keeps every C++ exception on this side of the boundary.
+// facade's types and back; the boundary's guard keeps every C++ exception on this side.
 #include <cstdlib>
 #include <cstring>
 #include <exception>
@@ -10,9 +10,12 @@
 
 #include "config/TLDeviceUtil.h"
 #include "core/TLInternal.h"
+#include "support/Boundary.h"
 #include "support/StringUtil.h"
 #include "support/TLLog.h"
+#include "sync/CompletionOnce.h"
 #include "tolvana/Tolvana.h"
+#include "tolvana/platform/Platform.h"
 #include "tolvana/tolvana.h"
 
 namespace tolvana {
@@ -31,36 +34,15 @@ std::optional<std::string_view> optionalText(const char* text) {
   return std::string_view(text);
 }
 
-// Runs the body; an exception becomes an error line and the neutral result.
-template <class Result, class Body>
-Result guarded(const char* function, Result neutral, Body&& body) {
-  try {
-    return body();
-  } catch (const std::exception& error) {
-    logError("%@ failed: %@", function, error.what());
-  } catch (...) {
-    logError("%@ failed", function);
-  }
-  return neutral;
-}
-
-template <class Body>
-void guardedVoid(const char* function, Body&& body) {
-  guarded(function, 0, [&] {
-    body();
-    return 0;
-  });
-}
-
 // A look-up of a string: a NULL key is the host's mistake, answered with an empty string.
 template <class Body>
 char* lookup(const char* function, const char* key, Body&& body) {
-  if (!key) {
+  char* text = guarded(function, static_cast<char*>(nullptr), [&] {
+    if (key) return copyOut(body(std::string_view(key)));
     logError("%@: the key is NULL", function);
     return copyOut("");
-  }
-  char* text = guarded(function, static_cast<char*>(nullptr), [&] { return copyOut(body(std::string_view(key))); });
-  return text ? text : copyOut(key);
+  });
+  return text ? text : copyOut(key ? key : "");
 }
 
 // A string result that is empty when the engine fails.
@@ -88,9 +70,22 @@ std::vector<std::string> list(const char* const* items, size_t count) {
   return result;
 }
 
+// The interface's own promise for update callbacks: exactly once, never inside the call that
+// asked and never under the engine's lock. The engine's completion may come inside the call
+// (the engine is off) and under its lock, or never (an answer that is no JSON object), so the
+// outcome is settled once and the callback always goes through the main queue.
 Tolvana::CompletionHandler completion(tolvana_update_callback callback, void* userData) {
   if (!callback) return nullptr;
-  return [callback, userData](bool success) { callback(success ? 1 : 0, userData); };
+  return completionOnce([callback, userData](bool success) {
+    auto call = [callback, userData, success] { callback(success ? 1 : 0, userData); };
+    bool queued = guarded("Queueing an update callback", false, [&] {
+      Platform::Current().dispatch().mainAsync(call);
+      return true;
+    });
+    // A main queue that cannot take it (no thread could be started) gets it run here: late
+    // rather than never.
+    if (!queued) call();
+  });
 }
 
 }  // namespace
@@ -152,20 +147,20 @@ char* tolvana_available_languages(void) {
 }
 
 void tolvana_update(tolvana_update_callback callback, void* user_data) {
-  tolvana::guardedVoid(__func__,
+  tolvana::guarded(__func__,
                        [&] { Tolvana::updateWithCompletionHandler(tolvana::completion(callback, user_data)); });
 }
 
 void tolvana_update_groups(const char* const* groups, size_t group_count, const char* const* languages,
                            size_t language_count, tolvana_update_callback callback, void* user_data) {
-  tolvana::guardedVoid(__func__, [&] {
+  tolvana::guarded(__func__, [&] {
     Tolvana::updateGroups(tolvana::list(groups, group_count), tolvana::list(languages, language_count),
                           tolvana::completion(callback, user_data));
   });
 }
 
 void tolvana_set_draft_mode_enabled(int enabled) {
-  tolvana::guardedVoid(__func__, [&] { Tolvana::setDraftModeEnabled(enabled != 0); });
+  tolvana::guarded(__func__, [&] { Tolvana::setDraftModeEnabled(enabled != 0); });
 }
 
 int tolvana_draft_mode_enabled(void) {
@@ -177,7 +172,7 @@ int tolvana_in_draft_mode(void) {
 }
 
 void tolvana_set_show_id_mode_enabled(int enabled) {
-  tolvana::guardedVoid(__func__, [&] { Tolvana::setShowIdModeEnabled(enabled != 0); });
+  tolvana::guarded(__func__, [&] { Tolvana::setShowIdModeEnabled(enabled != 0); });
 }
 
 int tolvana_show_id_mode_enabled(void) {

@@ -7,6 +7,7 @@
 #include "config/ProcessState.h"
 #include "core/TLInternal.h"
 #include "tests/support/AppFixture.h"
+#include "tolvana/tolvana.h"
 
 namespace tolvana {
 namespace {
@@ -147,6 +148,24 @@ TEST(Tolvana, FailuresInsideTheLibraryAreLoggedAndAnsweredWithTheFallback) {
   installPorts([&](Platform::Ports& ports) { ports.dispatch = app.platform.dispatch; });
   Tolvana::localizedStringForKey("another.key", "Another text");
   EXPECT_EQ(app.platform.dispatch->pendingCount(), 1u);  // the upload is queued again
+}
+
+// A host's sink that fails on every line: the failure it reports is another one to keep in.
+struct ThrowingSink final : LogSink {
+  void writeLine(std::string_view) override { throw std::runtime_error("the sink is full"); }
+};
+
+TEST(Tolvana, ALogSinkThatThrowsStaysInsideTheCInterface) {
+  AppFixture app;
+  app.install();
+  installPorts([](Platform::Ports& ports) { ports.logSink = std::make_shared<ThrowingSink>(); });
+  EXPECT_NO_THROW({
+    tolvana_string_free(tolvana_device_language());
+    tolvana_string_free(tolvana_available_languages());
+    tolvana_string_free(tolvana_localized_string("key"));
+    EXPECT_EQ(tolvana_set_language("xx"), 0);
+    tolvana_update(nullptr, nullptr);
+  });
 }
 
 }  // namespace

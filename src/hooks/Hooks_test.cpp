@@ -108,6 +108,25 @@ TEST(LaunchHook, WaitsInStepsUntilTheFirstUpdateFailsOnlyWhenAskedTo) {
   }
 }
 
+// A request whose answer never comes holds the blocking update no longer than the request's
+// own time-outs and a margin.
+TEST(LaunchHook, AnUpdateThatNeverEndsStillEndsTheWait) {
+  AppFixture app;
+  app.bundle.info("TolvanaHost", "http://127.0.0.1:1").info("TolvanaTimeoutIntervalForResource", 0.5);
+  auto silent = std::make_shared<FaultInjectingHttp>(nullptr, app.platform.dispatch);
+  silent->inject({FaultInjectingHttp::Fault::Kind::Drop});
+  app.platform.http = silent;
+  app.install();
+  int waits = 0;
+  EXPECT_NO_THROW(LaunchHook::updateBlocking([&] {
+    app.platform.dispatch->drain();
+    std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    if (++waits > 500) throw std::runtime_error("still waiting after 500 waits");
+  }));
+  EXPECT_EQ(silent->droppedCount(), 1u);
+  EXPECT_TRUE(app.platform.log->contains("The update did not end"));
+}
+
 TEST(KeyTags, TagsHoldTheirTextAliveAndTheOldestGoBeyondTheLimit) {
   KeyTags tags;
   std::vector<std::weak_ptr<std::string>> texts;

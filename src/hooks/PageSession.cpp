@@ -37,9 +37,9 @@ bool originMayUseTheBridge(const std::string& origin) {
 
 std::shared_ptr<PageSession> PageSession::of(const std::shared_ptr<WebView>& view) {
   // Never destroyed: pages may still post while the process exits.
-  static auto* mutex = new std::mutex;
+  static auto* mutex = new Mutex;
   static auto* sessions = new std::map<std::weak_ptr<WebView>, std::shared_ptr<PageSession>, std::owner_less<>>;
-  std::lock_guard lock(*mutex);
+  LockGuard lock(*mutex);
   if (auto found = sessions->find(view); found != sessions->end()) return found->second;
   std::erase_if(*sessions, [](const auto& entry) { return entry.first.expired(); });
   auto session = std::make_shared<PageSession>(Platform::Current().dispatch().makeSerialQueue("tolvana.page"));
@@ -57,7 +57,7 @@ bool PageSession::admit(const Value& body, const WebView::Document& from) {
   }
   bool admitted = false;
   {
-    std::lock_guard lock(mutex_);
+    LockGuard lock(mutex_);
     const auto now = Platform::Current().clock().monotonicNow();
     const double seconds = std::chrono::duration<double>(now - refilled_).count();
     tokens_ = std::min<double>(TLJSBridge::kMessageBurst, tokens_ + seconds * TLJSBridge::kMessagesPerSecond);
@@ -72,21 +72,21 @@ bool PageSession::admit(const Value& body, const WebView::Document& from) {
 }
 
 bool PageSession::refuse(std::string_view why, const WebView::Document& from) {
-  std::lock_guard lock(mutex_);
+  LockGuard lock(mutex_);
   if (!refusing_) logError("Page message from %@ dropped: %@ (further ones are dropped silently).", from.origin, why);
   refusing_ = true;
   return false;
 }
 
 bool PageSession::beginUpdate() {
-  std::lock_guard lock(mutex_);
+  LockGuard lock(mutex_);
   if (updating_) return false;
   updating_ = true;
   return true;
 }
 
 void PageSession::endUpdate() {
-  std::lock_guard lock(mutex_);
+  LockGuard lock(mutex_);
   updating_ = false;
 }
 

@@ -17,6 +17,7 @@
 #include <mutex>
 #include <string_view>
 
+#include "support/Mutex.h"
 #include "tolvana/Value.h"
 #include "tolvana/platform/Dispatch.h"
 #include "tolvana/platform/WebView.h"
@@ -42,7 +43,7 @@ class PageSession {
   bool refuse(std::string_view why, const WebView::Document& from);
 
   const std::shared_ptr<SerialQueue> queue_;
-  std::mutex mutex_;
+  Mutex mutex_;
   // Guarded by mutex_.
   double tokens_;
   std::chrono::steady_clock::time_point refilled_;

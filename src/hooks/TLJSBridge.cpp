@@ -4,27 +4,16 @@
 #include "hooks/PageRequests.h"
 #include "hooks/PageSession.h"
 #include "localization/PageScripts.h"
+#include "support/Boundary.h"
 #include "support/Json.h"
 #include "support/StringUtil.h"
 #include "support/TLLog.h"
 #include "tolvana/platform/Platform.h"
 
+// Web views call in from the toolkit's own machinery; nothing may escape into it.
 namespace tolvana {
 
 namespace {
-
-// Web views call in from the toolkit's own machinery; nothing may escape into it.
-template <class Call>
-void noThrow(std::string_view name, Call&& call) noexcept {
-  try {
-    call();
-  } catch (...) {
-    try {
-      logError("%@ failed.", name);
-    } catch (...) {
-    }
-  }
-}
 
 // In a text a line feed becomes a backslash and a double quote "&quot;" before it goes into
 // the answer as a literal: that is what pages have always received for them.
@@ -47,7 +36,7 @@ std::string pageText(std::string_view text) {
 // shows another one by then.
 void answer(const std::weak_ptr<WebView>& webView, const WebView::Document& to, std::string script) {
   Platform::Current().dispatch().mainAsync([webView, to, script = std::move(script)] {
-    noThrow("evaluateJavaScript", [&] {
+    guarded("evaluateJavaScript", [&] {
       if (auto view = webView.lock()) view->evaluateJavaScript(script, to);
     });
   });
@@ -81,7 +70,7 @@ void answerUpdateGroups(const std::weak_ptr<WebView>& webView, const std::shared
   PageRequests::updateGroups(PageRequests::text(data.find("groups")), PageRequests::text(data.find("languages")),
                              separator ? *separator : ",", [session, finished](bool success) {
                                session->endUpdate();
-                               finished(success);
+                               guarded("updateGroups", [&] { finished(success); });
                              });
 }
 
@@ -107,7 +96,7 @@ std::map<std::string, std::string> argumentsFromJson(std::string_view arguments)
 }  // namespace
 
 void TLJSBridge::configureWKWebView(const std::shared_ptr<WebView>& webView) {
-  noThrow("configureWKWebView", [&] {
+  guarded("configureWKWebView", [&] {
     if (!webView || !TLSettings::translateWebViews()) return;
     std::weak_ptr<WebView> weak = webView;
     webView->addScriptMessageHandler("TolvanaNative", TLSettings::webViewOrigins(),
@@ -124,14 +113,14 @@ void TLJSBridge::handleJSCall(const std::shared_ptr<WebView>& webView, const Val
 
 void TLJSBridge::handleJSCall(const std::shared_ptr<WebView>& webView, const Value& data,
                               const WebView::Document& from) {
-  noThrow("handleJSCall", [&] {
+  guarded("handleJSCall", [&] {
     const Value* method = data.find("method");
     if (!webView || !method || !method->isString()) return;
     auto session = PageSession::of(webView);
     if (!session->admit(data, from)) return;
     // Served on the page's own queue: a look-up or a large page must not hold the main thread.
     session->run([webView = std::weak_ptr<WebView>(webView), session, data, from] {
-      noThrow("handleJSCall", [&] {
+      guarded("handleJSCall", [&] {
         const std::string& name = data.find("method")->asString();
         if (name == "TLLogInfo") {
           logInfo("JS: %@", PageRequests::text(data.find("message")));
@@ -148,7 +137,7 @@ void TLJSBridge::handleJSCall(const std::shared_ptr<WebView>& webView, const Val
 std::map<std::string, std::string> TLJSBridge::convertArguments(std::optional<std::string_view> arguments,
                                                                 std::optional<std::string_view> separator) {
   std::map<std::string, std::string> result;
-  noThrow("convertArguments", [&] {
+  guarded("convertArguments", [&] {
     if (!arguments || !separator) return;
     if (toLower(*separator) == "json") {
       result = argumentsFromJson(*arguments);

@@ -1,10 +1,9 @@
 // The bridge for script contexts without a web view: native functions that the page script
 // calls synchronously.
-#include <exception>
-
 #include "config/TLSettings.h"
 #include "hooks/PageRequests.h"
 #include "localization/PageScripts.h"
+#include "support/Boundary.h"
 #include "support/TLLog.h"
 #include "tolvana/TLJSBridge.h"
 #include "tolvana/platform/Platform.h"
@@ -14,6 +13,9 @@ namespace tolvana {
 namespace {
 
 using Arguments = std::vector<Value>;
+
+// What a failure while attaching (or while answering an attached context) logs, whatever it was.
+void notAttaching(std::string_view, const char*) { logError("attachToJSContext not attaching"); }
 
 const Value* argument(const Arguments& arguments, std::size_t i) {
   return i < arguments.size() ? &arguments[i] : nullptr;
@@ -82,13 +84,11 @@ void exportScriptFunctions(const std::shared_ptr<ScriptContext>& context) {
                                [weak, callback](bool success) {
                                  auto context = weak.lock();
                                  if (!context) return;
-                                 try {
+                                 guarded("attachToJSContext", [&] {
                                    context->evaluateScript(format("TolvanaUpdateGroupsFinished(%@, %@)",
                                                                   PageRequests::literal(callback.value_or("(null)")),
                                                                   success ? "true" : "false"));
-                                 } catch (...) {
-                                   logError("attachToJSContext not attaching");
-                                 }
+                                 }, notAttaching);
                                });
     return Value();
   });
@@ -121,16 +121,11 @@ void attach(const std::shared_ptr<ScriptContext>& context) {
 }  // namespace
 
 void TLJSBridge::attachToJSContext(const std::shared_ptr<ScriptContext>& context) {
-  try {
+  guarded("attachToJSContext", [&] {
     logVerbose("attachToJS called");
     if (!context || !TLSettings::translateWebViews()) return;
     attach(context);
-  } catch (...) {
-    try {
-      logError("attachToJSContext not attaching");
-    } catch (...) {
-    }
-  }
+  }, notAttaching);
 }
 
 }  // namespace tolvana

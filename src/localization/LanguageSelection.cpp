@@ -5,6 +5,7 @@
 #include "config/TLDeviceUtil.h"
 #include "config/TLSettings.h"
 #include "localization/DevelopmentLanguage.h"
+#include "support/Mutex.h"
 #include "support/StringUtil.h"
 #include "tolvana/platform/Platform.h"
 
@@ -33,17 +34,17 @@ std::string normalisedLanguage(std::string_view language) {
 }  // namespace
 
 std::vector<std::string> LanguageSelection::defaultLanguages() const {
-  std::lock_guard lock(context_.state.lock());
+  LockGuard lock(context_.state.lock());
   return defaultLanguages_;
 }
 
 void LanguageSelection::setDefaultLanguages(std::vector<std::string> languages) {
-  std::lock_guard lock(context_.state.lock());
+  LockGuard lock(context_.state.lock());
   defaultLanguages_ = std::move(languages);
 }
 
 void LanguageSelection::resetDefaultLanguages() {
-  std::lock_guard lock(context_.state.lock());
+  LockGuard lock(context_.state.lock());
   Platform& platform = Platform::Current();
   std::vector<std::string> languages;
   if (auto base = getBaseLanguage()) languages.push_back(*base);

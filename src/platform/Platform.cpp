@@ -2,7 +2,7 @@
 
 #include <atomic>
 #include <cstdlib>
-#include <mutex>
+#include <utility>
 #include <vector>
 
 #include "platform/PlatformLog.h"
@@ -16,6 +16,7 @@
 #include "platform/posix/StderrLogSink.h"
 #include "platform/posix/SystemClock.h"
 #include "platform/posix/ThreadDispatch.h"
+#include "support/Mutex.h"
 
 namespace tolvana {
 
@@ -26,6 +27,8 @@ Platform::Platform(Ports ports) : ports_(std::move(ports)) {
     std::abort();
   }
 }
+
+Platform::~Platform() { ports_.dispatch.reset(); }
 
 namespace {
 
@@ -79,15 +82,15 @@ namespace {
 
 std::atomic<Platform*> current{nullptr};
 
-std::mutex& installedMutex() {
-  static auto* m = new std::mutex;
+Mutex& installedMutex() {
+  static auto* m = new Mutex;
   return *m;
 }
 
-// Installed platforms stay alive for the process, so references handed out stay valid.
-std::vector<std::shared_ptr<Platform>>& installed() {
-  static auto* v = new std::vector<std::shared_ptr<Platform>>;
-  return *v;
+// The installed platform that is current; one it replaces goes when its last holder does.
+std::shared_ptr<Platform>& installed() TL_REQUIRES(installedMutex()) {
+  static auto* p = new std::shared_ptr<Platform>;
+  return *p;
 }
 
 }  // namespace
@@ -117,13 +120,15 @@ Platform& Platform::Current() {
 }
 
 void Platform::Install(std::shared_ptr<Platform> platform) {
-  std::lock_guard lock(installedMutex());
-  if (!platform) {
-    current.store(&Default(), std::memory_order_release);
-    return;
+  std::shared_ptr<Platform> replaced;
+  {
+    LockGuard lock(installedMutex());
+    current.store(platform ? platform.get() : &Default(), std::memory_order_release);
+    replaced = std::exchange(installed(), std::move(platform));
   }
-  installed().push_back(platform);
-  current.store(platform.get(), std::memory_order_release);
+  // Released here, outside the lock: its dispatch waits for its running tasks, which may
+  // ask for the current platform.
+  replaced.reset();
 }
 
 }  // namespace tolvana

@@ -27,4 +27,8 @@ void platformLogError(std::string_view message) {
   --reentry;
 }
 
+void platformFailureLine(std::string_view where, const char* what) {
+  platformLogError(std::string(where) + (what ? std::string(" failed: ") + what : std::string(" failed.")));
+}
+
 }  // namespace tolvana

@@ -11,6 +11,10 @@ namespace tolvana {
 // while no platform exists yet).
 void platformLogError(std::string_view message);
 
+// The same, as a boundary's failure log (support/Boundary.h): "<where> failed: <what>", or
+// "<where> failed." when the failure said nothing.
+void platformFailureLine(std::string_view where, const char* what);
+
 // True on the thread that is building the default platform, where asking for the current
 // platform would wait for itself.
 bool buildingDefaultPlatform();

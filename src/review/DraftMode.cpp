@@ -5,6 +5,7 @@
 #include "config/TLDeviceUtil.h"
 #include "support/StringUtil.h"
 #include "support/TLLog.h"
+#include "support/WhileAlive.h"
 #include "tolvana/platform/Platform.h"
 
 namespace tolvana {
@@ -12,9 +13,7 @@ namespace tolvana {
 DraftMode::DraftMode(Context context) : context_(std::move(context)) {}
 
 std::function<void()> DraftMode::guarded(std::function<void(DraftMode&)> step) {
-  return [owner = context_.owner, this, step = std::move(step)] {
-    if (auto alive = owner.lock()) step(*this);
-  };
+  return whileAlive(context_.owner, [this, step = std::move(step)] { step(*this); });
 }
 
 void DraftMode::registerTestModeGesture() {
@@ -23,9 +22,8 @@ void DraftMode::registerTestModeGesture() {
     return;
   }
   hasSwitchedSuccessfully_ = false;
-  Platform& platform = Platform::Current();
-  platform.dispatch().mainAsync([&platform, handler = guarded([](DraftMode& self) { self.showDraftModeDialog(); })] {
-    platform.ui().addLongPressGesture(handler);
+  Platform::Current().dispatch().mainAsync([handler = guarded([](DraftMode& self) { self.showDraftModeDialog(); })] {
+    Platform::Current().ui().addLongPressGesture(handler);
   });
 }
 
@@ -34,11 +32,9 @@ void DraftMode::registerDraftMenuGesture() {
     logWarning("Draftmode gesture is not working on App Extensions!");
     return;
   }
-  Platform& platform = Platform::Current();
-  platform.dispatch().mainAsync(
-      [&platform, handler = guarded([](DraftMode& self) { self.context_.toggleOverlay(); })] {
-        platform.ui().addSwipeGestures(handler);
-      });
+  Platform::Current().dispatch().mainAsync([handler = guarded([](DraftMode& self) { self.context_.toggleOverlay(); })] {
+    Platform::Current().ui().addSwipeGestures(handler);
+  });
 }
 
 void DraftMode::showDraftModeDialog() {
@@ -58,16 +54,14 @@ void DraftMode::showDraftModeAlertWithMessage(const std::string& message) {
   alert.message = message;
   alert.textFields.push_back(
       {.placeholder = "DraftMode Key", .accessibilityIdentifier = "DraftModeKeyInput", .secureTextEntry = true, .text = ""});
-  alert.actions.push_back({"OK", [owner = context_.owner, this](const std::vector<std::string>& texts) {
-                             if (!owner.lock()) return;
+  alert.actions.push_back({"OK", whileAlive(context_.owner, [this](const std::vector<std::string>& texts) {
                              textFieldDidEndEditing(texts.empty() ? std::string() : texts.front());
                              alertViewDidDismissWithButtonIndex(1);
-                           }});
-  alert.actions.push_back({"Abort", [owner = context_.owner, this](const std::vector<std::string>&) {
-                             if (!owner.lock()) return;
+                           })});
+  alert.actions.push_back({"Abort", whileAlive(context_.owner, [this](const std::vector<std::string>&) {
                              alertViewDidDismissWithButtonIndex(0);
                              dialogOpen_ = false;
-                           }});
+                           })});
   Platform::Current().ui().presentAlert(std::move(alert));
 }
 

@@ -2,6 +2,7 @@
 
 #include "config/TLDeviceUtil.h"
 #include "support/TLLog.h"
+#include "support/WhileAlive.h"
 #include "tolvana/platform/Platform.h"
 
 namespace tolvana {
@@ -9,19 +10,17 @@ namespace tolvana {
 OverlayControl::OverlayControl(Context context) : context_(std::move(context)) {}
 
 void OverlayControl::show(bool forUiTests) {
-  Platform& platform = Platform::Current();
   // The presence test above ran before this hop, so two quick calls can queue two windows;
   // the second replaces the first.
-  platform.dispatch().mainAsync([&platform, owner = context_.owner, this, forUiTests] {
-    if (!owner.lock()) return;
+  Platform::Current().dispatch().mainAsync(whileAlive(context_.owner, [this, forUiTests] {
     TLOverlay::Engine engine = context_.engine;
-    engine.changed = [this] { draw(); };
-    overlay_ = std::make_unique<TLOverlay>(platform.ui().mainScreen(), forUiTests, std::move(engine));
+    engine.changed = whileAlive(context_.owner, [this] { draw(); });
+    overlay_ = std::make_unique<TLOverlay>(Platform::Current().ui().mainScreen(), forUiTests, std::move(engine));
     active_ = true;
     draw();
     if (!context_.loadScreenTags) return;
-    context_.loadScreenTags([this, owner, shown = overlay_.get()](std::optional<Value> tags) {
-      if (!owner.lock() || overlay_.get() != shown) return;
+    context_.loadScreenTags(whileAlive(context_.owner, [this, shown = overlay_.get()](std::optional<Value> tags) {
+      if (overlay_.get() != shown) return;
       std::vector<std::string> names;
       if (tags && tags->isArray()) {
         for (const Value& tag : tags->asArray()) {
@@ -29,20 +28,20 @@ void OverlayControl::show(bool forUiTests) {
         }
       }
       overlay_->updateScreenTags(std::move(names));
-    });
-  });
+    }));
+  }));
 }
 
 void OverlayControl::draw() {
   if (!overlay_) return;
   UiOverlay scene{overlay_->controls(), overlay_->touchable(), nullptr, nullptr};
-  auto guarded = [this, owner = context_.owner](void (TLOverlay::*act)(const std::string&, const std::string&)) {
-    return [this, owner, act](const std::string& control, const std::string& text) {
-      if (owner.lock() && overlay_) (overlay_.get()->*act)(control, text);
-    };
+  auto forward = [this](void (TLOverlay::*act)(const std::string&, const std::string&)) {
+    return whileAlive(context_.owner, [this, act](const std::string& control, const std::string& text) {
+      if (overlay_) (overlay_.get()->*act)(control, text);
+    });
   };
-  scene.onTap = guarded(&TLOverlay::tap);
-  scene.onEdit = guarded(&TLOverlay::edit);
+  scene.onTap = forward(&TLOverlay::tap);
+  scene.onEdit = forward(&TLOverlay::edit);
   Platform::Current().ui().showOverlay(std::move(scene));
 }
 
@@ -62,11 +61,14 @@ void OverlayControl::addUITestOverlay() {
 
 void OverlayControl::removeOverlay() {
   if (TLDeviceUtil::isAppExtension() || !active_.exchange(false)) return;
-  Platform& platform = Platform::Current();
-  platform.dispatch().mainAsync([&platform, owner = context_.owner, this] {
-    platform.ui().removeOverlay();
-    if (owner.lock()) overlay_.reset();
-  });
+  auto removeWindow = [] { Platform::Current().ui().removeOverlay(); };
+  Platform::Current().dispatch().mainAsync(whileAlive(
+      context_.owner,
+      [this, removeWindow] {
+        removeWindow();
+        overlay_.reset();
+      },
+      removeWindow));
 }
 
 void OverlayControl::toggleOverlay() {

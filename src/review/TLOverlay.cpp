@@ -4,6 +4,7 @@
 
 #include "config/TLDeviceUtil.h"
 #include "support/TLLog.h"
+#include "support/WhileAlive.h"
 #include "tolvana/platform/Platform.h"
 
 namespace tolvana {
@@ -268,19 +269,22 @@ void TLOverlay::btnActionCaptureScreenshot() {
   state_["captureScreenshotView"].hidden = true;
   screenShotActive = true;
   changed();
-  std::weak_ptr<bool> alive = alive_;
+  // A completion may come after the overlay was replaced, or after the engine, which owns
+  // it, was let go: it redraws only an overlay that is still there.
+  auto redraw = whileAlive(engine_.owner, [this, alive = std::weak_ptr<bool>(alive_)](auto&&...) {
+    if (!alive.expired()) captured();
+  });
   if (positions) {
-    Platform::Current().dispatch().mainAfter(std::chrono::milliseconds(100), [this, alive, tag, positions] {
-      if (alive.expired()) return;
-      engine_.captureWithPositions(tag, *positions, [this, alive](bool) {
-        if (!alive.expired()) captured();
-      });
-    });
+    Platform::Current().dispatch().mainAfter(
+        std::chrono::milliseconds(100),
+        whileAlive(engine_.owner, [this, alive = std::weak_ptr<bool>(alive_), tag, positions, redraw] {
+          if (!alive.expired()) engine_.captureWithPositions(tag, *positions, redraw);
+        }));
     return;
   }
-  engine_.captureScreenshot(tag, [this, alive, tag, swiftUi = engine_.isPossibleSwiftUi](bool uploaded) {
+  engine_.captureScreenshot(tag, [tag, swiftUi = engine_.isPossibleSwiftUi, redraw](bool uploaded) {
     if (swiftUi && swiftUi()) TLDeviceUtil::showMessage(kSwiftUiMessage, 8);
-    if (!alive.expired()) captured();
+    redraw();
     if (uploaded) {
       logInfo("Successfully uploaded screenshot for tag: %@!", tag);
     } else {

@@ -28,6 +28,9 @@ class TLOverlay {
     std::function<bool()> isPossibleSwiftUi;
     // Called after every change, so the window can be drawn anew.
     std::function<void()> changed;
+    // Whose life bounds the overlay (the engine): a completion of what the overlay asked
+    // touches the overlay only while it lives.
+    std::weak_ptr<const void> owner;
   };
   static constexpr std::uint32_t kTolvanaBlue = 0x3099D6FF;  // 0.19, 0.6, 0.84
   static constexpr std::uint32_t kPaleRed = 0xFFE6E6FF;      // 1.0, 0.9, 0.9

@@ -16,6 +16,7 @@
 #include "store/TLDatabaseState.h"
 #include "support/Files.h"
 #include "support/Json.h"
+#include "support/Mutex.h"
 #include "support/SafeName.h"
 #include "support/StringUtil.h"
 #include "support/TLLog.h"
@@ -51,7 +52,7 @@ bool canWriteIn(const std::string& directory) {
 
 std::shared_ptr<TLDatabase> TLDatabase::create() {
   std::shared_ptr<TLDatabase> database(new TLDatabase());
-  std::lock_guard lock(database->mutex_);
+  LockGuard lock(database->mutex_);
   State& s = *database->state_;
 
   if (auto directory = TLDeviceUtil::userdataDirectory()) {
@@ -163,12 +164,12 @@ bool TLDatabase::takeAppFile(const std::string& text, const std::string& archive
 }
 
 std::shared_ptr<TLDBProtocol> TLDatabase::databaseForLanguage(std::string_view language, bool createDatabase) {
-  std::lock_guard lock(mutex_);
+  LockGuard lock(mutex_);
   if (state_->dbType == database_type::kTypeRealm) {
     logAssert("Realm is disabled.");
     return nullptr;
   }
-  std::lock_guard opening(openMutex_);
+  LockGuard opening(openMutex_);
   if (!SafeName::isLanguageCode(language)) {
     logError("Language code '%@' refused: it cannot name a store.", language);
     return nullptr;
@@ -178,7 +179,7 @@ std::shared_ptr<TLDBProtocol> TLDatabase::databaseForLanguage(std::string_view l
 
 std::shared_ptr<TLDBProtocol> TLDatabase::openForReading(std::string_view language) {
   if (state_->dbType != database_type::kTypeSqlite || !SafeName::isLanguageCode(language)) return nullptr;
-  std::lock_guard opening(openMutex_);
+  LockGuard opening(openMutex_);
   return openStore(language, false);
 }
 
@@ -215,8 +216,8 @@ std::string TLDatabase::storePath(std::string_view language) const {
 
 bool TLDatabase::dropIfBroken(std::string_view language, const TLDBProtocol* store) {
   if (!store || !store->isBroken()) return false;
-  std::lock_guard lock(mutex_);
-  std::lock_guard opening(openMutex_);
+  LockGuard lock(mutex_);
+  LockGuard opening(openMutex_);
   if (auto it = state_->databases.find(language); it != state_->databases.end() && it->second.get() == store) {
     LookupWrite writing(*this);
     state_->databases.erase(it);
@@ -235,7 +236,7 @@ bool TLDatabase::dropIfBroken(std::string_view language, const TLDBProtocol* sto
 }
 
 std::int64_t TLDatabase::versionForGroup(std::string_view group, std::string_view language) {
-  std::lock_guard lock(mutex_);
+  LockGuard lock(mutex_);
   auto store = databaseForLanguage(language, false);
   if (!store) return 0;
   std::int64_t version = store->getGroupVersion(group);
@@ -243,7 +244,7 @@ std::int64_t TLDatabase::versionForGroup(std::string_view group, std::string_vie
 }
 
 std::map<std::string, std::string> TLDatabase::stringsForLanguage(std::string_view language) {
-  std::lock_guard lock(mutex_);
+  LockGuard lock(mutex_);
   std::map<std::string, std::string> strings;
   auto store = databaseForLanguage(language, false);
   if (!store) return strings;
@@ -257,27 +258,27 @@ std::map<std::string, std::string> TLDatabase::stringsForLanguage(std::string_vi
 }
 
 bool TLDatabase::isLanguageSupported(std::string_view language) {
-  std::shared_lock reading(lookupMutex_);
+  SharedLockGuard reading(lookupMutex_);
   return state_->availableLanguages.count(std::string(language)) > 0;
 }
 
 bool TLDatabase::parseResponseV1(const Value& answer) {
-  std::lock_guard lock(mutex_);
+  LockGuard lock(mutex_);
   return ResponseParser(*this).parseV1(answer);
 }
 
 bool TLDatabase::parseResponseV2(const Value& answer) {
-  std::lock_guard lock(mutex_);
+  LockGuard lock(mutex_);
   return ResponseParser(*this).parseV2(json::serialize(answer));
 }
 
 bool TLDatabase::parseResponseV2Json(const std::string& text, TextChanges* changes) {
-  std::lock_guard lock(mutex_);
+  LockGuard lock(mutex_);
   return ResponseParser(*this).parseV2(text, changes);
 }
 
 void TLDatabase::removeUnusedDatabases(const std::vector<std::string>& languages) {
-  std::lock_guard lock(mutex_);
+  LockGuard lock(mutex_);
   std::map<std::string, bool> marks;
   for (const auto& language : languages) marks[language] = false;
   for (const auto& stored : storeLanguagesIn(state_->dbDirectory)) marks.try_emplace(stored, true);
@@ -292,7 +293,7 @@ const std::string& TLDatabase::emptyValue() {
 }
 
 void TLDatabase::saveLatestAppInfo() {
-  std::lock_guard lock(mutex_);
+  LockGuard lock(mutex_);
   const State& s = *state_;
   Value::Dictionary info{{"__v", s.appVersion},
                          {"_id", s.appId},
@@ -306,51 +307,51 @@ void TLDatabase::saveLatestAppInfo() {
 }
 
 void TLDatabase::setDraftModeQuery(std::function<bool()> query) {
-  std::lock_guard lock(mutex_);
+  LockGuard lock(mutex_);
   state_->draftModeQuery = std::move(query);
 }
 
 bool TLDatabase::engineInDraftMode() const {
   std::function<bool()> query;
   {
-    std::lock_guard lock(mutex_);
+    LockGuard lock(mutex_);
     query = state_->draftModeQuery;
   }
   return query && query();
 }
 
 void TLDatabase::setAppVersion(Value version) {
-  std::lock_guard lock(mutex_);
+  LockGuard lock(mutex_);
   LookupWrite writing(*this);
   state_->appVersion = std::move(version);
 }
 
 void TLDatabase::setBaseLanguage(std::optional<std::string> language) {
-  std::lock_guard lock(mutex_);
+  LockGuard lock(mutex_);
   LookupWrite writing(*this);
   state_->baseLanguage = std::move(language);
 }
 
 void TLDatabase::setCollectMissingEnabled(bool enabled) {
-  std::lock_guard lock(mutex_);
+  LockGuard lock(mutex_);
   LookupWrite writing(*this);
   state_->collectMissingEnabled = enabled;
 }
 
 void TLDatabase::setDraftModeEnabled(bool enabled) {
-  std::lock_guard lock(mutex_);
+  LockGuard lock(mutex_);
   LookupWrite writing(*this);
   state_->draftModeEnabled = enabled;
 }
 
 void TLDatabase::setUnwrittenGroups(int count) {
-  std::lock_guard lock(mutex_);
+  LockGuard lock(mutex_);
   LookupWrite writing(*this);
   state_->unwrittenGroups = count;
 }
 
 void TLDatabase::refreshAvailableLanguages() {
-  std::lock_guard lock(mutex_);
+  LockGuard lock(mutex_);
   LookupWrite writing(*this);
   auto languages = storeLanguagesIn(state_->dbDirectory);
   state_->availableLanguages = std::set<std::string>(languages.begin(), languages.end());
@@ -358,7 +359,7 @@ void TLDatabase::refreshAvailableLanguages() {
 
 #define TL_GETTER(type, name) \
   type TLDatabase::name() const { \
-    std::shared_lock reading(lookupMutex_); \
+    SharedLockGuard reading(lookupMutex_); \
     return state_->name; \
   }
 TL_GETTER(std::string, apiSecret)

@@ -23,6 +23,7 @@
 #include <vector>
 
 #include "store/TLDBProtocol.h"
+#include "support/Mutex.h"
 #include "tolvana/TextChanges.h"
 #include "tolvana/Value.h"
 
@@ -118,14 +119,14 @@ class TLDatabase {
 
  private:
   TLDatabase();
-  bool takeAppFile(const std::string& text, const std::string& archiveName);
+  bool takeAppFile(const std::string& text, const std::string& archiveName) TL_REQUIRES(mutex_);
   std::string storePath(std::string_view language) const;
   // The language's SQLite store, opened if its file exists, under openMutex_ alone: the first
   // look-up in a language does not wait for a parse, which holds mutex_ for its whole run.
   // None for other backends, which are opened under mutex_.
   std::shared_ptr<TLDBProtocol> openForReading(std::string_view language);
   // The language's store from the table, else opened now, or none recorded; openMutex_ is held.
-  std::shared_ptr<TLDBProtocol> openStore(std::string_view language, bool createDatabase);
+  std::shared_ptr<TLDBProtocol> openStore(std::string_view language, bool createDatabase) TL_REQUIRES(openMutex_);
   // The language's store when it is already made and answers look-ups without the lock;
   // inside a ReadEpoch::Section, which the pointer does not outlive.
   TLDBProtocol* concurrentStore(std::string_view language) const;
@@ -140,27 +141,30 @@ class TLDatabase {
   template <typename Read>
   auto readInStore(std::string_view language, Read read) -> decltype(read(std::declval<TLDBProtocol&>()));
   // Every change to what look-ups read takes the lock exclusively and counts one version on.
-  class LookupWrite {
+  class TL_SCOPED_CAPABILITY LookupWrite {
    public:
-    explicit LookupWrite(const TLDatabase& database);
-    ~LookupWrite();
+    explicit LookupWrite(const TLDatabase& database) TL_ACQUIRE(database.lookupMutex_);
+    ~LookupWrite() TL_RELEASE();
 
    private:
-    std::unique_lock<std::shared_mutex> lock_;
+    LockGuard<SharedMutex> lock_;
     std::atomic<std::uint64_t>& version_;
   };
   // Guards, besides mutex_, what look-ups read: the store table, the absent languages and
   // the app-level state. Changes take both; readers only this one, so that a parse holding
   // mutex_ does not hold them up.
-  mutable std::shared_mutex lookupMutex_;
+  mutable SharedMutex lookupMutex_;
   mutable std::atomic<std::uint64_t> lookupVersion_{1};
   // The view look-ups read; replaced when the version moves on, the old one retired through
   // ReadEpoch.
   mutable std::atomic<const ReadView*> readView_{nullptr};
-  mutable std::recursive_mutex mutex_;
+  mutable RecursiveMutex mutex_ TL_ACQUIRED_BEFORE(lookupMutex_);
   // Taken, after mutex_ where both are, by whoever opens or forgets a store.
-  std::mutex openMutex_;
-  std::unique_ptr<State> state_;  // guarded by mutex_
+  Mutex openMutex_ TL_ACQUIRED_AFTER(mutex_);
+  // Changed under mutex_ (and, what look-ups read of it, lookupMutex_ besides); read under
+  // either, and the store table also under openMutex_ alone. The analysis cannot follow a
+  // rule of either lock, so this one is left to the comments of the functions that read it.
+  const std::unique_ptr<State> state_;
   std::atomic<long> entriesWritten_{0};
 };
 

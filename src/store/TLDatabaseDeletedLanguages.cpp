@@ -1,6 +1,7 @@
 // TLDatabase's deleted languages: marks kept in the app's user defaults, so that unpacking the
 // settings archive again does not bring back a language the app removed.
 #include "store/TLDatabase.h"
+#include "support/Mutex.h"
 #include "tolvana/platform/Platform.h"
 
 namespace tolvana {
@@ -8,14 +9,14 @@ namespace tolvana {
 void TLDatabase::deleteDatabase(std::string_view language) { markLanguageAsDeleted(language); }
 
 void TLDatabase::markLanguageAsDeleted(std::string_view language) {
-  std::lock_guard lock(mutex_);
+  LockGuard lock(mutex_);
   UserDefaults& defaults = Platform::Current().userDefaults();
   defaults.setObject(getDeletionKey(language), 1);
   defaults.synchronize();
 }
 
 void TLDatabase::markLanguageAsEnabled(std::string_view language) {
-  std::lock_guard lock(mutex_);
+  LockGuard lock(mutex_);
   UserDefaults& defaults = Platform::Current().userDefaults();
   defaults.setObject(getDeletionKey(language), 0);
   defaults.synchronize();
@@ -25,7 +26,7 @@ void TLDatabase::markLanguageAsEnabled(std::string_view language) {
 // them, and only where a mark changes, so that a long list costs neither a write per language
 // nor a key per language in the defaults.
 void TLDatabase::setDeletionMarks(const std::map<std::string, bool>& deletedByLanguage) {
-  std::lock_guard lock(mutex_);
+  LockGuard lock(mutex_);
   UserDefaults& defaults = Platform::Current().userDefaults();
   bool changed = false;
   for (const auto& [language, deleted] : deletedByLanguage) {

@@ -4,6 +4,7 @@
 
 #include "store/TLDatabase.h"
 #include "store/TLDatabaseState.h"
+#include "support/Mutex.h"
 #include "support/ReadEpoch.h"
 #include "tolvana/platform/Platform.h"
 
@@ -39,7 +40,7 @@ const TLDatabase::ReadView& TLDatabase::readView() const {
   if (view && view->version == lookupVersion_.load(std::memory_order_acquire)) return *view;
   auto* next = new ReadView;
   {
-    std::shared_lock reading(lookupMutex_);
+    SharedLockGuard reading(lookupMutex_);
     next->version = lookupVersion_.load(std::memory_order_relaxed);
     next->settings = {state_->initialized, state_->collectMissingEnabled, state_->baseLanguage};
   }
@@ -54,7 +55,7 @@ TLDBProtocol* TLDatabase::concurrentStore(std::string_view language) const {
     }
     auto* next = new ReadView(view);
     {
-      std::shared_lock reading(lookupMutex_);
+      SharedLockGuard reading(lookupMutex_);
       auto it = state_->databases.find(language);
       auto store = it != state_->databases.end() && it->second->readsConcurrently() ? it->second : nullptr;
       if (next->version != lookupVersion_.load(std::memory_order_relaxed)) {
@@ -71,7 +72,7 @@ TLDBProtocol* TLDatabase::concurrentStore(std::string_view language) const {
 }
 
 bool TLDatabase::knownAbsent(std::string_view language) const {
-  std::shared_lock reading(lookupMutex_);
+  SharedLockGuard reading(lookupMutex_);
   auto it = state_->absentUntil.find(language);
   return it != state_->absentUntil.end() && Platform::Current().clock().monotonicNow() < it->second;
 }
@@ -88,16 +89,17 @@ auto TLDatabase::readInStore(std::string_view language, Read read) -> decltype(r
   }
   std::shared_ptr<TLDBProtocol> store;
   if (!knownAbsent(language)) store = openForReading(language);
-  std::unique_lock<std::recursive_mutex> lock;
-  if (!store) {
-    if (knownAbsent(language)) return std::nullopt;
-    lock = std::unique_lock(mutex_);
-    store = databaseForLanguage(language, false);
-    if (!store) return std::nullopt;
-  }
-  auto answer = read(*store);
-  dropIfBroken(language, store.get());
-  return answer;
+  auto answer = [&] {
+    auto value = read(*store);
+    dropIfBroken(language, store.get());
+    return value;
+  };
+  if (store) return answer();
+  if (knownAbsent(language)) return std::nullopt;
+  LockGuard lock(mutex_);
+  store = databaseForLanguage(language, false);
+  if (!store) return std::nullopt;
+  return answer();
 }
 
 std::optional<std::string> TLDatabase::valueWithKey(std::string_view key, std::string_view language) {

@@ -15,6 +15,7 @@
 #include <cstdint>
 #include <mutex>
 
+#include "support/Mutex.h"
 #include "support/ReadEpoch.h"
 
 namespace tolvana {
@@ -25,21 +26,20 @@ class PublishedValue {
   PublishedValue() = default;
   PublishedValue(const PublishedValue&) = delete;
   PublishedValue& operator=(const PublishedValue&) = delete;
-  // Kept values are never freed while the process may still read them; this object lives as
-  // long as the process.
-  ~PublishedValue() = default;
+  // Sections still open elsewhere may hold the kept value; it goes the way a cleared one does.
+  ~PublishedValue() { clear(); }
 
   template <class Compute>
   const T& get(Compute compute) {
     if (const T* kept = value_.load()) return *kept;
     std::uint64_t generation;
     {
-      std::lock_guard lock(mutex_);
+      LockGuard lock(mutex_);
       generation = generation_;
     }
     auto* computed = new T(compute());
     {
-      std::lock_guard lock(mutex_);
+      LockGuard lock(mutex_);
       if (generation == generation_) {
         const T* expected = nullptr;
         if (value_.compare_exchange_strong(expected, computed)) return *computed;
@@ -55,7 +55,7 @@ class PublishedValue {
   void clear() {
     const T* old;
     {
-      std::lock_guard lock(mutex_);
+      LockGuard lock(mutex_);
       ++generation_;
       old = value_.exchange(nullptr);
     }
@@ -63,8 +63,8 @@ class PublishedValue {
   }
 
  private:
-  std::mutex mutex_;
-  std::uint64_t generation_ = 0;  // guarded by mutex_
+  Mutex mutex_;
+  std::uint64_t generation_ TL_GUARDED_BY(mutex_) = 0;
   std::atomic<const T*> value_{nullptr};
 };
 

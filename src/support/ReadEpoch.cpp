@@ -6,12 +6,14 @@
 #include <utility>
 #include <vector>
 
+#include "support/Mutex.h"
+
 namespace tolvana {
 
 namespace {
 
 struct Registry {
-  std::mutex mutex;
+  Mutex mutex;
   std::vector<ReadEpoch::Slot*> slots;                                 // guarded by mutex
   std::vector<std::pair<std::uint64_t, std::function<void()>>> retired;  // guarded by mutex
 };
@@ -28,7 +30,7 @@ struct SlotOwner {
   ~SlotOwner() {
     if (!slot) return;
     Registry& r = registry();
-    std::lock_guard lock(r.mutex);
+    LockGuard lock(r.mutex);
     std::erase(r.slots, slot);
     delete slot;
   }
@@ -50,7 +52,7 @@ void collect() {
   Registry& r = registry();
   std::vector<std::function<void()>> free;
   {
-    std::lock_guard lock(r.mutex);
+    LockGuard lock(r.mutex);
     const std::uint64_t oldest = oldestSection(r);
     auto kept = std::stable_partition(r.retired.begin(), r.retired.end(),
                                       [oldest](const auto& item) { return item.first >= oldest; });
@@ -69,7 +71,7 @@ ReadEpoch::Slot* ReadEpoch::registerThread() {
   auto* slot = new Slot;
   {
     Registry& r = registry();
-    std::lock_guard lock(r.mutex);
+    LockGuard lock(r.mutex);
     r.slots.push_back(slot);
   }
   owner.slot = slot;
@@ -82,7 +84,7 @@ void ReadEpoch::retire(std::function<void()> destroy) {
   const std::uint64_t epoch = current.fetch_add(1);
   {
     Registry& r = registry();
-    std::lock_guard lock(r.mutex);
+    LockGuard lock(r.mutex);
     r.retired.emplace_back(epoch, std::move(destroy));
   }
   collect();
@@ -94,7 +96,7 @@ bool ReadEpoch::synchronize() {
   for (;;) {
     {
       Registry& r = registry();
-      std::lock_guard lock(r.mutex);
+      LockGuard lock(r.mutex);
       if (oldestSection(r) > epoch) break;
     }
     std::this_thread::yield();

@@ -42,10 +42,14 @@ TEST(ReadEpochTest, RetiredObjectsOutliveTheSectionsThatMaySeeThem) {
   // Nothing reads it: freed at once. Inside a section, synchronize would wait for itself.
   ReadEpoch::retire([&] { ++freed; });
   EXPECT_EQ(freed, 2);
-  ReadEpoch::Section section;
-  EXPECT_FALSE(ReadEpoch::synchronize());
-  ReadEpoch::retire([&] { ++freed; });
-  EXPECT_EQ(freed, 2);
+  {
+    ReadEpoch::Section section;
+    EXPECT_FALSE(ReadEpoch::synchronize());
+    ReadEpoch::retire([&] { ++freed; });
+    EXPECT_EQ(freed, 2);
+  }
+  EXPECT_TRUE(ReadEpoch::synchronize());
+  EXPECT_EQ(freed, 3);
 }
 
 TEST(PublishedValueTest, ComputesOnceAndAgainAfterAClearButKeepsNoResultOfAnOlderGeneration) {

@@ -3,8 +3,10 @@
 #include <chrono>
 
 #include "config/TLDeviceUtil.h"
+#include "support/Mutex.h"
 #include "support/StringUtil.h"
 #include "support/TLLog.h"
+#include "support/WhileAlive.h"
 #include "tolvana/platform/Platform.h"
 
 namespace tolvana {
@@ -51,9 +53,9 @@ bool MissingEntries::storeMissingEntryForLanguage(std::optional<std::string_view
   std::string code = uploadLanguageCode(language.value_or(""));
   if (!db->isLanguageSupported(code)) return false;
 
-  std::lock_guard engineLock(state.lock());
+  LockGuard engineLock(state.lock());
   {
-    std::lock_guard lock(missingMutex_);
+    LockGuard lock(missingMutex_);
     auto& texts = missingEntries_[code];
     if (auto existing = texts.find(id); existing != texts.end() && !existing->second.empty()) return false;
     texts[id] = std::string(value.value_or(""));
@@ -63,14 +65,12 @@ bool MissingEntries::storeMissingEntryForLanguage(std::optional<std::string_view
 }
 
 bool MissingEntries::queueSendMissingEntrys() {
-  std::lock_guard lock(context_.state.lock());
+  LockGuard lock(context_.state.lock());
   if (missingEntryUpdateQueued_) return false;
   missingEntryUpdateQueued_ = true;
   logVerbose("Queue send missing Translations.");
   try {
-    Platform::Current().dispatch().mainAfter(kQuietPeriod, [this, owner = context_.owner] {
-      if (auto alive = owner.lock()) sendMissingEntries();
-    });
+    Platform::Current().dispatch().mainAfter(kQuietPeriod, whileAlive(context_.owner, [this] { sendMissingEntries(); }));
   } catch (...) {
     missingEntryUpdateQueued_ = false;  // else no later miss would ever queue an upload
     throw;
@@ -81,7 +81,7 @@ bool MissingEntries::queueSendMissingEntrys() {
 void MissingEntries::sendMissingEntries() {
   std::size_t languages;
   {
-    std::lock_guard lock(missingMutex_);
+    LockGuard lock(missingMutex_);
     languages = missingEntries_.size();
   }
   if (languages == 0) {
@@ -89,20 +89,19 @@ void MissingEntries::sendMissingEntries() {
     return;
   }
   logVerbose("Send missing Translations.");
-  context_.upload([this, owner = context_.owner](bool success) {
-    auto alive = owner.lock();
-    if (!success || !alive) return;
-    std::lock_guard lock(missingMutex_);
+  context_.upload(whileAlive(context_.owner, [this](bool success) {
+    if (!success) return;
+    LockGuard lock(missingMutex_);
     logInfo("Updated missing Translations.");
     // Misses recorded while the request was in flight go too; they come back if they miss again.
     missingEntries_.clear();
-  });
+  }));
   // Misses that arrive during the upload schedule the next one.
   missingEntryUpdateQueued_ = false;
 }
 
 TLLanguageMap MissingEntries::missingEntries() const {
-  std::lock_guard lock(missingMutex_);
+  LockGuard lock(missingMutex_);
   return missingEntries_;
 }
 

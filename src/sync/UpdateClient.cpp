@@ -8,8 +8,10 @@
 #include "config/TLSettings.h"
 #include "support/Hmac.h"
 #include "support/Json.h"
+#include "support/Mutex.h"
 #include "support/StringUtil.h"
 #include "support/TLLog.h"
+#include "support/WhileAlive.h"
 #include "sync/HttpFailure.h"
 #include "tolvana/BuildConfig.h"
 #include "tolvana/platform/Platform.h"
@@ -96,7 +98,7 @@ UpdateClient::UpdateClient(Context context)
     : context_(std::move(context)), customHostingEnterpriseHosts_(enterpriseHostsOfBuild()) {}
 
 std::vector<std::string> UpdateClient::defaultGroups() const {
-  std::lock_guard lock(context_.state.lock());
+  LockGuard lock(context_.state.lock());
   return defaultGroups_;
 }
 
@@ -108,7 +110,7 @@ void UpdateClient::resetDefaultGroups() {
       groups.push_back(trimmed);
     }
   }
-  std::lock_guard lock(context_.state.lock());
+  LockGuard lock(context_.state.lock());
   defaultGroups_ = std::move(groups);
 }
 
@@ -139,6 +141,14 @@ void UpdateClient::writeLastMAU() {
   platform.userDefaults().synchronize();
 }
 
+std::chrono::duration<double> UpdateClient::longestUpdate() {
+  // Only the first request of the process gets the configured time-outs (see signedRequest).
+  double first = ProcessState::get().sessionTimeoutsApplied ? kDefaultResourceTimeout
+                                                           : TLSettings::timeoutIntervalForResource();
+  double fallback = TLSettings::proxyHost().empty() ? 0 : kDefaultResourceTimeout;
+  return std::chrono::duration<double>(first + fallback);
+}
+
 std::shared_ptr<TLDatabase> UpdateClient::openDatabaseOrFail(const Completion& completion) const {
   auto db = context_.state.database();
   if (context_.state.enabled && db && db->initialized()) return db;
@@ -149,7 +159,7 @@ std::shared_ptr<TLDatabase> UpdateClient::openDatabaseOrFail(const Completion& c
 void UpdateClient::updateGroups(std::optional<std::vector<std::string>> groups,
                                 std::optional<std::vector<std::string>> languages, bool completeOnMainQueue,
                                 Completion completion, ChangesSink changes) {
-  std::lock_guard lock(context_.state.lock());
+  LockGuard lock(context_.state.lock());
   auto db = openDatabaseOrFail(completion);
   if (!db) return;
   std::string host = TLSettings::hostWithAppId(db->appId());
@@ -159,25 +169,28 @@ void UpdateClient::updateGroups(std::optional<std::vector<std::string>> groups,
                          std::move(changes));
     return;
   }
-  updateGroupsFromHost(groups, languages, proxy, completeOnMainQueue,
-                       [this, owner = context_.owner, groups, languages, host, completeOnMainQueue,
-                        completion, changes](bool success) {
-                         auto alive = owner.lock();
-                         if (success || !alive) {
-                           if (completion) completion(success);
-                           return;
-                         }
-                         logInfo("Could not connect to proxy. Fallback to public api!");
-                         // The fall-back reports failure even when it worked: the proxy is what
-                         // the app was configured to use.
-                         updateGroupsFromHost(groups, languages, host, completeOnMainQueue,
-                                              [completion](bool fallbackSuccess) {
-                                                logInfo("Fallback request %@!", fallbackSuccess ? "successful" : "failed");
-                                                if (completion) completion(false);
-                                              },
-                                              changes);
-                       },
-                       changes);
+  auto reportOnly = [completion](bool success) {
+    if (completion) completion(success);
+  };
+  updateGroupsFromHost(
+      groups, languages, proxy, completeOnMainQueue,
+      whileAlive(
+          context_.owner,
+          [this, groups, languages, host, completeOnMainQueue, completion, changes, reportOnly](bool success) {
+            if (success) return reportOnly(true);
+            logInfo("Could not connect to proxy. Fallback to public api!");
+            // The fall-back reports failure even when it worked: the proxy is what the app was
+            // configured to use.
+            updateGroupsFromHost(
+                groups, languages, host, completeOnMainQueue,
+                [completion](bool fallbackSuccess) {
+                  logInfo("Fallback request %@!", fallbackSuccess ? "successful" : "failed");
+                  if (completion) completion(false);
+                },
+                changes);
+          },
+          reportOnly),
+      changes);
 }
 
 std::vector<std::string> UpdateClient::requestedLanguagesFor(const std::optional<std::vector<std::string>>& languages,
@@ -248,7 +261,7 @@ HttpRequest UpdateClient::signedRequest(const std::string& host, const TLDatabas
 void UpdateClient::updateGroupsFromHost(std::optional<std::vector<std::string>> groups,
                                         std::optional<std::vector<std::string>> languages, const std::string& host,
                                         bool completeOnMainQueue, Completion completion, ChangesSink changes) {
-  std::lock_guard lock(context_.state.lock());
+  LockGuard lock(context_.state.lock());
   auto database = openDatabaseOrFail(completion);
   if (!database) return;
   TLDatabase& db = *database;

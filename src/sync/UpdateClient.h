@@ -8,6 +8,7 @@
 #pragma once
 
 #include <atomic>
+#include <chrono>
 #include <functional>
 #include <memory>
 #include <optional>
@@ -58,6 +59,10 @@ class UpdateClient {
   void writeLastMAU();
   bool isFetchingLocalisationTexts() const { return isFetchingLocalisationTexts_; }
 
+  // The longest an update asked for now can take by its requests' own time-outs: the whole
+  // exchange of one request, or of two when a proxy is configured (it falls back to the host).
+  static std::chrono::duration<double> longestUpdate();
+
   // "main" and the configured update groups, trimmed, without repeats.
   std::vector<std::string> defaultGroups() const;
   void resetDefaultGroups();
@@ -80,8 +85,7 @@ class UpdateClient {
 
   Context context_;
   std::atomic<bool> isFetchingLocalisationTexts_{false};
-  // Guarded by the engine's lock.
-  std::vector<std::string> defaultGroups_;
+  std::vector<std::string> defaultGroups_ TL_GUARDED_BY(context_.state.lock());
   // Constant after construction.
   const std::vector<std::string> customHostingEnterpriseHosts_;
 };

@@ -86,7 +86,8 @@ static void null_arguments(void) {
 }
 
 static void update_from_the_server(void) {
-  struct update_result result;
+  /* Static: the library may still call back after wait_for gave up and this function returned. */
+  static struct update_result result;
   atomic_init(&result.calls, 0);
   atomic_init(&result.success, 0);
   tolvana_update(on_update, &result);

@@ -53,7 +53,7 @@ class StderrUi final : public Ui {
   explicit StderrUi(std::string bundle) : bundle_(std::move(bundle)) {}
   void presentAlert(Alert alert) override {
     std::fprintf(stderr, "alert: %s — %s\n", printable(alert.title).c_str(), printable(alert.message).c_str());
-    // The alert sends the developer to a dashboard; with the reference server the archive is
+    // The alert sends the developer to a dashboard; with a server of one's own the archive is
     // made here.
     if (alert.message.find("settings file missing or outdated") != std::string::npos) {
       std::fprintf(stderr, "hint: make it with: tolvana pack --app-file app.json --strings LANG=TEXTS.json -o %s\n",

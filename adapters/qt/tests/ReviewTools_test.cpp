@@ -70,41 +70,80 @@ TEST(ReviewTools, TheRootWindowAsAViewTree) {
   EXPECT_EQ(ui.pasteboardString(), "tolvana:{}");
 }
 
-QWidget* overlayWindow() {
+QWidget* ourWindow(const char* name) {
   for (QWidget* w : QApplication::topLevelWidgets()) {
-    if (w->objectName() == "TolvanaOverlay" && w->isVisible()) return w;
+    if (w->objectName() == name && w->isVisible()) return w;
   }
   return nullptr;
 }
 
+// The app's window below the overlay, counting the clicks it gets anywhere.
+struct AppWindow final : QWidget {
+  int clicks = 0;
+  void mouseReleaseEvent(QMouseEvent*) override { ++clicks; }
+};
+
+// A click as a window system delivers it: to the topmost of the windows (listed top first)
+// that holds the point, takes input and whose mask, if it has one, holds the point too.
+void clickOnScreen(const std::vector<QWidget*>& topFirst, QPoint point) {
+  for (QWidget* window : topFirst) {
+    QPoint local = point - window->geometry().topLeft();
+    if (!window->isVisible() || !window->rect().contains(local)) continue;
+    if (window->windowFlags().testFlag(Qt::WindowTransparentForInput)) continue;
+    if (!window->mask().isEmpty() && !window->mask().contains(local)) continue;
+    QTest::mouseClick(window->windowHandle(), Qt::LeftButton, Qt::NoModifier, local);
+    return;
+  }
+}
+
 // Under UI tests the engine puts up the overlay's UI-test variant at start: the strip hidden,
-// an invisible toggle in the bottom-right corner.
-TEST(ReviewTools, TheOverlayTakesClicksOnlyOnItsControls) {
+// an invisible toggle in the bottom-right corner. A click reaches the overlay exactly where
+// the overlay's model takes the touch; everywhere else, the blue panels' margins included,
+// it reaches the app below.
+TEST(ReviewTools, ClicksOutsideTheOverlaysControlsReachTheApp) {
   QWidget* overlay = nullptr;
-  ASSERT_TRUE(spinUntil([&] { return (overlay = overlayWindow()) != nullptr; }));
+  ASSERT_TRUE(spinUntil([&] { return (overlay = ourWindow("TolvanaOverlay")) != nullptr; }));
+  AppWindow app;
+  app.setGeometry(overlay->geometry());
+  int& appClicks = app.clicks;
+  app.show();
+  ASSERT_TRUE(QTest::qWaitForWindowExposed(&app));
+  const std::vector<QWidget*> windows{overlay, &app};
   QRect screen = overlay->geometry();
-  QPoint corner(screen.width() - 5, screen.height() - 5), strip(100, 20), app(100, 300);
-  EXPECT_TRUE(overlay->mask().contains(corner));
-  EXPECT_FALSE(overlay->mask().contains(strip));
-  EXPECT_FALSE(overlay->mask().contains(app));
 
   auto* toggle = overlay->findChild<QPushButton*>("toggleVisibleBtn");
   ASSERT_NE(toggle, nullptr);
   EXPECT_EQ(toggle->accessibleName(), "Tolvana.ToggleDraftMenu");
-  QTest::mouseClick(toggle, Qt::LeftButton);
-  ASSERT_TRUE(spinUntil([&] { return overlay->mask().contains(strip); }));
+  clickOnScreen(windows, {screen.width() - 5, screen.height() - 5});
   auto* capture = overlay->findChild<QPushButton*>("openCaptureScreenMenuBtn");
-  ASSERT_NE(capture, nullptr);
+  ASSERT_TRUE(spinUntil([&] { return capture->isVisible(); }));
   EXPECT_EQ(capture->text(), "Capture Screen");
-  EXPECT_FALSE(overlay->mask().contains(app)) << "below the strip the app keeps its clicks";
 
-  QTest::mouseClick(capture, Qt::LeftButton);
+  // The strip's margins, the gap between its buttons, and the app below the strip.
+  for (QPoint margin : {QPoint(2, 2), QPoint(100, 40), QPoint(100, 78), QPoint(100, 300)}) {
+    clickOnScreen(windows, margin);
+  }
+  EXPECT_EQ(appClicks, 4);
+  // What the overlay's mask leaves out is drawn below it, by a window that takes no click.
+  QWidget* backdrop = ourWindow("TolvanaOverlayBackdrop");
+  ASSERT_NE(backdrop, nullptr);
+  EXPECT_TRUE(backdrop->windowFlags().testFlag(Qt::WindowTransparentForInput));
+  EXPECT_TRUE(backdrop->mask().contains({2, 40})) << "the strip's panel is not drawn";
+  clickOnScreen(windows, {100, 20});
   ASSERT_TRUE(spinUntil([&] { return overlay->findChild<QWidget*>("captureScreenshotView")->isVisible(); }));
   EXPECT_FALSE(capture->isVisible());
-  QTest::mouseClick(overlay->findChild<QPushButton*>("cancelScreenshotBtn"), Qt::LeftButton);
+  // The form's margins: its edge, between its fields, between and below its buttons.
+  const int betweenButtons = (screen.width() - 6) / 2 + 3;
+  for (QPoint margin : {QPoint(2, 50), QPoint(100, 35), QPoint(betweenButtons, 85), QPoint(100, 99)}) {
+    clickOnScreen(windows, margin);
+  }
+  EXPECT_EQ(appClicks, 8);
+  clickOnScreen(windows, {10, 80});  // "Back"
   ASSERT_TRUE(spinUntil([&] { return capture->isVisible(); }));
-  QTest::mouseClick(toggle, Qt::LeftButton);
-  ASSERT_TRUE(spinUntil([&] { return !overlay->mask().contains(strip); }));
+  clickOnScreen(windows, {screen.width() - 5, screen.height() - 5});
+  ASSERT_TRUE(spinUntil([&] { return !capture->isVisible(); }));
+  clickOnScreen(windows, {100, 20});
+  EXPECT_EQ(appClicks, 9) << "the hidden strip takes no click";
 }
 
 // Keeps what the engine logs and what it sends, and passes both on.
@@ -138,7 +177,7 @@ class Kept final : public tolvana::LogSink, public tolvana::Http {
 // warning level, and nothing is uploaded.
 TEST(ReviewTools, ACaptureWithNoWindowUploadsNothing) {
   QWidget* overlay = nullptr;
-  ASSERT_TRUE(spinUntil([&] { return (overlay = overlayWindow()) != nullptr; }));
+  ASSERT_TRUE(spinUntil([&] { return (overlay = ourWindow("TolvanaOverlay")) != nullptr; }));
   auto& ui = tolvana::Platform::Current().ui();
   ASSERT_FALSE(ui.rootWindowView().has_value());
   const auto before = tolvana::Platform::Current().ports();

@@ -3,6 +3,7 @@
 #include <stdexcept>
 
 #include "QtValue.h"
+#include "tolvana/Hooks.h"
 
 namespace tolvana::qt {
 
@@ -33,12 +34,10 @@ QJSValue NativeFunctions::call(int index, const QJSValue& arguments) {
   for (int i = 0; i < length; ++i) values.push_back(toValue(arguments.property(static_cast<quint32>(i))));
   // The function may evaluate script that adds functions; keep a copy of this one.
   ScriptContext::Function function = functions_[static_cast<std::size_t>(index)];
-  try {
-    return toScript(*engine, function(values));
-  } catch (...) {
-    // Nothing may unwind through the script engine.
-    return {};
-  }
+  // Nothing may unwind through the script engine.
+  QJSValue result;
+  TolvanaHooks::runGuarded("A script's native function", [&] { result = toScript(*engine, function(values)); });
+  return result;
 }
 
 std::shared_ptr<QtScriptContext> QtScriptContext::forEngine(QJSEngine* engine) {

@@ -8,6 +8,7 @@
 
 #include "BridgeScripts.h"
 #include "QtValue.h"
+#include "tolvana/platform/Platform.h"
 
 namespace tolvana::qt {
 
@@ -82,12 +83,11 @@ void QtWebView::addUserScript(std::string_view source) {
 }
 
 void QtWebView::evaluateJavaScript(std::string_view script, const Document& to) {
-  if (!page_) return;
   QString text = QString::fromUtf8(script.data(), static_cast<qsizetype>(script.size()));
   if (!to.id.empty()) text = guardedAnswer(text, QString::fromStdString(to.id));
-  QPointer<QWebEnginePage> page = page_;
-  // Answers may be produced on another thread; the page lives on the GUI thread.
-  QMetaObject::invokeMethod(page_, [page, text, world = channelWorld_] {
+  // Answers may come on any thread, and the GUI thread may delete the page at any moment: the
+  // page is looked at only on the GUI thread, in a task of the main queue.
+  Platform::Current().dispatch().mainAsync([page = page_, text, world = channelWorld_] {
     if (page) page->runJavaScript(text, world);
   });
 }

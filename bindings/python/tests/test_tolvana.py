@@ -1,9 +1,11 @@
 # The binding against the demo app (run under tests/with-demo-app, German device): what the
 # ctypes layer converts (texts, argument dictionaries, lists, booleans, callbacks).
 import glob
+import json
 import os
 import sqlite3
 import time
+import urllib.request
 
 import pytest
 
@@ -42,6 +44,16 @@ def test_update_brings_the_servers_texts():
     assert tolvana.update_and_wait(timeout=30, groups=["main", "onboarding"], languages=["de"])
     assert tolvana.localized_string("onboarding.step1") == "Lege dein Profil an"
     assert tolvana.update_and_wait(timeout=30)
+    assert tolvana._pending == {}
+
+
+def test_an_answer_that_is_no_json_still_calls_back_once():
+    server = os.environ.get("TOLVANA_DEMO_SERVER")
+    assert server, "run under tests/with-demo-app"
+    fault = json.dumps({"status": 200, "body": "OK"}).encode()
+    headers = {"Authorization": "Bearer " + os.environ["TOLVANA_DEMO_ADMIN_TOKEN"], "Content-Type": "application/json"}
+    urllib.request.urlopen(urllib.request.Request(server + "/_test/faults", data=fault, headers=headers, method="POST"))
+    assert not tolvana.update_and_wait(timeout=30)
     assert tolvana._pending == {}
 
 

@@ -1,8 +1,9 @@
 """Tolvana for Python: the localisation library's C interface through ctypes.
 
-Every function may be called from any thread. Update callbacks run once, on the library's
-main queue (a thread of its own when no toolkit drives one). Look-ups never fail: they fall
-back to the bundle's own tables, the default text and finally the key.
+Every function may be called from any thread. Update callbacks run exactly once, on the
+library's main queue (a thread of its own when no toolkit drives one), after the call that
+asked has returned; an update that cannot end as usual calls back with False. Look-ups never
+fail: they fall back to the bundle's own tables, the default text and finally the key.
 """
 
 import ctypes
@@ -84,9 +85,10 @@ def _load() -> ctypes.CDLL:
 
 _lib = _load()
 
-# Update callbacks wait here under a token, which travels as the C user-data pointer. One
-# native trampoline serves them all and lives as long as the module, so the library never
-# calls into a freed one.
+# Update callbacks wait here under a token, which travels as the C user-data pointer; the
+# library calls back exactly once for each, which takes the token out again. One native
+# trampoline serves them all and lives as long as the module, so the library never calls
+# into a freed one.
 _pending_lock = threading.Lock()
 _pending: Dict[int, Optional[Callable[[bool], None]]] = {}
 _next_token = 0
@@ -167,16 +169,23 @@ def update(callback: Optional[Callable[[bool], None]] = None, groups: Sequence[s
            languages: Sequence[str] = ()) -> None:
     """Asks the server for what is new (empty groups or languages mean the app's defaults).
 
-    The callback gets True when the server's answer was taken; it runs once, on the
-    library's main queue, and an exception it raises is printed and dropped.
+    The callback gets True when the server's answer was taken; it runs exactly once, on the
+    library's main queue after this call has returned, and an exception it raises is printed
+    and dropped.
     """
     global _next_token
+    group_array, language_array = _array(list(groups)), _array(list(languages))
     with _pending_lock:
         _next_token += 1
         token = _next_token
         _pending[token] = callback
-    _lib.tolvana_update_groups(_array(list(groups)), len(groups), _array(list(languages)), len(languages),
-                               _on_update, token)
+    try:
+        _lib.tolvana_update_groups(group_array, len(groups), language_array, len(languages), _on_update, token)
+    except BaseException:
+        # The library never saw the token, so it will not call back for it.
+        with _pending_lock:
+            _pending.pop(token, None)
+        raise
 
 
 def update_and_wait(timeout: float = 30.0, groups: Sequence[str] = (), languages: Sequence[str] = ()) -> bool:

@@ -9,9 +9,11 @@
 //   ports.ui = std::make_shared<MyToolkitUi>();
 //   Platform::Install(std::make_shared<Platform>(ports));
 //
-// Thread contract: Current() may be called from any thread. Install() is meant for start-up
-// and tests; an installed platform is kept alive for the rest of the process, so references
-// obtained from an earlier one stay valid.
+// Thread contract: Current() may be called from any thread. Install() is meant for start-up,
+// for a toolkit's application object made anew, and for tests. The platform it replaces is
+// released, with the threads its ports own, once nothing holds it: the library asks for the
+// current platform afresh at each use and keeps no reference past the call that obtained it,
+// so replace a platform only while no other thread is inside a call of the library.
 #pragma once
 
 #include <memory>
@@ -45,6 +47,9 @@ class TOLVANA_EXPORT Platform final {
 
   // Every port must be set.
   explicit Platform(Ports ports);
+  // Lets the dispatch go first, so that tasks still running finish while the other ports
+  // are there.
+  ~Platform();
 
   Bundles& bundles() const { return *ports_.bundles; }
   UserDefaults& userDefaults() const { return *ports_.userDefaults; }

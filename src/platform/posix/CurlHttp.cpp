@@ -7,7 +7,11 @@
 #include <chrono>
 #include <cctype>
 #include <map>
+#include <memory>
 #include <mutex>
+
+#include "platform/PlatformLog.h"
+#include "support/Boundary.h"
 
 namespace tolvana {
 
@@ -61,6 +65,7 @@ struct BodySink {
   const std::function<void(std::size_t)>* onGrowth;
   bool overflowed = false;
   bool started = false;
+  bool failed = false;  // something threw while the body was kept (memory, the observer)
   std::unique_ptr<Inflater> inflater{};
   std::optional<std::string> undecodable{};  // why the body could not be decoded
 
@@ -87,28 +92,38 @@ struct BodySink {
   }
 };
 
-size_t collectBody(char* data, size_t size, size_t count, void* user) {
+// libcurl calls these from C: nothing may be thrown through it. A failure inside ends the
+// transfer (a short count does that) and is reported as the request's own.
+size_t collectBody(char* data, size_t size, size_t count, void* user) noexcept {
   auto* sink = static_cast<BodySink*>(user);
-  if (!sink->started && !sink->start()) return 0;
-  auto keep = [sink](const char* piece, std::size_t length) { return sink->keep(piece, length); };
-  bool kept = sink->inflater ? sink->inflater->feed(data, size * count, keep) : keep(data, size * count);
-  if (!kept && !sink->overflowed) sink->undecodable = "the answer's compressed body is broken";
-  // Anything short of the full count makes curl end the transfer with an error.
-  return kept ? size * count : 0;
+  auto fail = [sink] {
+    sink->failed = true;
+    return size_t{0};
+  };
+  return guarded("Keeping the answer", fail, [&] {
+    if (!sink->started && !sink->start()) return size_t{0};
+    auto keep = [sink](const char* piece, std::size_t length) { return sink->keep(piece, length); };
+    bool kept = sink->inflater ? sink->inflater->feed(data, size * count, keep) : keep(data, size * count);
+    if (!kept && !sink->overflowed) sink->undecodable = "the answer's compressed body is broken";
+    // Anything short of the full count makes curl end the transfer with an error.
+    return kept ? size * count : size_t{0};
+  }, platformFailureLine);
 }
 
-size_t collectHeader(char* data, size_t size, size_t count, void* user) {
+size_t collectHeader(char* data, size_t size, size_t count, void* user) noexcept {
   auto* headers = static_cast<std::map<std::string, std::string>*>(user);
-  std::string line(data, size * count);
-  // A new status line starts the headers of the next response (after a redirect or 100).
-  if (line.rfind("HTTP/", 0) == 0) headers->clear();
-  if (auto colon = line.find(':'); colon != std::string::npos) {
-    std::string value = line.substr(colon + 1);
-    value.erase(0, value.find_first_not_of(" \t"));
-    value.erase(value.find_last_not_of("\r\n \t") + 1);
-    (*headers)[lowerCase(line.substr(0, colon))] = value;
-  }
-  return size * count;
+  return guarded("Keeping the answer's headers", size_t{0}, [&] {
+    std::string line(data, size * count);
+    // A new status line starts the headers of the next response (after a redirect or 100).
+    if (line.rfind("HTTP/", 0) == 0) headers->clear();
+    if (auto colon = line.find(':'); colon != std::string::npos) {
+      std::string value = line.substr(colon + 1);
+      value.erase(0, value.find_first_not_of(" \t"));
+      value.erase(value.find_last_not_of("\r\n \t") + 1);
+      (*headers)[lowerCase(line.substr(0, colon))] = value;
+    }
+    return size * count;
+  }, platformFailureLine);
 }
 
 // The request time-out is an idle limit, as clients of the platform know it: a transfer
@@ -120,7 +135,7 @@ struct IdleWatch {
   std::chrono::milliseconds limit;
 };
 
-int checkIdle(void* user, curl_off_t, curl_off_t downloaded, curl_off_t, curl_off_t uploaded) {
+int checkIdle(void* user, curl_off_t, curl_off_t downloaded, curl_off_t, curl_off_t uploaded) noexcept {
   auto* watch = static_cast<IdleWatch*>(user);
   auto now = std::chrono::steady_clock::now();
   if (downloaded != watch->lastDown || uploaded != watch->lastUp) {
@@ -143,6 +158,31 @@ HttpResponse::Failure failureOf(CURLcode result) {
   }
 }
 
+struct EasyCleanup {
+  void operator()(CURL* curl) const { curl_easy_cleanup(curl); }
+};
+struct ListFree {
+  void operator()(curl_slist* list) const { curl_slist_free_all(list); }
+};
+using Easy = std::unique_ptr<CURL, EasyCleanup>;
+using HeaderList = std::unique_ptr<curl_slist, ListFree>;
+
+// False when libcurl could not take the line; the list stays as it was.
+bool append(HeaderList& list, const std::string& line) {
+  curl_slist* head = curl_slist_append(list.get(), line.c_str());
+  if (!head) return false;
+  [[maybe_unused]] curl_slist* same = list.release();
+  list.reset(head);
+  return true;
+}
+
+HttpResponse failedResponse(std::string error) {
+  HttpResponse response;
+  response.error = std::move(error);
+  response.failure = HttpResponse::Failure::other;
+  return response;
+}
+
 class CurlHttp final : public Http {
  public:
   CurlHttp(std::shared_ptr<Dispatch> dispatch, CurlHttpOptions options)
@@ -155,7 +195,10 @@ class CurlHttp final : public Http {
     // goes with this task detaches the thread it is on).
     session->async([dispatch = dispatch_, options = options_, session, request = std::move(request),
                     completion = std::move(completion)]() mutable {
-      HttpResponse response = perform(request, options);
+      // Whatever happens to the transfer, the completion runs once.
+      HttpResponse response = guarded(
+          "A request", [] { return failedResponse("the request failed inside the client"); },
+          [&] { return perform(request, options); }, platformFailureLine);
       if (completion) completion(std::move(response));
     });
   }
@@ -167,21 +210,18 @@ class CurlHttp final : public Http {
     static std::once_flag once;
     std::call_once(once, [] { curl_global_init(CURL_GLOBAL_DEFAULT); });
     HttpResponse response;
-    CURL* curl = curl_easy_init();
-    if (!curl) {
-      response.error = "could not create a transfer";
-      return response;
-    }
+    Easy handle(curl_easy_init());
+    CURL* curl = handle.get();
+    if (!curl) return failedResponse("could not create a transfer");
     char errorBuffer[CURL_ERROR_SIZE] = {};
-    curl_slist* headers = nullptr;
-    for (const auto& [name, value] : request.headers) {
-      headers = curl_slist_append(headers, (name + ": " + value).c_str());
-    }
+    HeaderList headers;
+    bool listed = true;
+    for (const auto& [name, value] : request.headers) listed = listed && append(headers, name + ": " + value);
     // Without this curl would send "Expect: 100-continue" for larger bodies and wait.
-    headers = curl_slist_append(headers, "Expect:");
+    if (!listed || !append(headers, "Expect:")) return failedResponse("could not list the request's headers");
     curl_easy_setopt(curl, CURLOPT_URL, request.url.c_str());
     curl_easy_setopt(curl, CURLOPT_HTTP_CONTENT_DECODING, 0L);  // BodySink decodes
-    curl_easy_setopt(curl, CURLOPT_HTTPHEADER, headers);
+    curl_easy_setopt(curl, CURLOPT_HTTPHEADER, headers.get());
     curl_easy_setopt(curl, CURLOPT_NOSIGNAL, 1L);
     curl_easy_setopt(curl, CURLOPT_ERRORBUFFER, errorBuffer);
     curl_easy_setopt(curl, CURLOPT_SSL_VERIFYPEER, 1L);
@@ -216,6 +256,7 @@ class CurlHttp final : public Http {
     if (result == CURLE_OK && sink.inflater && !sink.inflater->finished()) {
       sink.undecodable = "the answer's compressed body ends before its stream does";
     }
+    if (sink.failed && !sink.undecodable) sink.undecodable = "the answer could not be kept";
     if (result != CURLE_OK || sink.undecodable) {
       response.failure = sink.overflowed || sink.undecodable ? HttpResponse::Failure::other : failureOf(result);
       response.error = sink.overflowed ? "the answer is larger than " + std::to_string(options.maxBodyBytes) + " bytes"
@@ -230,8 +271,6 @@ class CurlHttp final : public Http {
       curl_easy_getinfo(curl, CURLINFO_RESPONSE_CODE, &status);
       response.status = static_cast<int>(status);
     }
-    curl_slist_free_all(headers);
-    curl_easy_cleanup(curl);
     return response;
   }
 

@@ -7,8 +7,9 @@
 namespace tolvana::qt {
 
 // Updates all groups and languages and returns when the update has ended, successfully or
-// not. On the GUI thread the event loop keeps running meanwhile, in one-second steps, so
-// windows repaint and main-queue work goes on.
+// not, or once its requests' time-outs and a few seconds have passed for an update that
+// cannot end. On the GUI thread the event loop keeps running meanwhile, in one-second steps,
+// so windows repaint and main-queue work goes on.
 TOLVANA_QT_EXPORT void updateTolvana();
 
 }  // namespace tolvana::qt
