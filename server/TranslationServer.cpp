@@ -18,6 +18,7 @@
 #include "api/HttpAnswers.h"
 #include "api/RequestGate.h"
 #include "api/ReviewEndpoints.h"
+#include "api/Sessions.h"
 #include "api/Snapshots.h"
 #include "api/UpdateEndpoint.h"
 #include "console/ConsolePages.h"
@@ -36,11 +37,13 @@ struct TranslationServer::Parts {
         storage(s),
         snapshots(storage),
         devices(storage),
-        auth(options.adminToken),
+        sessions(storage, options.tls),
+        auth(options.adminToken, &sessions),
         gate(snapshots, auth, options.api),
         update(snapshots, storage, devices, options.api, options.testFixture ? &fixture : nullptr),
         review(snapshots, storage, options.api),
-        admin(storage, devices) {}
+        admin(storage, devices, auth),
+        console(auth) {}
 
   bool makeServer(std::string* error);
   void addRoutes();
@@ -49,6 +52,7 @@ struct TranslationServer::Parts {
   Storage& storage;
   Snapshots snapshots;
   DeviceProfiles devices;
+  Sessions sessions;
   AdminAuth auth;
   RequestGate gate;
   TestFixture fixture;
@@ -103,6 +107,7 @@ void TranslationServer::Parts::addRoutes() {
     }
   });
   admin.addRoutes(s);
+  sessions.addRoutes(s);
   console.addRoutes(s);
   if (options.testFixture) fixture.addRoutes(s);
   s.set_exception_handler([](const httplib::Request& q, httplib::Response& r, std::exception_ptr thrown) {
