@@ -18,7 +18,8 @@ constexpr std::string_view kCookie = "tolvana_session";
 constexpr std::size_t kMaxNameBytes = 64, kMaxPasswordBytes = 1024;
 
 std::optional<std::string> sessionId(const httplib::Request& request) {
-  std::string_view header = request.get_header_value("Cookie");
+  const std::string cookies = request.get_header_value("Cookie");
+  std::string_view header = cookies;
   while (!header.empty()) {
     auto end = header.find(';');
     std::string_view pair = header.substr(0, end);
@@ -107,7 +108,8 @@ void Sessions::signIn(const httplib::Request& request, httplib::Response& respon
   }
   auto id = randomId();
   if (!id) return refuse(request, response, 500, "no randomness for a session");
-  storage_.createSession({.idDigest = digestOf(*id), .account = account->name, .expiresAt = now() + kLifetime});
+  const Seconds at = now();
+  storage_.createSession({.idDigest = digestOf(*id), .account = account->name, .expiresAt = at + kLifetime}, at);
   response.set_header("Set-Cookie", cookie(*id, kLifetime));
   answerJson(response, describe({account->name, account->role}, *id));
 }

@@ -50,7 +50,7 @@ class SqlStorage final : public Storage {
   std::optional<Account> account(const std::string& name) override;
   std::vector<Account> accounts() override;
   bool removeAccount(const std::string& name) override;
-  void createSession(const SessionRecord& session) override;
+  void createSession(const SessionRecord& session, Seconds now) override;
   std::optional<SignedIn> session(const std::string& idDigest, Seconds now) override;
   void endSession(const std::string& idDigest) override;
 

@@ -55,9 +55,9 @@ bool SqlStorage::removeAccount(const std::string& name) {
   });
 }
 
-void SqlStorage::createSession(const SessionRecord& session) {
+void SqlStorage::createSession(const SessionRecord& session, Seconds now) {
   database_->transaction(true, [&](SqlConnection& c) {
-    c.run("DELETE FROM sessions WHERE expires_at <= ?", {sql::now()});
+    c.run("DELETE FROM sessions WHERE expires_at <= ?", {now});
     c.run("INSERT INTO sessions (id_digest, account, expires_at) VALUES (?, ?, ?)",
           {session.idDigest, session.account, session.expiresAt});
   });

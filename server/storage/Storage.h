@@ -108,8 +108,8 @@ class Storage {
   virtual std::vector<Account> accounts() = 0;
   // False when there was no such account; its sessions end with it.
   virtual bool removeAccount(const std::string& name) = 0;
-  // Keeps a new session, and lets go of every session that has expired.
-  virtual void createSession(const SessionRecord& session) = 0;
+  // Keeps a new session, and lets go of every session that has expired at `now`.
+  virtual void createSession(const SessionRecord& session, Seconds now) = 0;
   // Whose the session is, while it lasts at `now`.
   virtual std::optional<SignedIn> session(const std::string& idDigest, Seconds now) = 0;
   virtual void endSession(const std::string& idDigest) = 0;
