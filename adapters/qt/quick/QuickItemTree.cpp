@@ -4,10 +4,10 @@
 #include <QMetaProperty>
 #include <tolvana/Hooks.h>
 
+#include "tolvana/qt/ItemKeys.h"
+
 namespace tolvana::qt {
 namespace {
-
-const char kKeyProperty[] = "tolvanaKey";
 
 std::optional<QString> stringProperty(const QObject* object, const char* name) {
   const QMetaObject* meta = object->metaObject();
@@ -16,38 +16,22 @@ std::optional<QString> stringProperty(const QObject* object, const char* name) {
   return meta->property(index).read(object).toString();
 }
 
-// What a user reads on the item: its text, or the placeholder of a field left empty.
-std::optional<QString> shownText(const QQuickItem* item) {
-  auto text = stringProperty(item, "text");
-  if (!text) return std::nullopt;
-  if (text->isEmpty()) {
-    if (auto placeholder = stringProperty(item, "placeholderText")) return placeholder;
-  }
-  return text;
-}
-
-// The key stays with the item, so a text later set without a tag still names it.
-std::string keyOfItem(QQuickItem* item, const QString& text, std::string& textKey) {
-  if (auto key = TolvanaHooks::keyForText(text.constData())) {
-    textKey = *key;
-    item->setProperty(kKeyProperty, QString::fromStdString(*key));
-  }
-  return item->property(kKeyProperty).toString().toStdString();
-}
-
 // shownAbove: the texts of the items this one sits in, which its own copy of one repeats.
 UiView itemTree(QQuickItem* item, QQuickItem* root, std::vector<QString>& shownAbove) {
   UiView view;
   view.hidden = !item->isVisible();
   view.alpha = item->opacity();
-  QRectF frame = item == root ? QRectF(QPointF(), item->size()) : item->mapRectToScene(item->boundingRect());
+  // The item's own box: a field's bounding rectangle is only its text's, a cursor when empty.
+  QRectF frame = QRectF(QPointF(), item->size());
+  if (item != root) frame = item->mapRectToScene(frame);
   view.frame = {frame.x(), frame.y(), frame.width(), frame.height()};
   bool pushed = false;
   if (auto text = shownText(item); text && !text->isEmpty()) {
     bool repeated = std::find(shownAbove.begin(), shownAbove.end(), *text) != shownAbove.end();
     if (!repeated) {
       view.text = text->toStdString();
-      view.viewKey = keyOfItem(item, *text, view.textKey);
+      if (auto key = TolvanaHooks::keyForText(text->constData())) view.textKey = *key;
+      view.viewKey = keyForItem(item).toStdString();
       shownAbove.push_back(*text);
       pushed = true;
     }
@@ -59,6 +43,14 @@ UiView itemTree(QQuickItem* item, QQuickItem* root, std::vector<QString>& shownA
 }
 
 }  // namespace
+
+std::optional<QString> shownText(const QQuickItem* item) {
+  auto text = stringProperty(item, "text");
+  if (text && text->isEmpty()) {
+    if (auto placeholder = stringProperty(item, "placeholderText")) return placeholder;
+  }
+  return text;
+}
 
 bool isOurWindow(const QWindow* window) { return window->objectName().startsWith(QLatin1String("Tolvana")); }
 

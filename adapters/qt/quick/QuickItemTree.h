@@ -16,6 +16,10 @@
 
 namespace tolvana::qt {
 
+// What a user reads on the item: its string property "text", or the placeholder of a field
+// left empty; nothing for an item without such a property.
+std::optional<QString> shownText(const QQuickItem* item);
+
 // Whether the window is one of the library's own (the overlay, an alert).
 bool isOurWindow(const QWindow* window);
 

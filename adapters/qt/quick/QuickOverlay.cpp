@@ -7,6 +7,7 @@
 #include <QQuickItem>
 #include <QQuickWindow>
 #include <QScreen>
+#include <QSurfaceFormat>
 #include <algorithm>
 #include <functional>
 #include <map>
@@ -67,6 +68,10 @@ class QuickOverlay::Scene {
     // The engine's owner takes the window along at the application's end.
     window_->QObject::setParent(engine);
     window_->setObjectName(QString::fromLatin1(name));
+    // Clear where nothing is drawn, the invisible toggle of UI tests included.
+    QSurfaceFormat format = window_->format();
+    format.setAlphaBufferSize(8);
+    window_->setFormat(format);
     window_->setColor(Qt::transparent);
     Qt::WindowFlags flags = Qt::Window | Qt::FramelessWindowHint | Qt::WindowStaysOnTopHint;
     if (!takesInput) flags |= Qt::WindowTransparentForInput | Qt::WindowDoesNotAcceptFocus;
@@ -111,7 +116,8 @@ class QuickOverlay::Scene {
       QQuickItem* item = itemFor(control, report);
       if (!item) continue;
       style(item, control, touchable, isHidden, ++z);
-      if (!isHidden) shown += toRect(control.frame);
+      // A clear control (the UI-test toggle) has nothing to draw.
+      if (!isHidden && (control.background & 0xFF) != 0) shown += toRect(control.frame);
       if (touchable) touched += toRect(control.frame);
     }
     window_->setMask(maskOrNothing(takesInput_ ? touched : shown));

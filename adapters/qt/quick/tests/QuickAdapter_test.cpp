@@ -82,7 +82,8 @@ TEST(QtQuick, SceneTextsComeFromTheStoresAndTheWalkFindsThemWithTheirKeys) {
   std::vector<std::string> shown;
   flatten(*tree, shown);
   auto at = [&](const char* name) {
-    QRectF r = scene.item(name)->mapRectToScene(scene.item(name)->boundingRect());
+    QQuickItem* item = scene.item(name);
+    QRectF r = item->mapRectToScene(QRectF(QPointF(), item->size()));
     return "|" + std::to_string(int(r.x())) + "," + std::to_string(int(r.y())) + "," + std::to_string(int(r.width())) +
            "," + std::to_string(int(r.height()));
   };
