@@ -1,6 +1,6 @@
 # Debian packages, one per install component: libtolvana2 (the shared library),
 # libtolvana-qt2 (the Qt adapter, when built), libtolvana-qt-web2 (its web views, when
-# built), libtolvana-dev (headers, CMake package, pkg-config file) and tolvana-tools (the
+# built), libtolvana-qt-quick2 (its QML scenes, when built), libtolvana-dev (headers, CMake package, pkg-config file) and tolvana-tools (the
 # tool and the reference server). Their dependencies on other libraries come from what the
 # binaries actually link (dpkg-shlibdeps). scripts/package builds them.
 set(CPACK_GENERATOR DEB)
@@ -19,6 +19,9 @@ if(TARGET tolvana-qt)
 endif()
 if(TARGET tolvana-qt-web)
   list(APPEND CPACK_COMPONENTS_ALL qtweb)
+endif()
+if(TARGET tolvana-qt-quick)
+  list(APPEND CPACK_COMPONENTS_ALL qtquick)
 endif()
 
 set(CPACK_DEB_COMPONENT_INSTALL ON)
@@ -57,5 +60,11 @@ set(CPACK_DEBIAN_QTWEB_PACKAGE_DEPENDS "libtolvana-qt${PROJECT_VERSION_MAJOR} (=
 set(CPACK_COMPONENT_QTWEB_DESCRIPTION "Tolvana localisation library (Qt web views)\n"
     " Linked into a Qt application, translates the pages of its QWebEngineView widgets from\n"
     " Tolvana's stores, and page scripts in a QJSEngine the application hands over.")
+
+set(CPACK_DEBIAN_QTQUICK_PACKAGE_NAME libtolvana-qt-quick${PROJECT_VERSION_MAJOR})
+set(CPACK_DEBIAN_QTQUICK_PACKAGE_DEPENDS "libtolvana-qt${PROJECT_VERSION_MAJOR} (= ${PROJECT_VERSION})")
+set(CPACK_COMPONENT_QTQUICK_DESCRIPTION "Tolvana localisation library (Qt Quick)\n"
+    " Linked into a QML application, retranslates its scenes when Tolvana's stores change,\n"
+    " brings the review tools to its QML windows and offers the QML module \"Tolvana\".")
 
 include(CPack)
