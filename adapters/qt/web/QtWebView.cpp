@@ -3,7 +3,6 @@
 #include <QFile>
 #include <QWebChannel>
 #include <QWebEngineScript>
-#include <QWebEngineScriptCollection>
 
 #include "QtValue.h"
 #include "tolvana/platform/Platform.h"
@@ -56,22 +55,19 @@ MessageHandlerObject::MessageHandlerObject(WebView::MessageHandler handler, std:
 
 void MessageHandlerObject::postMessage(const QJsonValue& body) { handler_(toValue(body)); }
 
-QtWebView::QtWebView(QWebEnginePage* page) : page_(page) {}
+QtWebView::QtWebView(QObject* page) : page_(page) {}
 
 void QtWebView::addScriptMessageHandler(std::string_view name, MessageHandler handler) {
-  if (!page_) return;
-  QWebChannel* channel = page_->webChannel();
-  if (!channel) {
-    channel = new QWebChannel(page_);
-    page_->setWebChannel(channel);
-  }
+  quint32 world = QWebEngineScript::MainWorld;
+  QWebChannel* channel = page_.channel(world, QWebEngineScript::MainWorld);
+  if (!channel) return;
   QString id = QString::fromUtf8(name.data(), static_cast<qsizetype>(name.size()));
   channel->registerObject(id, new MessageHandlerObject(std::move(handler), shared_from_this(), channel));
   handlerNames_.append(id);
 }
 
 void QtWebView::addUserScript(std::string_view source) {
-  if (!page_) return;
+  if (!page_.object()) return;
   QString text = channelClientScript();
   for (const QString& name : handlerNames_) text += messageHandlerScript(name);
   text += QString::fromUtf8(source.data(), static_cast<qsizetype>(source.size()));
@@ -81,16 +77,14 @@ void QtWebView::addUserScript(std::string_view source) {
   script.setInjectionPoint(QWebEngineScript::DocumentReady);
   script.setRunsOnSubFrames(false);
   script.setWorldId(QWebEngineScript::MainWorld);
-  page_->scripts().insert(script);
+  page_.insertScript(script);
 }
 
 void QtWebView::evaluateJavaScript(std::string_view script) {
   QString text = QString::fromUtf8(script.data(), static_cast<qsizetype>(script.size()));
   // Answers may come on any thread, and the GUI thread may delete the page at any moment: the
   // page is looked at only on the GUI thread, in a task of the main queue.
-  Platform::Current().dispatch().mainAsync([page = page_, text] {
-    if (page) page->runJavaScript(text);
-  });
+  Platform::Current().dispatch().mainAsync([page = page_, text]() mutable { page.runJavaScript(text, 0); });
 }
 
 }  // namespace tolvana::qt

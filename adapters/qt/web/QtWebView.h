@@ -1,4 +1,5 @@
-// QtWebView: the WebView port over a QWebEnginePage. Pages post to named handlers over a
+// QtWebView: the WebView port over a web page (a QWebEnginePage, or a QML WebEngineView item:
+// see WebPage). Pages post to named handlers over a
 // QWebChannel; a script the page runs first gives them the message-handler interface
 // (window.webkit.messageHandlers.<name>.postMessage), so the page script needs no variant
 // of its own. Messages posted before the channel is up are queued in the page.
@@ -10,9 +11,10 @@
 #include <QObject>
 #include <QPointer>
 #include <QStringList>
-#include <QWebEnginePage>
 #include <memory>
 #include <tolvana/platform/WebView.h>
+
+#include "WebPage.h"
 
 namespace tolvana::qt {
 
@@ -31,13 +33,13 @@ class MessageHandlerObject final : public QObject {
 
 class QtWebView final : public WebView, public std::enable_shared_from_this<QtWebView> {
  public:
-  explicit QtWebView(QWebEnginePage* page);
+  explicit QtWebView(QObject* page);
   void addScriptMessageHandler(std::string_view name, MessageHandler handler) override;
   void addUserScript(std::string_view source) override;
   void evaluateJavaScript(std::string_view script) override;
 
  private:
-  QPointer<QWebEnginePage> page_;
+  WebPage page_;
   QStringList handlerNames_;
 };
 
