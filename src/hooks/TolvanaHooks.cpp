@@ -14,9 +14,10 @@ namespace tolvana {
 // A toolkit calls these from inside its own machinery; nothing may escape into it.
 namespace {
 
-std::optional<TolvanaHooks::Answer> answer(const std::optional<TLLocalizedString>& result) {
+// The look-up's text moves on: a toolkit's every tr() passes here.
+std::optional<TolvanaHooks::Answer> answer(std::optional<TLLocalizedString>&& result) {
   if (!result) return std::nullopt;
-  return TolvanaHooks::Answer{result->text, result->key};
+  return TolvanaHooks::Answer{std::move(result->text), std::move(result->key)};
 }
 
 }  // namespace
