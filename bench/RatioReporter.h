@@ -41,6 +41,19 @@ inline std::map<std::string, double>& recordedFigures() {
 
 inline void recordFigure(const std::string& name, double value) { recordedFigures()[name] = value; }
 
+// A figure that is the difference of two others of the run (an overhead one path adds to
+// another), computed once both have run.
+struct Difference {
+  std::string name, minuend, subtrahend;
+};
+inline std::vector<Difference>& differences() {
+  static std::vector<Difference> registered;
+  return registered;
+}
+inline void addDifference(std::string name, std::string minuend, std::string subtrahend) {
+  differences().push_back({std::move(name), std::move(minuend), std::move(subtrahend)});
+}
+
 class RatioReporter : public benchmark::ConsoleReporter {
  public:
   void ReportRuns(const std::vector<Run>& runs) override {
@@ -75,6 +88,10 @@ class RatioReporter : public benchmark::ConsoleReporter {
  private:
   void printTargets() {
     for (const auto& [name, value] : recordedFigures()) results_[name] = value;
+    for (const Difference& d : differences()) {
+      auto a = results_.find(d.minuend), b = results_.find(d.subtrahend);
+      if (a != results_.end() && b != results_.end()) results_[d.name] = a->second - b->second;
+    }
     std::printf("\nTargets (figure / baseline, same run):\n");
     for (const Target& t : targets()) {
       auto figure = results_.find(t.figure), baseline = results_.find(t.baseline);

@@ -61,6 +61,20 @@ if(TARGET tolvana-qt-quick)
     DESTINATION ${TOLVANA_CMAKE_DIR} COMPONENT development)
 endif()
 
+# The Objective-C binding, as the component "ObjC" (Tolvana::tolvana-objc), in a Debian package
+# of its own so that hosts without GNUstep do not pull it in. Its interface brings GNUstep's
+# flags and libraries (Tolvana::gnustep-foundation), so that an app's target needs nothing more.
+if(TARGET tolvana-objc)
+  install(TARGETS tolvana-objc tolvana_gnustep EXPORT TolvanaObjCTargets
+    LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT objc NAMELINK_COMPONENT development)
+  install(DIRECTORY bindings/objc/include/tolvana DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} COMPONENT development
+    FILES_MATCHING PATTERN "*.h")
+  install(FILES bindings/objc/shim/objc/blocks_runtime.h
+    DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/tolvana/objc/shim/objc COMPONENT development)
+  install(EXPORT TolvanaObjCTargets NAMESPACE Tolvana:: FILE Tolvana-ObjCTargets.cmake DESTINATION ${TOLVANA_CMAKE_DIR}
+    COMPONENT development)
+endif()
+
 if(TARGET tolvana-cli)
   install(TARGETS tolvana-cli tolvana-devserver RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT tools)
 endif()

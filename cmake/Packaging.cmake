@@ -1,6 +1,7 @@
 # Debian packages, one per install component: libtolvana2 (the shared library),
 # libtolvana-qt2 (the Qt adapter, when built), libtolvana-qt-web2 (its web views, when
-# built), libtolvana-qt-quick2 (its QML scenes, when built), libtolvana-dev (headers, CMake package, pkg-config file) and tolvana-tools (the
+# built), libtolvana-qt-quick2 (its QML scenes, when built), libtolvana-objc2 (the Objective-C
+# binding, when built), libtolvana-dev (headers, CMake package, pkg-config file) and tolvana-tools (the
 # tool and the reference server). Their dependencies on other libraries come from what the
 # binaries actually link (dpkg-shlibdeps). scripts/package builds them.
 set(CPACK_GENERATOR DEB)
@@ -22,6 +23,9 @@ if(TARGET tolvana-qt-web)
 endif()
 if(TARGET tolvana-qt-quick)
   list(APPEND CPACK_COMPONENTS_ALL qtquick)
+endif()
+if(TARGET tolvana-objc)
+  list(APPEND CPACK_COMPONENTS_ALL objc)
 endif()
 
 set(CPACK_DEB_COMPONENT_INSTALL ON)
@@ -49,7 +53,8 @@ set(CPACK_COMPONENT_TOOLS_DESCRIPTION "Tolvana command-line tool and reference t
 set(CPACK_DEBIAN_QT_PACKAGE_NAME libtolvana-qt${PROJECT_VERSION_MAJOR})
 # The adapters link libtolvana (and the web views libtolvana-qt) from the packages beside
 # them, which dpkg-shlibdeps finds here.
-set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS ${PROJECT_BINARY_DIR} ${PROJECT_BINARY_DIR}/adapters/qt)
+set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS ${PROJECT_BINARY_DIR} ${PROJECT_BINARY_DIR}/adapters/qt
+    ${PROJECT_BINARY_DIR}/bindings/objc)
 set(CPACK_DEBIAN_QT_PACKAGE_DEPENDS "libtolvana${PROJECT_VERSION_MAJOR} (= ${PROJECT_VERSION})")
 set(CPACK_COMPONENT_QT_DESCRIPTION "Tolvana localisation library (Qt adapter)\n"
     " Linked into a Qt Widgets application, answers its tr() look-ups from Tolvana's stores\n"
@@ -66,5 +71,11 @@ set(CPACK_DEBIAN_QTQUICK_PACKAGE_DEPENDS "libtolvana-qt${PROJECT_VERSION_MAJOR} 
 set(CPACK_COMPONENT_QTQUICK_DESCRIPTION "Tolvana localisation library (Qt Quick)\n"
     " Linked into a QML application, retranslates its scenes when Tolvana's stores change,\n"
     " brings the review tools to its QML windows and offers the QML module \"Tolvana\".")
+
+set(CPACK_DEBIAN_OBJC_PACKAGE_NAME libtolvana-objc${PROJECT_VERSION_MAJOR})
+set(CPACK_DEBIAN_OBJC_PACKAGE_DEPENDS "libtolvana${PROJECT_VERSION_MAJOR} (= ${PROJECT_VERSION})")
+set(CPACK_COMPONENT_OBJC_DESCRIPTION "Tolvana localisation library (Objective-C binding on GNUstep Foundation)\n"
+    " Linked into an Objective-C application, answers its NSLocalizedString look-ups from\n"
+    " Tolvana's stores with no code of the application's own, and offers the class Tolvana.")
 
 include(CPack)

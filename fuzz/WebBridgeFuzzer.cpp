@@ -1,12 +1,14 @@
 // Message bodies a web page posts to the bridge, and argument strings with their separator.
 // An input that is JSON is served as a message (any method, any field of any kind); every
 // input is also split into a separator (its first line) and an argument string. Fails on a
-// crash, on an answer whose text part lets a line feed or a double quote through into the
-// script call, or on split arguments that are not numbered from 0.
+// crash, on an answer whose arguments are not exactly the page's callback id and a text as
+// JSON literals (a text without line feeds or double quotes), or on split arguments that are
+// not numbered from 0.
 #include <cstddef>
 #include <cstdint>
 #include <algorithm>
 #include <cstdlib>
+#include <optional>
 #include <string>
 
 #include "fuzz/FuzzApp.h"
@@ -16,22 +18,34 @@
 
 namespace {
 
-std::size_t count(const std::string& text, char c) { return static_cast<std::size_t>(std::count(text.begin(), text.end(), c)); }
+// The arguments of a call "<name>(<arguments>)", read as a JSON array; none when the script is
+// no such call or its arguments are no JSON.
+std::optional<tolvana::Value> argumentsOf(const std::string& script, const std::string& name) {
+  if (!script.starts_with(name + "(") || !script.ends_with(")")) return std::nullopt;
+  auto arguments = tolvana::json::parse("[" + script.substr(name.size() + 1, script.size() - name.size() - 2) + "]");
+  if (!arguments || !arguments->isArray() || arguments->asArray().size() != 2) return std::nullopt;
+  return arguments;
+}
 
-// Checks each answer as it is evaluated: the quotes and line feeds in it are those of the
-// call's frame and of the page's own callback id, none of the text's.
+// Checks each answer as it is evaluated.
 struct CheckingWebView final : tolvana::WebView {
-  void addScriptMessageHandler(std::string_view, MessageHandler) override {}
+  void addScriptMessageHandler(std::string_view, const std::vector<std::string>&, MessageHandler) override {}
   void addUserScript(std::string_view) override {}
-  void evaluateJavaScript(std::string_view script) override {
+  void evaluateJavaScript(std::string_view script, const Document&) override {
     std::string s(script);
-    if (s.rfind("TolvanaGetStringFinished(\"", 0) == 0) {
-      if (count(s, '"') != 4 + count(callback, '"') || count(s, '\n') != count(callback, '\n')) std::abort();
-    } else if (s.rfind("TolvanaUpdateGroupsFinished(\"", 0) != 0) {
+    if (auto text = argumentsOf(s, "TolvanaGetStringFinished")) {
+      const auto& a = text->asArray();
+      if (a[0] == tolvana::Value("end")) return void(ended = true);
+      if (a[0] != tolvana::Value(callback) || !a[1].isString() ||
+          a[1].asString().find_first_of("\n\"") != std::string::npos) {
+        std::abort();
+      }
+    } else if (auto outcome = argumentsOf(s, "TolvanaUpdateGroupsFinished"); !outcome || !outcome->asArray()[1].isBoolean()) {
       std::abort();
     }
   }
   std::string callback;
+  bool ended = false;
 };
 
 // Updates fail at once: the fuzzer never reaches the network.
@@ -69,6 +83,10 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     view->callback = callback && !callback->isNull() ? (callback->isString() ? callback->asString() : callback->description())
                                                      : "(null)";
     tolvana::TLJSBridge::handleJSCall(view, *message);
+    // Answers come on the main queue once the view's own queue served the message; a last
+    // message marks the end of those for this input.
+    tolvana::TLJSBridge::handleJSCall(view, tolvana::Value::Dictionary{{"method", "getString"}, {"callback", "end"}});
+    fuzz->app.platform.dispatch->runUntil([&] { return view->ended; });
   }
   checkArguments(input);
   fuzz->endInput();

@@ -102,7 +102,10 @@ TEST_F(Overlay, UiTestVariantTakesPositionsFromThePasteboard) {
   ui().setPasteboardString(R"(tolvana:{"title":"{{1, 2}, {30, 10}}"})");
   ui().touchOverlay(300, 85);
   EXPECT_EQ(ui().pasteboardString(), "");
-  app.platform.clock->advance(std::chrono::milliseconds(100));
+  app.platform.clock->advance(std::chrono::milliseconds(99));
+  app.platform.dispatch->drain();
+  EXPECT_FALSE(app.platform.log->contains("json {")) << "not uploaded before a tenth of a second";
+  app.platform.clock->advance(std::chrono::milliseconds(1));
   ASSERT_TRUE(waitFor([&] { return server.inspect("screenshots").asArray().size() == 1; }));
   auto body = *server.inspect("screenshots").asArray()[0].find("body");
   EXPECT_EQ(body.find("screenTag")->asString(), "Settings");

@@ -1,7 +1,9 @@
 // Screenshots from a headless window to the reference server, and their refusals.
 #include <gtest/gtest.h>
 
+#include "config/TLDeviceUtil.h"
 #include "core/TLInternal.h"
+#include "platform/fake/FaultInjectingHttp.h"
 #include "tolvana/TolvanaScreenshotInterface.h"
 #include "support/Json.h"
 #include "tests/support/AppFixture.h"
@@ -18,7 +20,7 @@ class Screenshots : public ::testing::Test {
   void start(bool inDraftMode = true) {
     app.appLanguage("en", {{"title", "Welcome", ""}, {"buy", "Buy", ""}});
     app.bundle.info("TolvanaHost", server.baseUrl());
-    app.platform.http = server.http();
+    app.platform.http = http;
     app.platform.defaults->setObject("TolvanaDraftMode", inDraftMode);
     UiView window;
     window.subviews.resize(2);
@@ -37,8 +39,13 @@ class Screenshots : public ::testing::Test {
     if (!app.platform.dispatch->runUntil([&] { return *done >= 0; })) return std::nullopt;
     return *done == 1;
   }
+  // Every request goes through with its full answer; recorded for their time-outs.
+  void expectLongTimeouts() {
+    for (const auto& request : http->requests()) EXPECT_EQ(request.requestTimeout, 120) << request.url;
+  }
   ServerFixture server{{}};
   AppFixture app;
+  std::shared_ptr<FaultInjectingHttp> http = std::make_shared<FaultInjectingHttp>(server.http(), app.platform.dispatch);
   std::shared_ptr<TLInternal> engine;
 };
 
@@ -69,6 +76,22 @@ TEST_F(Screenshots, UploadedWithPositionsAndDeviceUnderTheTag) {
   EXPECT_EQ(body.find("width")->description(), Value(1170.0).description());
   EXPECT_EQ(json::serialize(*shots[1].find("body")->find("stringPositions")),
             R"([{"height":30,"key":"buy","width":90,"x":4,"y":6}])");
+  expectLongTimeouts();
+}
+
+// The language named is the long device language when the project has it, else the short
+// one when it has that, else the project's base language.
+TEST_F(Screenshots, NamedUnderTheDeviceLanguageTheProjectHas) {
+  app.appLanguage("de", {{"title", "Willkommen", ""}});
+  app.appLanguage("de-AT", {{"title", "Servus", ""}});
+  start();
+  for (auto [language, named] : {std::pair{"de-AT", "de-AT"}, std::pair{"de-CH", "de"}, std::pair{"fr-FR", "en"}}) {
+    app.platform.locale->setPreferredLanguages({language});
+    TLDeviceUtil::forgetDeviceLanguages();
+    EXPECT_EQ(capture([&](auto done) { engine->captureScreenshotWithTag("Home", {}, false, done); }), true);
+    auto shots = server.inspect("screenshots").asArray();
+    EXPECT_EQ(shots.back().find("body")->find("deviceLanguageLong")->asString(), named) << language;
+  }
 }
 
 // A host that draws its own texts names their positions; in show-ID mode only those the
@@ -80,7 +103,9 @@ struct Provider final : TolvanaScreenshotInterface {
   }
 };
 
-TEST_F(Screenshots, ProvidedPositionsJoinTheWalk) {
+// A window the user cannot see has no strings on it: neither the listed keys nor the
+// provider's positions are sent with it.
+TEST_F(Screenshots, ProvidedPositionsJoinTheWalkOfAVisibleWindowOnly) {
   start();
   auto provider = std::make_shared<Provider>();
   engine->setScreenshotInterface(provider);
@@ -88,8 +113,18 @@ TEST_F(Screenshots, ProvidedPositionsJoinTheWalk) {
     engine->setInShowIdMode(ids);
     EXPECT_EQ(capture([&](auto done) { engine->captureScreenshotWithTag("Home", {}, false, done); }), true);
   }
+  engine->setInShowIdMode(false);
+  for (auto [hidden, alpha] : {std::pair{true, 1.0}, std::pair{false, 0.0}}) {
+    UiView window = *app.platform.ui->rootWindowView();
+    window.hidden = hidden;
+    window.alpha = alpha;
+    app.platform.ui->show(window);
+    EXPECT_EQ(capture([&](auto done) { engine->captureScreenshotWithTag("Home", {"buy"}, false, done); }), true);
+  }
   auto shots = server.inspect("screenshots").asArray();
-  ASSERT_EQ(shots.size(), 2u);
+  ASSERT_EQ(shots.size(), 4u);
+  EXPECT_EQ(json::serialize(*shots[2].find("body")->find("stringPositions")), "[]");
+  EXPECT_EQ(json::serialize(*shots[3].find("body")->find("stringPositions")), "[]");
   // What follows the window's two labels.
   auto provided = [](const Value& shot) {
     std::vector<std::string> out;
@@ -109,21 +144,31 @@ TEST_F(Screenshots, RefusalsCompleteWithFalse) {
   struct Refusal {
     std::string tag;
     bool inDraftMode;
-    const char* logged;
+    bool window;
+    std::vector<const char*> logged;
   } const refusals[] = {
-      {"Home", false, "captureScreenshot can only be executed in draft mode!"},
-      {"", true, "No tag supplied! Supply a screen tag to upload a screenshot."},
-      {"Nowhere", true, "Failed to upload Screenshot!"},
+      {"Home", false, true, {"captureScreenshot can only be executed in draft mode!"}},
+      {"", true, true, {"No tag supplied! Supply a screen tag to upload a screenshot."}},
+      {"Home", true, false, {"W/Tolvana\xEF\xB9\x95 Could not find RootWindow", "W/Tolvana\xEF\xB9\x95 Could not find KeyWindow"}},
+      {"Nowhere", true, true, {"Failed to upload Screenshot!"}},
   };
+  std::optional<UiView> window = app.platform.ui->rootWindowView();
   for (const Refusal& r : refusals) {
     engine->setInDraftMode(r.inDraftMode);
+    app.platform.ui->show(r.window ? window : std::nullopt);
     if (r.tag == "Nowhere") {
       EXPECT_TRUE(server.inspect("screenshots").asArray().empty());
       server.stop();
     }
     EXPECT_EQ(capture([&](auto done) { engine->captureScreenshotWithTag(r.tag, {}, false, done); }), false) << r.tag;
-    EXPECT_TRUE(app.platform.log->contains(r.logged)) << r.logged;
+    for (const char* line : r.logged) EXPECT_TRUE(app.platform.log->contains(line)) << line;
   }
+  // With no window, one with positions a UI-test runner measured sends nothing either.
+  app.platform.ui->show(std::nullopt);
+  const auto sent = http->requests().size();
+  EXPECT_EQ(capture([&](auto done) { engine->captureScreenshotWithTagAndPositionFromDraftModeDialog("Home", "{}", done); }),
+            false);
+  EXPECT_EQ(http->requests().size(), sent);
 }
 
 std::vector<std::string> alertTitles(const testing::AppFixture& app) {
@@ -148,6 +193,7 @@ TEST_F(Screenshots, AnIssueGetsAScreenshotUnderItsTag) {
   auto shots = server.inspect("screenshots").asArray();
   ASSERT_EQ(shots.size(), 1u);
   EXPECT_EQ(shots[0].find("body")->find("screenTag")->asString(), "ISSUE-1");
+  expectLongTimeouts();
 
   server.stop();
   engine->requestJiraIssue("Typo", "again");

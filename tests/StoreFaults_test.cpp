@@ -3,15 +3,19 @@
 // in for the full disk); the test then checks what the child left: every store opens and
 // reads whole, every group's version matches all its entries, and the next update recovers.
 #include <gtest/gtest.h>
+#include <linux/capability.h>
 #include <signal.h>
 #include <sys/resource.h>
+#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <chrono>
 #include <filesystem>
+#include <fstream>
 #include <map>
 #include <ostream>
+#include <random>
 #include <set>
 #include <thread>
 
@@ -62,6 +66,26 @@ std::string problemsOf(const std::string& path) {
     if (counts[group] != kEntries) problems += format(" %@ v%d holds %d entries", group, version, counts[group]);
   }
   return problems;
+}
+
+// Runs body in a child with the file-size limit given (none when 0), killed after killAfter
+// when given; the child's exit status. The child only does what the body does, on one thread.
+int inChild(rlim_t fileSizeLimit, const std::function<int()>& body,
+            std::optional<std::chrono::microseconds> killAfter = std::nullopt) {
+  pid_t child = fork();
+  if (child == 0) {
+    signal(SIGXFSZ, SIG_IGN);
+    rlimit limit{fileSizeLimit ? fileSizeLimit : RLIM_INFINITY, fileSizeLimit ? fileSizeLimit : RLIM_INFINITY};
+    setrlimit(RLIMIT_FSIZE, &limit);
+    _exit(body());
+  }
+  if (killAfter) {
+    std::this_thread::sleep_for(*killAfter);
+    kill(child, SIGKILL);
+  }
+  int status = 0;
+  waitpid(child, &status, 0);
+  return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
 }
 
 // Each fault hits a child process made by running this test program anew (a fork of a
@@ -178,6 +202,104 @@ TEST_F(StoreFaults, FullDiskDuringAnUpdateWritesWholeGroupsAndTheNextUpdateTheRe
   EXPECT_EQ(db->unwrittenGroups(), 0);
   EXPECT_FALSE(torn());
   expectIntactStores();
+}
+
+// Gives or takes the owner's write access to dir and everything in it (no one else has any).
+void setWritable(const std::string& dir, bool writable) {
+  namespace fs = std::filesystem;
+  const auto options = writable ? fs::perm_options::add : fs::perm_options::remove;
+  fs::permissions(dir, fs::perms::owner_write, options);
+  for (const auto& entry : fs::recursive_directory_iterator(dir)) fs::permissions(entry.path(), fs::perms::owner_write, options);
+}
+
+// A process run as root writes whatever the permissions say; without these capabilities it
+// meets them as any app does.
+void dropPermissionOverrides() {
+  __user_cap_header_struct header{_LINUX_CAPABILITY_VERSION_3, 0};
+  __user_cap_data_struct data[2]{};
+  syscall(SYS_capget, &header, data);
+  for (int capability : {CAP_DAC_OVERRIDE, CAP_DAC_READ_SEARCH}) {
+    data[capability / 32].effective &= ~(1u << (capability % 32));
+    data[capability / 32].permitted &= ~(1u << (capability % 32));
+  }
+  syscall(SYS_capset, &header, data);
+}
+
+// A data directory the app can no longer write (a read-only mount, permissions taken away):
+// the start answers from what the directory holds, also when the app ships a newer app file,
+// and says why nothing was written.
+TEST(ReadOnlyDataDirectory, StartsAndAnswersFromWhatItHolds) {
+  testing::AppFixture app;
+  app.appLanguage("en", {{"hello", "Hello", ""}});
+  app.stores["de"] = testing::StoreContents{{{"hello", "Hallo", ""}}, {{"main", 3}}};
+  app.install();
+  ASSERT_NE(TLDatabase::create(), nullptr);
+  for (bool newerAppFile : {false, true}) {
+    SCOPED_TRACE(newerAppFile);
+    if (newerAppFile) {
+      app.appLanguage("en", {{"hello", "Hello again", ""}});
+      app.install();
+    }
+    int status = inChild(0, [&] {
+      setWritable(app.dataDirectory(), false);
+      dropPermissionOverrides();
+      auto db = TLDatabase::create();
+      if (!db) return 1;
+      int bits = 0;
+      if (db->valueWithKey("hello", "de") != "Hallo") bits |= 2;
+      if (db->valueWithKey("hello", "en") != "Hello") bits |= 4;
+      if (newerAppFile != app.platform.log->contains("cannot be written")) bits |= 8;
+      if (app.platform.log->contains("App settings file missing")) bits |= 16;
+      return bits;
+    });
+    EXPECT_EQ(status, 0) << "bits: 1 no manager, 2 store unread, 4 app file's text changed, 8 reason logged wrongly, 16 told the file is missing";
+  }
+  setWritable(app.dataDirectory(), true);
+}
+
+// The first start unpacks the archive's stores; a process killed during it must leave each
+// store whole or absent, since a store cut short would be served as complete and show keys.
+TEST(FirstStartFaults, KilledAtRandomPointsOfALargeUnpackLeavesEachStoreWholeOrAbsent) {
+  constexpr std::size_t kStoreEntries = 20000;
+  const char* const languages[] = {"de", "fr", "it", "es"};
+  testing::AppFixture app;
+  for (const char* language : languages) {
+    auto& contents = app.stores[language];
+    for (std::size_t i = 0; i < kStoreEntries; ++i) {
+      contents.entries.push_back({format("k%lu", static_cast<unsigned long>(i)), format("%@ %lu %@", language, i * 7919, std::string(60, 'x')), ""});
+    }
+  }
+  app.install();
+  auto storeProblems = [&] {
+    std::string problems;
+    for (const char* language : languages) {
+      if (!std::filesystem::exists(app.storePath(language))) continue;
+      auto entries = TLDBSqlite::initWithPath(app.storePath(language))->entryList();
+      if (!entries || entries->size() != kStoreEntries) problems += format(" %@ cut short", language);
+    }
+    return problems;
+  };
+  auto firstStart = [] { return TLDatabase::create() ? 0 : 1; };
+  auto start = std::chrono::steady_clock::now();
+  ASSERT_EQ(inChild(0, firstStart), 0);
+  auto whole = std::chrono::duration_cast<std::chrono::microseconds>(std::chrono::steady_clock::now() - start);
+  std::mt19937 random(20261202);
+  for (int run = 0; run < 30; ++run) {
+    SCOPED_TRACE(run);
+    std::filesystem::remove_all(app.dataDirectory());
+    inChild(0, firstStart, std::chrono::microseconds(std::uniform_int_distribution<long>(0, whole.count())(random)));
+    EXPECT_EQ(storeProblems(), "");
+  }
+  // What a writer killed long ago left beside a store goes when the store is written next.
+  const std::string leftover = std::filesystem::path(app.storePath("de")).parent_path() / ".de.sqlite.Ab12Cd";
+  std::filesystem::remove_all(app.dataDirectory());
+  std::filesystem::create_directories(std::filesystem::path(leftover).parent_path());
+  std::ofstream(leftover) << "half a store";
+  std::filesystem::last_write_time(leftover, std::filesystem::file_time_type::clock::now() - std::chrono::minutes(2));
+  ASSERT_NE(TLDatabase::create(), nullptr);
+  EXPECT_EQ(storeProblems(), "");
+  EXPECT_FALSE(std::filesystem::exists(leftover));
+  for (const char* language : languages) EXPECT_TRUE(std::filesystem::exists(app.storePath(language))) << language;
 }
 
 }  // namespace

@@ -33,10 +33,11 @@ class Sync : public ::testing::Test {
     engine = TLInternal::sharedInstance();
   }
   // Runs an update to its completion on the main queue; nullopt when none came.
-  std::optional<bool> update(std::chrono::milliseconds limit = std::chrono::seconds(15)) {
+  std::optional<bool> update(std::optional<std::vector<std::string>> languages = std::nullopt,
+                             std::chrono::milliseconds limit = std::chrono::seconds(15)) {
     std::optional<bool> result;
     auto done = std::make_shared<std::atomic<int>>(-1);
-    engine->updateGroups(std::nullopt, std::nullopt, true, [done](bool ok) { *done = ok ? 1 : 0; });
+    engine->updateGroups(std::nullopt, std::move(languages), true, [done](bool ok) { *done = ok ? 1 : 0; });
     if (app.platform.dispatch->runUntil([&] { return *done >= 0; }, limit)) result = *done == 1;
     return result;
   }
@@ -74,6 +75,70 @@ TEST_F(Sync, MonthlyReportThenCacheableRequests) {
   EXPECT_EQ(*sent[1].find("target"), *sent[2].find("target"));
   EXPECT_EQ(header(sent[1], "hmac"), header(sent[2], "hmac"));
   EXPECT_TRUE(app.platform.log->contains("successfully initialized!"));
+}
+
+// What an update asked for: the body of a POST, the "params" of a GET.
+Value sentJson(const Value& request) {
+  std::string text = request.find("body")->asString();
+  if (text.empty()) {
+    const std::string& target = request.find("target")->asString();
+    for (std::size_t i = target.find("?params=") + 8; i < target.size(); ++i) {
+      bool escaped = target[i] == '%' && i + 2 < target.size();
+      text += escaped ? static_cast<char>(std::stoi(target.substr(i + 1, 2), nullptr, 16)) : target[i];
+      if (escaped) i += 2;
+    }
+  }
+  return json::parse(text).value_or(Value());
+}
+
+TEST_F(Sync, MonthlyReportWhenTheMonthOrTheYearDiffers) {
+  start();
+  const double now = 1718452800;  // 15 June 2024, noon UTC: mid-month in every time zone
+  app.platform.clock->setSecondsSince1970(now);
+  const double day = 86400;
+  const struct {
+    const char* last;
+    double at;
+    const char* method;
+  } cases[] = {
+      {"earlier this month", now - 12 * day, "GET"},
+      {"the month before", now - 18 * day, "POST"},
+      {"the same month a year before", now - 366 * day, "POST"},
+      {"the same month a year later", now + 365 * day, "POST"},
+  };
+  for (const auto& c : cases) {
+    app.platform.defaults->setObject("TolvanaLastMAU", c.at);
+    ASSERT_EQ(update(), true) << c.last;
+    EXPECT_EQ(requests().back().find("method")->asString(), c.method) << c.last;
+  }
+}
+
+// Draft mode asks for every group of every language afresh, and says so; an answer from a
+// project that no longer allows draft mode ends it.
+TEST_F(Sync, DraftModeAsksForEverythingAfreshUntilTheProjectForbidsIt) {
+  app.platform.locale->setPreferredLanguages({"fr-FR"});
+  start();
+  const Value afresh = json::parse(R"({"de":{"main":0},"de-AT":{"main":0},"en":{"main":0},"fr":{"main":0},)"
+                                   R"("fr-FR":{"main":0}})").value_or(Value());
+  const Value supportedOnly = json::parse(R"({"en":{"main":1}})").value_or(Value());
+  for (bool draft : {true, false}) {
+    engine->setInDraftMode(draft);
+    ASSERT_EQ(update(std::vector<std::string>{"de-AT"}), true) << draft;
+    Value sent = sentJson(requests().back());
+    EXPECT_EQ(*sent.find("requestedData"), draft ? afresh : supportedOnly) << json::serialize(sent);
+    EXPECT_EQ(sent.find("returnDraft") ? *sent.find("returnDraft") : Value(), draft ? Value(true) : Value());
+    EXPECT_EQ(requests().back().find("method")->asString(), draft ? "POST" : "GET");
+  }
+
+  auto project = json::parse(readWholeFile(server.projectDirectory() + "/project.json").value_or("")).value_or(Value());
+  ASSERT_TRUE(project.isDictionary());
+  project.asDictionary()["draftModeEnabled"] = false;
+  project.asDictionary()["version"] = 2;
+  ASSERT_TRUE(replaceFileAtomically(server.projectDirectory() + "/project.json", json::serialize(project)));
+  engine->setInDraftMode(true);
+  ASSERT_EQ(update(), true);
+  EXPECT_FALSE(engine->isInDraftMode());
+  EXPECT_FALSE(TLInternal::readDraftMode(*app.platform.defaults));
 }
 
 TEST_F(Sync, NewTextsArriveAndUnchangedGroupsAreNotSentAgain) {
@@ -157,7 +222,7 @@ TEST_F(Sync, FaultsEndWithTheRightCompletionAndLoseNothing) {
   }
   // An answer that is no JSON object ends silently: no completion, still fetching.
   server.injectFault({{"status", 200}, {"body", "OK"}});
-  EXPECT_EQ(update(std::chrono::milliseconds(1500)), std::nullopt);
+  EXPECT_EQ(update(std::nullopt, std::chrono::milliseconds(1500)), std::nullopt);
   EXPECT_TRUE(engine->isFetchingLocalisationTexts());
   EXPECT_EQ(app.platform.log->count("initialized!"), 1u);
 

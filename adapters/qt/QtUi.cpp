@@ -84,11 +84,32 @@ void QtUi::addSwipeGestures(std::function<void()> handler) {
   DraftModeGestures::instance().setSwipeHandler(std::move(handler));
 }
 
-std::optional<UiView> QtUi::rootWindowView() {
-  QWidget* window = rootWindow();
+namespace {
+
+std::optional<UiView> viewOf(QWidget* window) {
   if (!window) return std::nullopt;
   return viewTree(window, window);
 }
+
+std::string pngOf(QWidget* window) {
+  if (!window) return {};
+  QByteArray png;
+  QBuffer buffer(&png);
+  buffer.open(QIODevice::WriteOnly);
+  // Drawn at the screen's pixel ratio, so frames in pixels match the image.
+  window->grab().save(&buffer, "PNG");
+  return png.toStdString();
+}
+
+}  // namespace
+
+std::optional<UiView> QtUi::rootWindowView() { return viewOf(rootWindow()); }
+
+std::string QtUi::rootWindowPng() { return pngOf(rootWindow()); }
+
+std::optional<UiView> QtUi::keyWindowView() { return viewOf(keyWindow()); }
+
+std::string QtUi::keyWindowPng() { return pngOf(keyWindow()); }
 
 UiScreen QtUi::mainScreen() { return primaryScreen(); }
 
@@ -105,17 +126,6 @@ void QtUi::removeOverlay() {
 
 void QtUi::focusOverlayControl(const std::string& control) {
   if (overlay_) overlay_->focusControl(control);
-}
-
-std::string QtUi::rootWindowPng() {
-  QWidget* window = rootWindow();
-  if (!window) return {};
-  QByteArray png;
-  QBuffer buffer(&png);
-  buffer.open(QIODevice::WriteOnly);
-  // Drawn at the screen's pixel ratio, so frames in pixels match the image.
-  window->grab().save(&buffer, "PNG");
-  return png.toStdString();
 }
 
 std::optional<std::string> QtUi::pasteboardString() {

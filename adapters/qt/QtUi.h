@@ -26,6 +26,8 @@ class QtUi final : public Ui {
   std::optional<UiView> rootWindowView() override;
   UiScreen mainScreen() override;
   std::string rootWindowPng() override;
+  std::optional<UiView> keyWindowView() override;
+  std::string keyWindowPng() override;
   std::optional<std::string> pasteboardString() override;
   void setPasteboardString(const std::string& text) override;
 

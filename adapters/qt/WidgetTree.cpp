@@ -6,10 +6,10 @@
 #include <QGroupBox>
 #include <QLabel>
 #include <QLineEdit>
-#include <QMenu>
 #include <QPlainTextEdit>
 #include <QScreen>
 #include <QTextEdit>
+#include <QWindow>
 
 #include "tolvana/Hooks.h"
 
@@ -39,12 +39,24 @@ double opacity(const QWidget* widget) {
 
 QWidget* rootWindow() {
   if (!qobject_cast<QApplication*>(QCoreApplication::instance())) return nullptr;
-  QWidget* active = QApplication::activeWindow();
-  if (active && !isOurs(active)) return active;
-  for (QWidget* window : QApplication::topLevelWidgets()) {
-    if (window->isVisible() && !isOurs(window) && !qobject_cast<QMenu*>(window)) return window;
+  // Top-level widgets come in no particular order; their native windows in the order they
+  // were made, so the first one shown comes first.
+  const QWidgetList widgets = QApplication::topLevelWidgets();
+  for (QWindow* handle : QGuiApplication::topLevelWindows()) {
+    for (QWidget* window : widgets) {
+      if (window->windowHandle() == handle && window->isVisible() && !isOurs(window) &&
+          window->windowType() != Qt::Popup && window->windowType() != Qt::ToolTip) {
+        return window;
+      }
+    }
   }
   return nullptr;
+}
+
+QWidget* keyWindow() {
+  if (!qobject_cast<QApplication*>(QCoreApplication::instance())) return nullptr;
+  QWidget* active = QApplication::activeWindow();
+  return active && !isOurs(active) ? active : nullptr;
 }
 
 UiView viewTree(QWidget* widget, QWidget* window) {

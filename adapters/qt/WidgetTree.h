@@ -11,9 +11,12 @@
 
 namespace tolvana::qt {
 
-// The app's main window: the active one, else the first shown; never one of the library's
-// own (alerts, the overlay). Null when the app shows none.
+// The app's main window: the first of its windows shown; never one of the library's own
+// (alerts, the overlay) nor a pop-up. Null when the app shows none.
 QWidget* rootWindow();
+// The app's window that has the keyboard focus, never one of the library's own; null when
+// none has.
+QWidget* keyWindow();
 
 // The widget and its children; frames in points of the window's coordinates.
 UiView viewTree(QWidget* widget, QWidget* window);

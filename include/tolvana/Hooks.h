@@ -21,6 +21,8 @@
 
 namespace tolvana {
 
+class Bundle;
+
 /// Static functions only, never instantiated.
 class TOLVANA_EXPORT TolvanaHooks {
  public:
@@ -48,6 +50,16 @@ class TOLVANA_EXPORT TolvanaHooks {
   /// "%{count}" replaced by the quantity; otherwise as lookUp().
   static std::optional<Answer> lookUpPlural(std::string_view key, std::optional<std::string_view> defaultValue,
                                             std::string_view context, std::uint64_t quantity);
+
+  /// For a toolkit whose look-ups name a bundle (one of the Bundles port's) rather than a
+  /// context: whether the engine serves that bundle when it is not the main bundle, which it
+  /// always serves. It does when "TolvanaSearchIDsInAllBundles" holds (read once per process)
+  /// or when "TolvanaAdditionalFrameworks" lists the bundle's folder name without extension.
+  static bool servesOtherBundle(const Bundle& bundle);
+  /// The engine's answer for a served bundle's look-up in the table (the default one when
+  /// nullopt): the stores, then the bundle's own tables, the default text and the key.
+  static Answer lookUpInBundle(std::string_view key, std::optional<std::string_view> defaultValue,
+                               std::optional<std::string_view> table, std::shared_ptr<const Bundle> bundle);
 
   /// Waits a second for the update to make progress; the adapter's toolkit keeps its event
   /// loop running in it.

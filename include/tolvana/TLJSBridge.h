@@ -10,6 +10,7 @@
  */
 #pragma once
 
+#include <cstddef>
 #include <map>
 #include <memory>
 #include <optional>
@@ -35,8 +36,20 @@ class TOLVANA_EXPORT TLJSBridge {
   /// and runs the page script for contexts without a web view.
   static void attachToJSContext(const std::shared_ptr<ScriptContext>& context);
   /// Serves one message body a page posted: "getString", "updateGroups", "TLLogInfo",
-  /// "TLLogDebug"; answers by evaluating script in the view.
+  /// "TLLogDebug"; answers by evaluating script in the document that posted it, later and
+  /// on the main queue. Look-ups run off the main thread; a message over the bounds below, or
+  /// from an origin not listed in "TolvanaWebViewOrigins" (when that is set), is dropped
+  /// with a log line; a view runs one update at a time and answers false to the others.
+  static void handleJSCall(const std::shared_ptr<WebView>& webView, const Value& data,
+                           const WebView::Document& from);
+  /// The same for a document the view cannot tell apart from the next one.
   static void handleJSCall(const std::shared_ptr<WebView>& webView, const Value& data);
+
+  /// What one view's pages may post: messages up to this many bytes of text, a burst of
+  /// kMessageBurst of them and then kMessagesPerSecond.
+  static constexpr std::size_t kMaxMessageBytes = 64 * 1024;
+  static constexpr int kMessageBurst = 500;
+  static constexpr int kMessagesPerSecond = 100;
   /// Placeholder name → text from a page's argument string: with the separator "json" (any
   /// case) a JSON object, single quotes read as double quotes; else the parts between
   /// separators, trimmed, named "0", "1", …

@@ -3,6 +3,7 @@
 
 #include "config/ProcessState.h"
 #include "config/TLDeviceUtil.h"
+#include "support/ReadEpoch.h"
 #include "tolvana/platform/Platform.h"
 
 namespace tolvana {
@@ -41,17 +42,21 @@ std::string computeShort() {
 
 }  // namespace
 
-std::string TLDeviceUtil::deviceLanguageLong() { return ProcessState::get().deviceLanguageLong.get(computeLong); }
-
-void TLDeviceUtil::deviceLanguageLong(std::optional<std::string> language) {
-  ProcessState::get().deviceLanguageLong.set(std::move(language));
+const DeviceLanguages& TLDeviceUtil::deviceLanguages() {
+  return ProcessState::get().deviceLanguages.get([] { return DeviceLanguages{computeLong(), computeShort()}; });
 }
 
-std::string TLDeviceUtil::deviceLanguage() { return ProcessState::get().deviceLanguage.get(computeShort); }
-
-void TLDeviceUtil::deviceLanguage(std::optional<std::string> language) {
-  ProcessState::get().deviceLanguage.set(std::move(language));
+std::string TLDeviceUtil::deviceLanguageLong() {
+  ReadEpoch::Section section;
+  return deviceLanguages().longCode;
 }
+
+std::string TLDeviceUtil::deviceLanguage() {
+  ReadEpoch::Section section;
+  return deviceLanguages().shortCode;
+}
+
+void TLDeviceUtil::forgetDeviceLanguages() { ProcessState::get().deviceLanguages.clear(); }
 
 std::string TLDeviceUtil::deviceLocale() {
   std::string language = firstPreferredLanguage();

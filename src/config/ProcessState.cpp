@@ -15,8 +15,7 @@ void ProcessState::forgetForTesting() {
   for (auto* fact : {&searchAllBundles, &uiTestRunning, &showIdOnLaunch, &debuggerConnected, &appExtension}) {
     fact->clear();
   }
-  deviceLanguageLong.clear();
-  deviceLanguage.clear();
+  deviceLanguages.clear();
   draftModeEnabled = true;
 }
 

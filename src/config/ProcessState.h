@@ -14,7 +14,10 @@
 #include <mutex>
 #include <string>
 
-#include "support/CachedValue.h"
+#include "config/TLDeviceUtil.h"
+#include "support/CachedFlag.h"
+#include "support/Mutex.h"
+#include "support/PublishedValue.h"
 
 namespace tolvana {
 
@@ -24,9 +27,9 @@ struct ProcessState {
   static ProcessState& get();
 
   // Re-entrant: start-up runs under it and may look strings up on the same thread.
-  std::recursive_mutex engineLock;
-  std::shared_ptr<TLInternal> engine;    // guarded by engineLock
-  std::shared_ptr<TLInternal> starting;  // the engine inside start(); guarded by engineLock
+  RecursiveMutex engineLock;
+  std::shared_ptr<TLInternal> engine TL_GUARDED_BY(engineLock);
+  std::shared_ptr<TLInternal> starting TL_GUARDED_BY(engineLock);  // the engine inside start()
 
   // The application's own permission for draft mode; initially on.
   std::atomic<bool> draftModeEnabled{true};
@@ -40,10 +43,10 @@ struct ProcessState {
   std::atomic<std::uint64_t> textsChanged{0};  // updates that wrote texts, for toolkit adapters
 
   // Facts read on first use and kept for the process.
-  CachedValue<bool> searchAllBundles;
-  CachedValue<bool> uiTestRunning, showIdOnLaunch, debuggerConnected, appExtension;
+  CachedFlag searchAllBundles;
+  CachedFlag uiTestRunning, showIdOnLaunch, debuggerConnected, appExtension;
   // The device languages, kept until the app language changes.
-  CachedValue<std::string> deviceLanguageLong, deviceLanguage;
+  PublishedValue<DeviceLanguages> deviceLanguages;
 
   // Everything but the engine fields.
   void forgetForTesting();

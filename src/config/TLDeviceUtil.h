@@ -11,6 +11,11 @@
 
 namespace tolvana {
 
+struct DeviceLanguages {
+  std::string longCode;
+  std::string shortCode;
+};
+
 class TLDeviceUtil {
  public:
   static std::string deviceModel();
@@ -24,12 +29,15 @@ class TLDeviceUtil {
   static std::string engine();
 
   // The device language with a region or script where it matters ("zh-Hans", "en-US"),
-  // cached until replaced; nullopt clears the cache so the next read computes it again.
+  // cached until forgetDeviceLanguages().
   static std::string deviceLanguageLong();
-  static void deviceLanguageLong(std::optional<std::string> language);
   // The bare device language ("zh", "tl"), cached the same way.
   static std::string deviceLanguage();
-  static void deviceLanguage(std::optional<std::string> language);
+  // Both, without a copy, for the look-up path: only inside a ReadEpoch::Section, which the
+  // reference does not outlive.
+  static const DeviceLanguages& deviceLanguages();
+  // The next read computes both again (after the app's language changed).
+  static void forgetDeviceLanguages();
   // The first preferred language as the platform gives it; not cached.
   static std::string deviceLocale();
 

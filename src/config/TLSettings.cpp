@@ -80,6 +80,13 @@ double TLSettings::timeoutIntervalForResource() { return getNumber("TolvanaTimeo
 bool TLSettings::translateWebViews() { return getBool("TolvanaTranslateWebViews", false); }
 bool TLSettings::enableJSConsoleLog() { return getBool("TolvanaEnableJSConsoleLog", false); }
 bool TLSettings::translateWebViewSubPages() { return getBool("TolvanaTranslateWebViewSubPages", false); }
+std::vector<std::string> TLSettings::webViewOrigins() {
+  std::vector<std::string> origins;
+  for (const std::string& part : split(getString("TolvanaWebViewOrigins", ""), ',')) {
+    if (std::string origin = trimWhitespace(part); !origin.empty()) origins.push_back(std::move(origin));
+  }
+  return origins;
+}
 std::vector<std::string> TLSettings::updateGroups() { return split(getString("TolvanaUpdateGroups", ""), ','); }
 std::vector<std::string> TLSettings::updateLanguages() { return split(getString("TolvanaUpdateLanguages", ""), ','); }
 std::set<std::string> TLSettings::additionalFrameworks() { return nameSet("TolvanaAdditionalFrameworks"); }

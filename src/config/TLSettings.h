@@ -36,6 +36,9 @@ class TLSettings {
   static bool translateWebViews();
   static bool enableJSConsoleLog();
   static bool translateWebViewSubPages();
+  // The origins whose pages get the page bridge, trimmed, empty ones left out; none means
+  // every page of a translated web view.
+  static std::vector<std::string> webViewOrigins();
   // Split at each comma as they stand: an empty value gives one empty element.
   static std::vector<std::string> updateGroups();
   static std::vector<std::string> updateLanguages();

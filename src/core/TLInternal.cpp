@@ -6,6 +6,7 @@
 #include "config/TLDeviceUtil.h"
 #include "config/TLSettings.h"
 #include "localization/TLPluralRule.h"
+#include "support/Mutex.h"
 #include "support/StringUtil.h"
 #include "support/TLLog.h"
 #include "support/WhileAlive.h"
@@ -110,7 +111,7 @@ void TLInternal::assemble() {
 
 std::shared_ptr<TLInternal> TLInternal::sharedInstance() {
   ProcessState& state = ProcessState::get();
-  std::lock_guard lock(state.engineLock);
+  LockGuard lock(state.engineLock);
   if (state.engine) return state.engine;
   // Only the thread inside start() gets here while it runs (a look-up hook of the Ui port, a
   // log sink): it is answered by the engine as far as it has come, which falls back to the
@@ -124,27 +125,52 @@ std::shared_ptr<TLInternal> TLInternal::sharedInstance() {
   } started{state};
   state.starting->start();
   state.engine = state.starting;
+  published_.store(state.engine.get());
   return state.engine;
 }
 
+std::atomic<TLInternal*> TLInternal::published_{nullptr};
+
+namespace {
+
+// Drops the engine a reset took out, once no look-up still reads it through withEngine().
+void release(std::shared_ptr<TLInternal> engine) {
+  if (!engine) return;
+  if (ReadEpoch::synchronize()) return;
+  // Reset from inside a look-up: the look-up still holds this engine.
+  ReadEpoch::retire([engine = std::move(engine)] {});
+}
+
+}  // namespace
+
 void TLInternal::resetInstance() {
   ProcessState& state = ProcessState::get();
-  std::lock_guard lock(state.engineLock);
-  state.engine.reset();
-  // The app's own defaults go too: the whole domain is erased, as a fresh install would be.
-  Platform::Current().userDefaults().removePersistentDomain();
-  sharedInstance();
+  std::shared_ptr<TLInternal> previous;
+  {
+    LockGuard lock(state.engineLock);
+    published_.store(nullptr);
+    previous = std::move(state.engine);
+    // The app's own defaults go too: the whole domain is erased, as a fresh install would be.
+    Platform::Current().userDefaults().removePersistentDomain();
+    sharedInstance();
+  }
+  release(std::move(previous));
 }
 
 void TLInternal::dropInstanceForTesting() {
   ProcessState& state = ProcessState::get();
-  std::lock_guard lock(state.engineLock);
-  state.engine.reset();
-  state.forgetForTesting();
+  std::shared_ptr<TLInternal> previous;
+  {
+    LockGuard lock(state.engineLock);
+    published_.store(nullptr);
+    previous = std::move(state.engine);
+    state.forgetForTesting();
+  }
+  release(std::move(previous));
 }
 
 void TLInternal::start() {
-  std::lock_guard lock(state_.lock());
+  LockGuard lock(state_.lock());
   Platform& platform = Platform::Current();
   state_.enabled = readTolvanaEnabled(platform.userDefaults());
   if (!state_.enabled) return;
@@ -200,7 +226,7 @@ void TLInternal::writeTolvanaEnabled() {
 void TLInternal::setEnabled(bool enabled) {
   bool restart = false;
   {
-    std::lock_guard lock(state_.lock());
+    LockGuard lock(state_.lock());
     if (state_.enabled == enabled) return;
     state_.enabled = enabled;
     logInfo("Tolvana is now %@!", enabled ? "enabled" : "disabled");
@@ -248,12 +274,12 @@ void TLInternal::showNotInitializedError() {
 void TLInternal::exitApp() { Platform::Current().device().exitProcess(0); }
 
 void TLInternal::setScreenshotInterface(std::weak_ptr<TolvanaScreenshotInterface> provider) {
-  std::lock_guard lock(state_.lock());
+  LockGuard lock(state_.lock());
   screenshotInterface_ = std::move(provider);
 }
 
 std::shared_ptr<TolvanaScreenshotInterface> TLInternal::screenshotInterface() const {
-  std::lock_guard lock(state_.lock());
+  LockGuard lock(state_.lock());
   return screenshotInterface_.lock();
 }
 

@@ -36,6 +36,8 @@
 #include "review/Screenshots.h"
 #include "review/StringCollector.h"
 #include "store/TLDatabase.h"
+#include "support/Mutex.h"
+#include "support/ReadEpoch.h"
 #include "sync/MissingEntries.h"
 #include "sync/UpdateClient.h"
 #include "tolvana/platform/Bundle.h"
@@ -48,6 +50,15 @@ class TolvanaScreenshotInterface;
 class TLInternal : public std::enable_shared_from_this<TLInternal> {
  public:
   static std::shared_ptr<TLInternal> sharedInstance();
+  // Runs call with the engine, started if need be. The look-up path: while an engine runs, it
+  // takes no lock and no reference, and the engine a reset replaces lives until every call
+  // that began on it has returned. A call must not wait for another thread that resets.
+  template <class Call>
+  static auto withEngine(Call&& call) -> decltype(call(std::declval<TLInternal&>())) {
+    ReadEpoch::Section section;
+    if (TLInternal* engine = published_.load()) return call(*engine);
+    return call(*sharedInstance());
+  }
   // Drops the engine, erases the app's whole user-defaults domain and starts again.
   static void resetInstance();
   // Drops the engine without touching the user defaults, and forgets what the process has
@@ -55,7 +66,7 @@ class TLInternal : public std::enable_shared_from_this<TLInternal> {
   static void dropInstanceForTesting();
   ~TLInternal();
 
-  std::recursive_mutex& lock() { return state_.lock(); }
+  RecursiveMutex& lock() TL_RETURN_CAPABILITY(state_.lock()) { return state_.lock(); }
 
   // Switches.
   bool enabled() const { return state_.enabled; }
@@ -213,8 +224,10 @@ class TLInternal : public std::enable_shared_from_this<TLInternal> {
   std::unique_ptr<StringCollector> collector_;
   std::unique_ptr<Screenshots> screenshots_;
   std::unique_ptr<IssueRequest> issues_;
-  // Guarded by the engine's lock.
-  std::weak_ptr<TolvanaScreenshotInterface> screenshotInterface_;
+  std::weak_ptr<TolvanaScreenshotInterface> screenshotInterface_ TL_GUARDED_BY(state_.lock());
+
+  // The running engine for withEngine(); null while none runs or one starts.
+  static std::atomic<TLInternal*> published_;
 };
 
 }  // namespace tolvana

@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <cmath>
+
 #include "config/ProcessState.h"
 #include "support/StringUtil.h"
 #include "tests/support/AppFixture.h"
@@ -155,6 +157,23 @@ TEST(TLInternal, PluralWordsAndExit) {
   EXPECT_EQ(engine->pluralRuleToString(4), "many");
   engine->exitApp();
   EXPECT_EQ(app.platform.device->exitStatus(), 0);
+}
+
+// The last report's time comes from the defaults file, which any program of the user may
+// write: no number it can hold may make the month check undefined.
+TEST(TLInternal, MonthlyReportIsDueForEveryTimeButOneOfThisMonth) {
+  AppFixture app;
+  app.install();
+  auto engine = TLInternal::sharedInstance();
+  const double now = app.platform.clock->secondsSince1970();
+  const std::pair<Value, bool> cases[] = {
+      {Value(now), false},  {Value(-1e300), true}, {Value(1e300), true}, {Value(HUGE_VAL), true},
+      {Value(-HUGE_VAL), true}, {Value(std::nan("")), true}, {Value(9.3e18), true}, {Value("soon"), true},
+  };
+  for (const auto& [stored, due] : cases) {
+    app.platform.defaults->setObject("TolvanaLastMAU", stored);
+    EXPECT_EQ(engine->shouldSendMAU(), due) << stored.description();
+  }
 }
 
 }  // namespace

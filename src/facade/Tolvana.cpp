@@ -32,32 +32,50 @@ void Tolvana::updateGroups(const std::vector<std::string>& groups, const std::ve
   guarded("updateGroups", [&] { engine()->updateGroups(groups, languages, true, std::move(completion)); });
 }
 
-std::string Tolvana::localizedStringForKey(std::string_view key) { return localizedStringForKey(key, std::nullopt); }
+namespace {
+
+// A look-up runs for every text a screen shows: it reaches the engine without a lock or a
+// reference count, and its text is moved out of the result.
+std::string lookUp(std::string_view key, std::optional<std::string_view> defaultValue,
+                   const Tolvana::Arguments* arguments, std::optional<std::int64_t> pluralRule) {
+  return guarded("localizedStringForKey", defaultOrKey(key, defaultValue), [&] {
+    return TLInternal::withEngine([&](TLInternal& engine) {
+      if (pluralRule) {
+        return std::move(
+            engine.localizedStringForKeyWithArgumentsAndPluralRule(key, arguments, *pluralRule, defaultValue).text);
+      }
+      if (arguments) return std::move(engine.localizedStringForKeyWithArguments(key, arguments, defaultValue).text);
+      return std::move(engine.localizedStringForKey(key, defaultValue).text);
+    });
+  });
+}
+
+}  // namespace
+
+std::string Tolvana::localizedStringForKey(std::string_view key) {
+  return lookUp(key, std::nullopt, nullptr, std::nullopt);
+}
 
 std::string Tolvana::localizedStringForKey(std::string_view key, std::optional<std::string_view> defaultValue) {
-  return guarded("localizedStringForKey", defaultOrKey(key, defaultValue),
-                 [&] { return engine()->localizedStringForKey(key, defaultValue).text; });
+  return lookUp(key, defaultValue, nullptr, std::nullopt);
 }
 
 std::string Tolvana::localizedStringForKey(std::string_view key, std::optional<std::string_view> defaultValue,
                                            const Arguments& arguments) {
-  return guarded("localizedStringForKey", defaultOrKey(key, defaultValue),
-                 [&] { return engine()->localizedStringForKeyWithArguments(key, &arguments, defaultValue).text; });
+  return lookUp(key, defaultValue, &arguments, std::nullopt);
 }
 
 std::string Tolvana::localizedStringForKey(std::string_view key, const Arguments& arguments) {
-  return localizedStringForKey(key, std::nullopt, arguments);
+  return lookUp(key, std::nullopt, &arguments, std::nullopt);
 }
 
 std::string Tolvana::localizedStringForKey(std::string_view key, std::optional<std::string_view> defaultValue,
                                            const Arguments& arguments, std::int64_t pluralRule) {
-  return guarded("localizedStringForKey", defaultOrKey(key, defaultValue), [&] {
-    return engine()->localizedStringForKeyWithArgumentsAndPluralRule(key, &arguments, pluralRule, defaultValue).text;
-  });
+  return lookUp(key, defaultValue, &arguments, pluralRule);
 }
 
 std::string Tolvana::localizedStringForKey(std::string_view key, const Arguments& arguments, std::int64_t pluralRule) {
-  return localizedStringForKey(key, std::nullopt, arguments, pluralRule);
+  return lookUp(key, std::nullopt, &arguments, pluralRule);
 }
 
 std::int64_t Tolvana::pluralRuleForQuantity(std::uint64_t quantity) {

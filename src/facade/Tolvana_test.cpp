@@ -25,8 +25,6 @@ struct LookAlike {
   void getStringPositions(std::function<void(std::string)>) {}
 };
 
-TEST(Tolvana, VersionNeedsNoEngine) { EXPECT_EQ(Tolvana::sdkVersion(), "2.0.149"); }
-
 TEST(Tolvana, LookupsThroughTheFacade) {
   AppFixture app;
   app.platform.locale->setPreferredLanguages({"de"});

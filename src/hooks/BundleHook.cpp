@@ -45,11 +45,14 @@ std::shared_ptr<const Bundle> BundleHook::servedBundle(std::string_view context)
     for (auto& framework : bundles.allFrameworks()) {
       std::string name = frameworkName(*framework);
       if (name != prefix) continue;
-      if (searchAllBundles() || TLSettings::additionalFrameworks().count(name)) return framework;
-      return nullptr;
+      return servesOtherBundle(*framework) ? framework : nullptr;
     }
   }
   return bundles.mainBundle();
+}
+
+bool BundleHook::servesOtherBundle(const Bundle& bundle) {
+  return searchAllBundles() || TLSettings::additionalFrameworks().count(frameworkName(bundle)) > 0;
 }
 
 std::optional<TLLocalizedString> BundleHook::lookUp(std::string_view key, std::optional<std::string_view> value,

@@ -24,6 +24,8 @@ class BundleHook {
  public:
   // The bundle a context looks up in, or null when the engine does not serve it.
   static std::shared_ptr<const Bundle> servedBundle(std::string_view context);
+  // Whether the engine serves a bundle other than the main one.
+  static bool servesOtherBundle(const Bundle& bundle);
   // Nothing when the bundle is not served or only the default text or the key answered.
   static std::optional<TLLocalizedString> lookUp(std::string_view key, std::optional<std::string_view> value,
                                                  std::string_view context);

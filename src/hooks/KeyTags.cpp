@@ -1,5 +1,7 @@
 #include "hooks/KeyTags.h"
 
+#include "support/Mutex.h"
+
 namespace tolvana {
 
 KeyTags& KeyTags::shared() {
@@ -9,7 +11,7 @@ KeyTags& KeyTags::shared() {
 
 void KeyTags::tag(const void* data, std::shared_ptr<const void> owner, std::string key) {
   if (!data) return;
-  std::lock_guard lock(mutex_);
+  LockGuard lock(mutex_);
   auto [at, added] = tags_.insert_or_assign(data, Tag{std::move(owner), std::move(key)});
   if (!added) return;
   order_.push_back(data);
@@ -20,14 +22,14 @@ void KeyTags::tag(const void* data, std::shared_ptr<const void> owner, std::stri
 }
 
 std::optional<std::string> KeyTags::keyFor(const void* data) const {
-  std::lock_guard lock(mutex_);
+  LockGuard lock(mutex_);
   auto at = tags_.find(data);
   if (at == tags_.end()) return std::nullopt;
   return at->second.key;
 }
 
 std::size_t KeyTags::size() const {
-  std::lock_guard lock(mutex_);
+  LockGuard lock(mutex_);
   return tags_.size();
 }
 

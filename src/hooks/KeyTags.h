@@ -16,6 +16,8 @@
 #include <string>
 #include <unordered_map>
 
+#include "support/Mutex.h"
+
 namespace tolvana {
 
 class KeyTags {
@@ -32,9 +34,9 @@ class KeyTags {
     std::shared_ptr<const void> owner;
     std::string key;
   };
-  mutable std::mutex mutex_;
-  std::unordered_map<const void*, Tag> tags_;
-  std::deque<const void*> order_;
+  mutable Mutex mutex_;
+  std::unordered_map<const void*, Tag> tags_ TL_GUARDED_BY(mutex_);
+  std::deque<const void*> order_ TL_GUARDED_BY(mutex_);
 };
 
 }  // namespace tolvana

@@ -1,13 +1,38 @@
 #include "hooks/PageRequests.h"
 
+#include <algorithm>
 #include <cctype>
 #include <cstdint>
 
 #include "core/TLInternal.h"
 #include "localization/TLPluralRule.h"
+#include "support/Json.h"
+#include "support/SafeName.h"
 #include "support/StringUtil.h"
+#include "support/TLLog.h"
+#include "tolvana/platform/Platform.h"
 
 namespace tolvana {
+
+namespace {
+
+// An update a page asks for names groups and languages that go into the request to the
+// server: only as many and only of the form any name from outside may have.
+bool namesAreFit(std::vector<std::string>& names, const char* kind, bool (*fits)(std::string_view)) {
+  std::erase(names, std::string());
+  if (names.size() > PageRequests::kMaxNamesPerUpdate) {
+    logError("Page update refused: more than %lu %@ names.", static_cast<unsigned long>(PageRequests::kMaxNamesPerUpdate), kind);
+    return false;
+  }
+  if (!std::all_of(names.begin(), names.end(), fits)) {
+    // Not echoed: the name is the page's and may hold anything.
+    logError("Page update refused: a %@ name it gives cannot be one.", kind);
+    return false;
+  }
+  return true;
+}
+
+}  // namespace
 
 std::optional<std::string> PageRequests::text(const Value* value) {
   if (!value || value->isNull()) return std::nullopt;
@@ -59,6 +84,8 @@ std::optional<std::string> PageRequests::pluralRuleWordForQuantity(const Value& 
   return TLInternal::sharedInstance()->pluralRuleToString(rule);
 }
 
+std::string PageRequests::literal(std::string_view text) { return json::serialize(Value(std::string(text))); }
+
 std::vector<std::string> PageRequests::splitTrimmed(std::string_view text, std::string_view separator) {
   std::vector<std::string> parts;
   if (separator.empty()) return {trimWhitespace(text)};
@@ -75,6 +102,11 @@ void PageRequests::updateGroups(const std::optional<std::string>& groups, const 
   // Languages are always comma-separated, whatever separator the groups came with.
   auto groupList = groups ? splitTrimmed(*groups, separator) : std::vector<std::string>();
   auto languageList = languages ? splitTrimmed(*languages, ",") : std::vector<std::string>();
+  if (!namesAreFit(groupList, "group", &SafeName::isGroupName) ||
+      !namesAreFit(languageList, "language", &SafeName::isLanguageCode)) {
+    Platform::Current().dispatch().mainAsync([completion = std::move(completion)] { completion(false); });
+    return;
+  }
   TLInternal::sharedInstance()->updateGroups(std::move(groupList), std::move(languageList), true,
                                              std::move(completion));
 }

@@ -5,6 +5,7 @@
 // Thread contract: look-ups on any thread; update completions on the main queue.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <functional>
 #include <map>
@@ -20,6 +21,7 @@ namespace tolvana {
 class PageRequests {
  public:
   using Arguments = std::map<std::string, std::string>;
+  static constexpr std::size_t kMaxNamesPerUpdate = 32;
 
   // Null and absent are none; other kinds give their text.
   static std::optional<std::string> text(const Value* value);
@@ -40,9 +42,14 @@ class PageRequests {
   static std::optional<std::string> pluralRuleWordForQuantity(const Value& quantity);
 
   // Updates the groups (split at the separator) in the languages (split at commas), parts
-  // trimmed; completion gets the outcome on the main queue.
+  // trimmed; completion gets the outcome on the main queue. A page names at most
+  // kMaxNamesPerUpdate of each, and only names of their form: a request with any other is
+  // refused whole (logged, completion false) and never reaches the server.
   static void updateGroups(const std::optional<std::string>& groups, const std::optional<std::string>& languages,
                            std::string_view separator, std::function<void(bool)> completion);
+  // The text as a JSON string literal, the one form in which a value goes into a script the
+  // app runs in a page: nothing in it can end the call it is an argument of.
+  static std::string literal(std::string_view text);
   // The parts between separators, trimmed; the whole text when the separator is empty.
   static std::vector<std::string> splitTrimmed(std::string_view text, std::string_view separator);
 };

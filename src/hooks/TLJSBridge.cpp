@@ -2,20 +2,22 @@
 
 #include "config/TLSettings.h"
 #include "hooks/PageRequests.h"
+#include "hooks/PageSession.h"
 #include "localization/PageScripts.h"
 #include "support/Boundary.h"
 #include "support/Json.h"
 #include "support/StringUtil.h"
 #include "support/TLLog.h"
+#include "tolvana/platform/Platform.h"
 
 // Web views call in from the toolkit's own machinery; nothing may escape into it.
 namespace tolvana {
 
 namespace {
 
-// The text goes between the double quotes of a script call: a line feed becomes a single
-// backslash and a double quote "&quot;", which is what pages have always received.
-std::string escapeForPage(std::string_view text) {
+// In a text a line feed becomes a backslash and a double quote "&quot;" before it goes into
+// the answer as a literal: that is what pages have always received for them.
+std::string pageText(std::string_view text) {
   std::string out;
   out.reserve(text.size());
   for (char c : text) {
@@ -30,7 +32,19 @@ std::string escapeForPage(std::string_view text) {
   return out;
 }
 
-void answerGetString(const std::shared_ptr<WebView>& webView, const Value& data) {
+// Answers go back on the main queue, to the document that asked; the view drops them when it
+// shows another one by then.
+void answer(const std::weak_ptr<WebView>& webView, const WebView::Document& to, std::string script) {
+  Platform::Current().dispatch().mainAsync([webView, to, script = std::move(script)] {
+    guarded("evaluateJavaScript", [&] {
+      if (auto view = webView.lock()) view->evaluateJavaScript(script, to);
+    });
+  });
+}
+
+std::string callbackOf(const Value& data) { return PageRequests::text(data.find("callback")).value_or("(null)"); }
+
+void answerGetString(const std::weak_ptr<WebView>& webView, const Value& data, const WebView::Document& from) {
   auto args = PageRequests::text(data.find("args"));
   PageRequests::Lookup lookup;
   lookup.key = PageRequests::text(data.find("id"));
@@ -40,19 +54,23 @@ void answerGetString(const std::shared_ptr<WebView>& webView, const Value& data)
   if (quantity && !quantity->isNull()) lookup.pluralQuantity = quantity;
   lookup.defaultValue = PageRequests::text(data.find("value"));
   std::string text = PageRequests::lookUp(lookup);
-  webView->evaluateJavaScript(format("TolvanaGetStringFinished(\"%@\",\"%@\")",
-                                     PageRequests::text(data.find("callback")), escapeForPage(text)));
+  answer(webView, from,
+         format("TolvanaGetStringFinished(%@,%@)", PageRequests::literal(callbackOf(data)),
+                PageRequests::literal(pageText(text))));
 }
 
-void answerUpdateGroups(const std::shared_ptr<WebView>& webView, const Value& data) {
-  auto callback = PageRequests::text(data.find("callback"));
+void answerUpdateGroups(const std::weak_ptr<WebView>& webView, const std::shared_ptr<PageSession>& session,
+                        const Value& data, const WebView::Document& from) {
+  auto finished = [webView, from, callback = PageRequests::literal(callbackOf(data))](bool success) {
+    answer(webView, from, format("TolvanaUpdateGroupsFinished(%@, %@)", callback, success ? "true" : "false"));
+  };
+  // A page that asks again before its update ended gets no second one running beside it.
+  if (!session->beginUpdate()) return finished(false);
   auto separator = PageRequests::text(data.find("argsSeparator"));
   PageRequests::updateGroups(PageRequests::text(data.find("groups")), PageRequests::text(data.find("languages")),
-                             separator ? *separator : ",", [webView, callback](bool success) {
-                               guarded("updateGroups", [&] {
-                                 webView->evaluateJavaScript(format("TolvanaUpdateGroupsFinished(\"%@\", %@)",
-                                                                    callback, success ? "true" : "false"));
-                               });
+                             separator ? *separator : ",", [session, finished](bool success) {
+                               session->endUpdate();
+                               guarded("updateGroups", [&] { finished(success); });
                              });
 }
 
@@ -81,25 +99,38 @@ void TLJSBridge::configureWKWebView(const std::shared_ptr<WebView>& webView) {
   guarded("configureWKWebView", [&] {
     if (!webView || !TLSettings::translateWebViews()) return;
     std::weak_ptr<WebView> weak = webView;
-    webView->addScriptMessageHandler("TolvanaNative", [weak](const Value& body) {
-      if (auto view = weak.lock()) handleJSCall(view, body);
-    });
+    webView->addScriptMessageHandler("TolvanaNative", TLSettings::webViewOrigins(),
+                                     [weak](const Value& body, const WebView::Document& from) {
+                                       if (auto view = weak.lock()) handleJSCall(view, body, from);
+                                     });
     webView->addUserScript(modernPageScript());
   });
 }
 
 void TLJSBridge::handleJSCall(const std::shared_ptr<WebView>& webView, const Value& data) {
+  handleJSCall(webView, data, WebView::Document{"", "null"});
+}
+
+void TLJSBridge::handleJSCall(const std::shared_ptr<WebView>& webView, const Value& data,
+                              const WebView::Document& from) {
   guarded("handleJSCall", [&] {
     const Value* method = data.find("method");
     if (!webView || !method || !method->isString()) return;
-    const std::string& name = method->asString();
-    if (name == "TLLogInfo") {
-      logInfo("JS: %@", PageRequests::text(data.find("message")));
-    } else if (name == "getString") {
-      answerGetString(webView, data);
-    } else if (name == "updateGroups") {
-      answerUpdateGroups(webView, data);
-    }
+    auto session = PageSession::of(webView);
+    if (!session->admit(data, from)) return;
+    // Served on the page's own queue: a look-up or a large page must not hold the main thread.
+    session->run([webView = std::weak_ptr<WebView>(webView), session, data, from] {
+      guarded("handleJSCall", [&] {
+        const std::string& name = data.find("method")->asString();
+        if (name == "TLLogInfo") {
+          logInfo("JS: %@", PageRequests::text(data.find("message")));
+        } else if (name == "getString") {
+          answerGetString(webView, data, from);
+        } else if (name == "updateGroups") {
+          answerUpdateGroups(webView, session, data, from);
+        }
+      });
+    });
   });
 }
 

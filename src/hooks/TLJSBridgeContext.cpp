@@ -85,7 +85,8 @@ void exportScriptFunctions(const std::shared_ptr<ScriptContext>& context) {
                                  auto context = weak.lock();
                                  if (!context) return;
                                  guarded("attachToJSContext", [&] {
-                                   context->evaluateScript(format("TolvanaUpdateGroupsFinished(\"%@\", %@)", callback,
+                                   context->evaluateScript(format("TolvanaUpdateGroupsFinished(%@, %@)",
+                                                                  PageRequests::literal(callback.value_or("(null)")),
                                                                   success ? "true" : "false"));
                                  }, notAttaching);
                                });

@@ -40,6 +40,19 @@ std::optional<TolvanaHooks::Answer> TolvanaHooks::lookUpPlural(std::string_view 
                  [&] { return answer(BundleHook::lookUpPlural(key, defaultValue, context, quantity)); });
 }
 
+bool TolvanaHooks::servesOtherBundle(const Bundle& bundle) {
+  return guarded("servesOtherBundle", false, [&] { return BundleHook::servesOtherBundle(bundle); });
+}
+
+TolvanaHooks::Answer TolvanaHooks::lookUpInBundle(std::string_view key, std::optional<std::string_view> defaultValue,
+                                                  std::optional<std::string_view> table,
+                                                  std::shared_ptr<const Bundle> bundle) {
+  return guarded("lookUpInBundle", Answer{std::string(key), std::nullopt}, [&] {
+    auto result = TLInternal::sharedInstance()->localizedStringForKey(key, defaultValue, table, std::move(bundle));
+    return Answer{std::move(result.text), std::move(result.key)};
+  });
+}
+
 void TolvanaHooks::launch(const WaitOneSecond& wait) {
   guarded("launch", [&] { LaunchHook::launch(wait); });
 }

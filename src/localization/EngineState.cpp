@@ -2,11 +2,13 @@
 
 #include "config/ProcessState.h"
 #include "config/TLDeviceUtil.h"
+#include "support/ReadEpoch.h"
 
 namespace tolvana {
 
 bool EngineState::collectMissingEnabled() const {
   auto db = database();
+  ReadEpoch::Section section;
   return db && collectMissingEnabled(db->lookupSettings());
 }
 

@@ -13,19 +13,20 @@
 #include <vector>
 
 #include "store/TLDatabase.h"
+#include "support/Mutex.h"
 
 namespace tolvana {
 
 class EngineState {
  public:
-  std::recursive_mutex& lock() const { return mutex_; }
+  RecursiveMutex& lock() const TL_RETURN_CAPABILITY(mutex_) { return mutex_; }
 
   std::shared_ptr<TLDatabase> database() const {
-    std::lock_guard guard(mutex_);
+    LockGuard guard(mutex_);
     return database_;
   }
   void setDatabase(std::shared_ptr<TLDatabase> database) {
-    std::lock_guard guard(mutex_);
+    LockGuard guard(mutex_);
     // A look-up may still be reading the manager it replaces, without a reference: it is kept
     // until this state goes. The engine sets its manager once, so nothing piles up.
     if (database_) replaced_.push_back(std::move(database_));
@@ -54,9 +55,9 @@ class EngineState {
   std::atomic<bool> logGetString{false};
 
  private:
-  mutable std::recursive_mutex mutex_;
-  std::shared_ptr<TLDatabase> database_;  // guarded by mutex_
-  std::vector<std::shared_ptr<TLDatabase>> replaced_;  // guarded by mutex_
+  mutable RecursiveMutex mutex_;
+  std::shared_ptr<TLDatabase> database_ TL_GUARDED_BY(mutex_);
+  std::vector<std::shared_ptr<TLDatabase>> replaced_ TL_GUARDED_BY(mutex_);
   std::atomic<TLDatabase*> current_{nullptr};
 };
 

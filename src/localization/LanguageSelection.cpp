@@ -5,6 +5,7 @@
 #include "config/TLDeviceUtil.h"
 #include "config/TLSettings.h"
 #include "localization/DevelopmentLanguage.h"
+#include "support/Mutex.h"
 #include "support/StringUtil.h"
 #include "tolvana/platform/Platform.h"
 
@@ -30,25 +31,20 @@ std::string normalisedLanguage(std::string_view language) {
   return toLower(parts[0]) + "-" + second;
 }
 
-void clearDeviceLanguages() {
-  TLDeviceUtil::deviceLanguage(std::nullopt);
-  TLDeviceUtil::deviceLanguageLong(std::nullopt);
-}
-
 }  // namespace
 
 std::vector<std::string> LanguageSelection::defaultLanguages() const {
-  std::lock_guard lock(context_.state.lock());
+  LockGuard lock(context_.state.lock());
   return defaultLanguages_;
 }
 
 void LanguageSelection::setDefaultLanguages(std::vector<std::string> languages) {
-  std::lock_guard lock(context_.state.lock());
+  LockGuard lock(context_.state.lock());
   defaultLanguages_ = std::move(languages);
 }
 
 void LanguageSelection::resetDefaultLanguages() {
-  std::lock_guard lock(context_.state.lock());
+  LockGuard lock(context_.state.lock());
   Platform& platform = Platform::Current();
   std::vector<std::string> languages;
   if (auto base = getBaseLanguage()) languages.push_back(*base);
@@ -79,7 +75,7 @@ bool LanguageSelection::setLanguage(std::optional<std::string_view> language) {
   if (!language) {
     defaults.removeObject("AppleLanguages");
     defaults.synchronize();
-    clearDeviceLanguages();
+    TLDeviceUtil::forgetDeviceLanguages();
     resetDefaultLanguages();
     return true;
   }
@@ -93,7 +89,7 @@ bool LanguageSelection::setLanguage(std::optional<std::string_view> language) {
   preferred.insert(preferred.begin(), Value(code));
   defaults.setObject("AppleLanguages", preferred);
   defaults.synchronize();
-  clearDeviceLanguages();
+  TLDeviceUtil::forgetDeviceLanguages();
   resetDefaultLanguages();
   return true;
 }

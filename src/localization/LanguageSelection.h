@@ -34,7 +34,7 @@ class LanguageSelection {
 
  private:
   Context context_;
-  std::vector<std::string> defaultLanguages_;  // guarded by the engine's lock
+  std::vector<std::string> defaultLanguages_ TL_GUARDED_BY(context_.state.lock());
 };
 
 }  // namespace tolvana

@@ -39,8 +39,7 @@ TEST(DeviceLanguages, LongShortAndLocaleForms) {
     platform.locale->setCurrentRegion(c.region);
     platform.device->setSystemVersion(c.osVersion);
     platform.install();
-    TLDeviceUtil::deviceLanguage(std::nullopt);
-    TLDeviceUtil::deviceLanguageLong(std::nullopt);
+    TLDeviceUtil::forgetDeviceLanguages();
     EXPECT_EQ(TLDeviceUtil::deviceLanguageLong(), c.longForm);
     EXPECT_EQ(TLDeviceUtil::deviceLanguage(), c.shortForm);
     EXPECT_EQ(TLDeviceUtil::deviceLocale(), c.locale);
@@ -132,8 +131,7 @@ TEST_F(LanguageSelectionTest, LookupsRacingSetLanguageCannotBringTheOldLanguageB
   locale->inner = makeIcuLocale(app.platform.defaults, [](std::string_view) { return std::nullopt; });
   testing::installPorts([&](Platform::Ports& ports) { ports.locale = locale; });
   ASSERT_TRUE(parts->languages.setLanguage("fr"));
-  TLDeviceUtil::deviceLanguage(std::nullopt);
-  TLDeviceUtil::deviceLanguageLong(std::nullopt);
+  TLDeviceUtil::forgetDeviceLanguages();
 
   std::thread longForm([] { TLDeviceUtil::deviceLanguageLong(); }), shortForm([] { TLDeviceUtil::deviceLanguage(); });
   locale->read.wait();

@@ -5,6 +5,7 @@
 #include "config/TLDeviceUtil.h"
 #include "localization/DevelopmentLanguage.h"
 #include "localization/TLPluralRule.h"
+#include "support/ReadEpoch.h"
 #include "support/StringUtil.h"
 #include "support/TLLog.h"
 #include "tolvana/platform/Platform.h"
@@ -53,21 +54,23 @@ TLLocalizedString StringLookup::localizedStringForKey(std::string_view key, std:
                                                       std::optional<std::string_view> table,
                                                       std::shared_ptr<const Bundle> bundle) const {
   const EngineState& state = context_.state;
-  // The store and its settings are read once: a look-up runs for every text a screen shows.
+  // The store, its settings and the device languages are read once and not copied: a look-up
+  // runs for every text a screen shows. The section keeps what they point to alive.
+  ReadEpoch::Section section;
   TLDatabase* db = state.currentDatabase();
-  TLDatabase::LookupSettings settings = db ? db->lookupSettings() : TLDatabase::LookupSettings{};
+  static const TLDatabase::LookupSettings kNoStore;
+  const TLDatabase::LookupSettings& settings = db ? db->lookupSettings() : kNoStore;
   if (!state.enabled || !db || !settings.initialized) {
     return tagged(orMainBundle(bundle)->localizedStringForKey(key, value, table), key);
   }
-  std::string deviceLong = TLDeviceUtil::deviceLanguageLong();
-  std::string deviceShort = TLDeviceUtil::deviceLanguage();
+  const DeviceLanguages& device = TLDeviceUtil::deviceLanguages();
   const std::optional<std::string>& base = settings.baseLanguage;
 
-  std::optional<std::string> result = valueIn(*db, key, deviceLong);
-  const std::string* answeredIn = &deviceLong;
-  if (absentOrEmpty(result) && deviceShort != deviceLong) {
-    result = valueIn(*db, key, deviceShort);
-    answeredIn = &deviceShort;
+  std::optional<std::string> result = valueIn(*db, key, device.longCode);
+  const std::string* answeredIn = &device.longCode;
+  if (absentOrEmpty(result) && device.shortCode != device.longCode) {
+    result = valueIn(*db, key, device.shortCode);
+    answeredIn = &device.shortCode;
   }
   std::optional<std::optional<std::string>> baseValue;
   if (absentOrEmpty(result) && base) {
@@ -203,8 +206,10 @@ std::map<std::string, std::string> StringLookup::localizedStringsForLanguage(std
 }
 
 std::map<std::string, std::string> StringLookup::localizedStringsForCurrentLanguage() const {
-  auto longTable = localizedStringsForLanguage(TLDeviceUtil::deviceLanguageLong());
-  auto shortTable = localizedStringsForLanguage(TLDeviceUtil::deviceLanguage());
+  ReadEpoch::Section section;
+  const DeviceLanguages& device = TLDeviceUtil::deviceLanguages();
+  auto longTable = localizedStringsForLanguage(device.longCode);
+  auto shortTable = localizedStringsForLanguage(device.shortCode);
   auto db = context_.state.database();
   auto base = db ? db->baseLanguage() : std::nullopt;
   auto merged = base ? localizedStringsForLanguage(*base) : std::map<std::string, std::string>{};

@@ -57,7 +57,7 @@ TEST_F(StringLookupTest, DraftAndShowIdModes) {
   EXPECT_EQ(lookup("short.only"), "Kurz");
   EXPECT_EQ(lookup("draft.empty"), "Veröffentlicht");  // an empty draft shows the published value
   app.platform.locale->setPreferredLanguages({"de"});
-  TLDeviceUtil::deviceLanguageLong(std::nullopt);
+  TLDeviceUtil::forgetDeviceLanguages();
   auto tagged = parts->lookup.localizedStringForKey("hello", std::nullopt, std::nullopt, nullptr);
   EXPECT_EQ(tagged.text, "Hallo-Entwurf");
   EXPECT_EQ(tagged.key, "hello");

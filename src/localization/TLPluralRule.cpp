@@ -3,6 +3,7 @@
 #include <array>
 
 #include "config/TLDeviceUtil.h"
+#include "support/ReadEpoch.h"
 
 namespace tolvana {
 
@@ -100,9 +101,10 @@ TLPluralRule GetPluralRuleForSpecialCases(std::uint64_t, std::string_view langua
 }
 
 TLPluralRule TLPluralRuleForQuantity(std::uint64_t quantity) {
-  std::string longLanguage = TLDeviceUtil::deviceLanguageLong();
-  std::string shortLanguage = TLDeviceUtil::deviceLanguage();
-  GetPluralRuleForSpecialCases(quantity, longLanguage);
+  ReadEpoch::Section section;
+  const DeviceLanguages& device = TLDeviceUtil::deviceLanguages();
+  const std::string& shortLanguage = device.shortCode;
+  GetPluralRuleForSpecialCases(quantity, device.longCode);
   if (shortLanguage.size() == 2) return GetPluralRuleForISO6391(quantity, shortLanguage);
   if (shortLanguage.size() == 3) return GetPluralRuleForISO6392(quantity);
   return TLPluralRuleOther;

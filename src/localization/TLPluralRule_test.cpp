@@ -2,38 +2,72 @@
 
 #include <gtest/gtest.h>
 
+#include "config/TLDeviceUtil.h"
+#include "tests/support/TestPlatform.h"
+
 namespace tolvana {
 namespace {
 
-constexpr auto Zero = TLPluralRuleZero, One = TLPluralRuleOne, Two = TLPluralRuleTwo, Few = TLPluralRuleFew,
-               Many = TLPluralRuleMany, Other = TLPluralRuleOther;
+// The form of each quantity in a window, one letter each: z zero, o one, t two, f few,
+// m many, . other.
+TLPluralRule formOf(char letter) { return static_cast<TLPluralRule>(std::string_view("zotfm.").find(letter)); }
 
-TEST(PluralRule, PicksTheServiceFormPerLanguage) {
+// Two windows hold every edge of every range the languages state: 0..29 those of n and of
+// n % 10, 96..125 those of n % 100 (99 | 100, 102 | 103, 110 | 111, 114 | 115, 119 | 120).
+TEST(PluralRule, EveryFormAtEveryEdgeOfEveryLanguage) {
   const struct {
-    const char* code;
-    std::uint64_t n;
-    TLPluralRule expected;
-  } cases[] = {
-      {"en", 0, Other}, {"en", 1, One},    {"fr", 0, One},     {"fr", 2, Other},   {"ar", 0, Zero},
-      {"ar", 2, Two},   {"ar", 102, Other}, {"ar", 103, Few},  {"ar", 111, Many},  {"hr", 11, Few},
-      {"hr", 21, One},  {"hr", 12, Many},  {"hr", 22, Few},    {"hr", 5, Many},    {"he", 0, Many},
-      {"he", 20, Many}, {"he", 11, Other}, {"he", 2, Two},     {"he", 7, Other},   {"lv", 0, Zero},
-      {"lv", 21, One},  {"lv", 11, Many},  {"lv", 5, Many},    {"pl", 0, Many},    {"pl", 22, Few},
-      {"pl", 12, Many}, {"ro", 0, Few},    {"ro", 19, Few},    {"ro", 20, Other},  {"ro", 101, Other},
-      {"ru", 21, One},  {"ru", 11, Many},  {"ru", 104, Few},   {"uk", 3, Few},     {"cs", 0, Other},
-      {"cs", 4, Few},   {"cs", 22, Other}, {"sk", 1, One},     {"ja", 1, Other},   {"id", 1, Other},
-      {"DE", 1, One},   {"xx", 2, Other},
+    std::vector<const char*> codes;
+    const char* from0;
+    const char* from96;
+  } families[] = {
+      {{"ca", "da", "nl", "en", "de", "fi", "el", "hu", "it", "nb", "nn", "pt", "es", "sv", "xx", "", "FR"},
+       ".o............................", ".............................."},
+      {{"fr"}, "oo............................", ".............................."},
+      {{"id", "ja", "ko", "ms", "th", "tr", "vi"}, "..............................", ".............................."},
+      {{"ar"}, "zotffffffffmmmmmmmmmmmmmmmmmmm", "mmmm...ffffffffmmmmmmmmmmmmmmm"},
+      {{"hr"}, "mofffmmmmmmfmmmmmmmmmofffmmmmm", "mmmmmofffmmmmmmfmmmmmmmmmofffm"},
+      {{"cs", "sk"}, ".offf.........................", ".............................."},
+      {{"he"}, "mot.................m.........", "....m.........m.........m....."},
+      {{"lv"}, "zommmmmmmmmmmmmmmmmmmommmmmmmm", "mmmmmommmmmmmmmmmmmmmmmmmommmm"},
+      {{"pl"}, "mofffmmmmmmmmmmmmmmmmmfffmmmmm", "mmmmmmfffmmmmmmmmmmmmmmmmmfffm"},
+      {{"ro"}, "foffffffffffffffffff..........", "......ffffffffffffffffff......"},
+      {{"ru", "uk"}, "mofffmmmmmmmmmmmmmmmmofffmmmmm", "mmmmmofffmmmmmmmmmmmmmmmmofffm"},
   };
-  for (const auto& c : cases) {
-    EXPECT_EQ(GetPluralRuleForISO6391(c.n, c.code), c.expected) << c.code << " " << c.n;
+  for (const auto& family : families) {
+    for (const char* code : family.codes) {
+      for (std::uint64_t i = 0; i < 30; ++i) {
+        EXPECT_EQ(GetPluralRuleForISO6391(i, code), formOf(family.from0[i])) << '"' << code << "\" " << i;
+        EXPECT_EQ(GetPluralRuleForISO6391(96 + i, code), formOf(family.from96[i])) << '"' << code << "\" " << 96 + i;
+      }
+    }
   }
 }
 
-TEST(PluralRule, ThreeLetterAndWords) {
-  EXPECT_EQ(GetPluralRuleForISO6392(1), One);
-  EXPECT_EQ(GetPluralRuleForISO6392(0), Other);
-  EXPECT_EQ(GetPluralRuleForSpecialCases(1, "zh-Hans"), Other);
-  EXPECT_EQ(pluralRuleWord(3), "few");
+// Two letters take the table, three the one/other rule, any other length other.
+TEST(PluralRule, TheDeviceLanguageChoosesTheRule) {
+  testing::TestPlatform platform;
+  platform.install();
+  const struct {
+    const char* language;
+    std::uint64_t n;
+    TLPluralRule expected;
+  } cases[] = {
+      {"pl-PL", 22, TLPluralRuleFew}, {"pl-PL", 1, TLPluralRuleOne},  {"zh-Hans", 1, TLPluralRuleOne},
+      {"zh-Hans", 2, TLPluralRuleOther}, {"haw", 1, TLPluralRuleOne}, {"haw", 0, TLPluralRuleOther},
+      {"fr", 0, TLPluralRuleOne},     {"yue-HK", 0, TLPluralRuleOther}, {"", 1, TLPluralRuleOther},
+      {"abcd", 1, TLPluralRuleOther},
+  };
+  for (const auto& c : cases) {
+    platform.locale->setPreferredLanguages({c.language});
+    TLDeviceUtil::forgetDeviceLanguages();
+    EXPECT_EQ(TLPluralRuleForQuantity(c.n), c.expected) << '"' << c.language << "\" " << c.n;
+  }
+  TLDeviceUtil::forgetDeviceLanguages();
+}
+
+TEST(PluralRule, WordsOfTheSixRulesOnly) {
+  EXPECT_EQ(pluralRuleWord(0), "zero");
+  EXPECT_EQ(pluralRuleWord(5), "other");
   EXPECT_EQ(pluralRuleWord(6), std::nullopt);
   EXPECT_EQ(pluralRuleWord(-1), std::nullopt);
 }

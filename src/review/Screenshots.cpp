@@ -37,6 +37,19 @@ std::int32_t pixels(double points) {
   return static_cast<std::int32_t>(std::trunc(points * TLDeviceUtil::screenScale()));
 }
 
+std::optional<Screenshots::Window> rootWindow(Ui& ui) {
+  if (auto view = ui.rootWindowView()) return Screenshots::Window{std::move(*view), ui.rootWindowPng()};
+  logWarning("Could not find RootWindow");
+  return std::nullopt;
+}
+
+std::optional<Screenshots::Window> keyWindow(Ui& ui) {
+  if (auto view = ui.keyWindowView()) return Screenshots::Window{std::move(*view), ui.keyWindowPng()};
+  if (auto root = rootWindow(ui)) return root;
+  logWarning("Could not find KeyWindow");
+  return std::nullopt;
+}
+
 }  // namespace
 
 Screenshots::Screenshots(Context context) : context_(std::move(context)) {}
@@ -99,27 +112,38 @@ void Screenshots::captureScreenshotNoChecksWithTag(const std::string& tag, const
     logError("No tag supplied! Supply a screen tag to upload a screenshot.");
     return refuse();
   }
-  captureScreenshotOfView(tag, keys, Platform::Current().ui().rootWindowView(), useOcr, std::move(completion));
+  auto window = windowToCapture();
+  // A picture of nothing is worth no upload.
+  if (!window) return refuse();
+  captureScreenshotOfView(tag, keys, std::move(*window), useOcr, std::move(completion));
 }
 
-void Screenshots::captureScreenshotOfView(const std::string& tag, const std::vector<std::string>& keys,
-                                          const std::optional<UiView>& view, bool useOcr, Completion completion) {
-  auto collected = context_.collector.collectStringsInView(view ? &*view : nullptr);
-  // A hidden or clear window yields nothing at all: the keys' positions go too.
+std::optional<Screenshots::Window> Screenshots::windowToCapture() {
+  Ui& ui = Platform::Current().ui();
+  if (auto root = rootWindow(ui)) return root;
+  return keyWindow(ui);
+}
+
+void Screenshots::captureScreenshotOfView(const std::string& tag, const std::vector<std::string>& keys, Window window,
+                                          bool useOcr, Completion completion) {
+  auto collected = context_.collector.collectStringsInView(&window.view);
+  // A hidden or clear window shows no string at all: neither the listed keys' positions nor
+  // the provider's go with it.
+  const bool visible = collected.has_value();
   std::vector<TLStringPosition> positions;
-  if (collected) {
+  if (visible) {
     positions = std::move(*collected);
     auto listed = context_.collector.positionsForKeys(keys);
     positions.insert(positions.end(), listed.begin(), listed.end());
   }
-  std::string png = Platform::Current().ui().rootWindowPng();
+  std::string png = std::move(window.png);
   auto provider = context_.screenshotInterface();
   if (!provider) return uploadScreenWithTag(tag, std::move(positions), std::move(png), useOcr, std::move(completion));
-  provider->getStringPositions([this, owner = context_.owner, tag, positions, png, useOcr,
+  provider->getStringPositions([this, owner = context_.owner, tag, positions, png, useOcr, visible,
                                 completion](std::string text) mutable {
     auto alive = owner.lock();
     if (!alive) return completeOnMain(completion, false);
-    addProvidedPositions(text, positions);
+    if (visible) addProvidedPositions(text, positions);
     uploadScreenWithTag(tag, std::move(positions), std::move(png), useOcr, std::move(completion));
   });
 }
@@ -147,6 +171,11 @@ void Screenshots::addProvidedPositions(const std::string& text, std::vector<TLSt
 void Screenshots::captureScreenshotWithTagAndPositionFromDraftModeDialog(const std::string& tag,
                                                                          const std::string& idsAndPos,
                                                                          Completion completion) {
+  auto window = windowToCapture();
+  if (!window) {
+    if (completion) completion(false);
+    return;
+  }
   std::vector<TLStringPosition> positions;
   auto parsed = json::parse(idsAndPos);
   if (parsed && parsed->isDictionary()) {
@@ -156,8 +185,7 @@ void Screenshots::captureScreenshotWithTagAndPositionFromDraftModeDialog(const s
       positions.emplace_back(key, "", pixels(x), pixels(y), pixels(width), pixels(height));
     }
   }
-  uploadScreenWithTag(tag, std::move(positions), Platform::Current().ui().rootWindowPng(), false,
-                      std::move(completion));
+  uploadScreenWithTag(tag, std::move(positions), std::move(window->png), false, std::move(completion));
 }
 
 std::string Screenshots::uploadLanguage() const {

@@ -41,8 +41,13 @@ class Screenshots {
   // For the overlay and the issue flow: no draft-mode check.
   void captureScreenshotNoChecksWithTag(const std::string& tag, const std::vector<std::string>& keys, bool useOcr,
                                         Completion completion);
-  void captureScreenshotOfView(const std::string& tag, const std::vector<std::string>& keys,
-                               const std::optional<UiView>& view, bool useOcr, Completion completion);
+  // A window as a capture takes it: its views and its picture.
+  struct Window {
+    UiView view;
+    std::string png;
+  };
+  void captureScreenshotOfView(const std::string& tag, const std::vector<std::string>& keys, Window window,
+                               bool useOcr, Completion completion);
   // With positions a UI-test runner measured: a JSON object of key to "{{x, y}, {w, h}}" in
   // points. No other check is made.
   void captureScreenshotWithTagAndPositionFromDraftModeDialog(const std::string& tag, const std::string& idsAndPos,
@@ -58,6 +63,9 @@ class Screenshots {
   Context context_;
 
   void addProvidedPositions(const std::string& text, std::vector<TLStringPosition>& positions) const;
+  // The root window, else the key window; nullopt, with a warning of each look-up, when the
+  // app shows neither.
+  static std::optional<Window> windowToCapture();
   std::string uploadLanguage() const;
 };
 

@@ -1,5 +1,7 @@
 #include "review/TLStringCache.h"
 
+#include "support/Mutex.h"
+
 namespace tolvana {
 
 TLStringCache& TLStringCache::sharedInstance() {
@@ -8,7 +10,7 @@ TLStringCache& TLStringCache::sharedInstance() {
 }
 
 void TLStringCache::addStringKey(std::string key, std::string_view value) {
-  std::lock_guard lock(mutex_);
+  LockGuard lock(mutex_);
   if (auto found = index_.find(value); found != index_.end()) {
     found->second->second = std::move(key);
     entries_.splice(entries_.begin(), entries_, found->second);
@@ -23,7 +25,7 @@ void TLStringCache::addStringKey(std::string key, std::string_view value) {
 }
 
 std::optional<std::string> TLStringCache::getKeyForValue(std::string_view value) {
-  std::lock_guard lock(mutex_);
+  LockGuard lock(mutex_);
   auto found = index_.find(value);
   if (found == index_.end()) return std::nullopt;
   entries_.splice(entries_.begin(), entries_, found->second);

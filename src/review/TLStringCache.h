@@ -11,6 +11,8 @@
 #include <string_view>
 #include <unordered_map>
 
+#include "support/Mutex.h"
+
 namespace tolvana {
 
 class TLStringCache {
@@ -23,9 +25,9 @@ class TLStringCache {
 
  private:
   using Entry = std::pair<std::string, std::string>;  // value, key; most recent first
-  std::mutex mutex_;
-  std::list<Entry> entries_;                                           // guarded by mutex_
-  std::unordered_map<std::string_view, std::list<Entry>::iterator> index_;  // guarded by mutex_
+  Mutex mutex_;
+  std::list<Entry> entries_ TL_GUARDED_BY(mutex_);
+  std::unordered_map<std::string_view, std::list<Entry>::iterator> index_ TL_GUARDED_BY(mutex_);
 };
 
 }  // namespace tolvana

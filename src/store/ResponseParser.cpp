@@ -2,6 +2,8 @@
 
 #include <simdjson.h>
 
+#include <cstddef>
+#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
@@ -134,6 +136,8 @@ struct LanguagesWriter {
   std::vector<std::string> delivered;
   long counter = 0;
   int unwritten = 0;
+  std::size_t newLanguages = 0;
+  bool refusedNewLanguage = false;
 
   void language(std::string language, dom::element groupsValue) {
     logVerbose("Parsing language: '%@'", language);
@@ -142,13 +146,32 @@ struct LanguagesWriter {
       return;
     }
     delivered.push_back(language);
-    auto store = database.databaseForLanguage(language, true);
+    // A store is made only once a group brings entries: an answer may list any number of
+    // languages, and a file for each would cost the disk and every later start.
+    auto store = database.databaseForLanguage(language, false);
     dom::object groups;
     if (groupsValue.get_object().get(groups)) {
       logError("Groups of language '%@' are no object; skipped.", language);
       return;
     }
     for (auto [groupName, group] : groups) this->group(language, store, std::string(groupName), group);
+  }
+
+  // The language's store, made now if it has none and the answer has not brought too many
+  // new languages already.
+  std::shared_ptr<TLDBProtocol> storeToWrite(const std::string& language, std::shared_ptr<TLDBProtocol>& store) {
+    if (store) return store;
+    if (newLanguages >= ResponseParser::kMaxNewLanguagesPerAnswer) {
+      if (!refusedNewLanguage) {
+        logError("Server response brings more than %lu new languages; the rest are left for a later update.",
+                 static_cast<unsigned long>(ResponseParser::kMaxNewLanguagesPerAnswer));
+      }
+      refusedNewLanguage = true;
+      return nullptr;
+    }
+    store = database.databaseForLanguage(language, true);
+    newLanguages += store != nullptr;
+    return store;
   }
 
   void group(const std::string& language, std::shared_ptr<TLDBProtocol>& store, const std::string& groupName,
@@ -173,8 +196,8 @@ struct LanguagesWriter {
     }
     if (version <= local) return;
     dom::object entries;
-    if (store && !group["entries"].get_object().get(entries) && entries.begin() != entries.end() &&
-        !writeGroup(*store, groupName, version, entries, counter)) {
+    if (!group["entries"].get_object().get(entries) && entries.begin() != entries.end() &&
+        storeToWrite(language, store) && !writeGroup(*store, groupName, version, entries, counter)) {
       logError("Group '%@' of '%@' could not be written.", groupName, language);
       ++unwritten;
       if (database.dropIfBroken(language, store)) store = database.databaseForLanguage(language, true);

@@ -10,6 +10,7 @@
 // Thread contract: the caller holds the database's lock for the whole parse.
 #pragma once
 
+#include <cstddef>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -22,6 +23,9 @@ class TLDatabase;
 
 class ResponseParser {
  public:
+  // How many languages without a store one answer may bring; the rest wait for a later one.
+  static constexpr std::size_t kMaxNewLanguagesPerAnswer = 100;
+
   explicit ResponseParser(TLDatabase& database) : database_(database) {}
   // True when the answer was accepted (an empty object included); false when it lacked a
   // version or a base language, or was no well-formed JSON object. An accepted answer may

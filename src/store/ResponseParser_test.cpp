@@ -5,7 +5,9 @@
 
 #include <filesystem>
 
+#include "store/TLDBSqlite.h"
 #include "store/TLDatabase.h"
+#include "support/Format.h"
 #include "support/Json.h"
 #include "tests/support/AppFixture.h"
 
@@ -76,6 +78,8 @@ TEST_F(ResponseParserTest, OnlyNewerGroupsAreWrittenOneTransactionEach) {
   EXPECT_EQ(db->versionForGroup("empty", "de"), -1);  // a version only comes with entries
   EXPECT_EQ(db->valueWithKey("ciao", "it"), "Ciao");
   EXPECT_EQ(db->baseLanguage(), "de");
+  EXPECT_TRUE(db->collectMissingEnabled());
+  EXPECT_FALSE(db->draftModeEnabled());  // absent reads as off
   EXPECT_TRUE(db->isLanguageSupported("it"));
   EXPECT_TRUE(TLDatabase::isLanguageDeleted("en"));  // on disk but not delivered
   EXPECT_FALSE(TLDatabase::isLanguageDeleted("de"));
@@ -85,6 +89,57 @@ TEST_F(ResponseParserTest, OnlyNewerGroupsAreWrittenOneTransactionEach) {
   EXPECT_TRUE(parse(R"({"__v":4,"baseLanguage":"fr","data":{"de":{"main":{"version":4,"entries":{"hello":{"v":"Moin"}}}}}})"));
   EXPECT_EQ(db->baseLanguage(), "de");
   EXPECT_EQ(db->valueWithKey("hello", "de"), "Moin");
+  // Nor does an equal one; a newer one takes "baseLanguage" over "masterLanguage".
+  EXPECT_TRUE(parse(R"({"__v":5,"baseLanguage":"fr","draftModeEnabled":true,"data":{}})"));
+  EXPECT_EQ(db->baseLanguage(), "de");
+  EXPECT_FALSE(db->draftModeEnabled());
+  EXPECT_TRUE(parse(R"({"__v":6,"masterLanguage":"it","baseLanguage":"fr","data":{}})"));
+  EXPECT_EQ(db->baseLanguage(), "fr");
+}
+
+// Versions past 32 bits: the reference server versions a file by its time in milliseconds.
+// A truncated version would never match the server's and the group would come again at
+// every update.
+TEST_F(ResponseParserTest, VersionsPast32BitsAreKeptWholeAndNotFetchedAgain) {
+  for (std::int64_t version : {std::int64_t{4294967305}, std::int64_t{1732000000123}}) {
+    SCOPED_TRACE(version);
+    std::string answer = format(R"({"__v":2,"baseLanguage":"en","data":{"de":{"main":{"version":%lld,"entries":{"hello":{"v":"v%lld"}}}}}})",
+                                static_cast<long long>(version), static_cast<long long>(version));
+    ASSERT_TRUE(parse(answer));
+    EXPECT_EQ(db->versionForGroup("main", "de"), version);
+    EXPECT_EQ(TLDBSqlite::initWithPath(app.storePath("de"))->getGroupVersion("main"), version);
+    app.platform.log->clear();
+    ASSERT_TRUE(parse(answer));
+    EXPECT_TRUE(app.platform.log->contains("Entries parsed in total: 0"));
+  }
+}
+
+// A server that lists thousands of languages: those with nothing newer cost no store and the
+// deletion marks one write of the defaults; those with entries get stores only up to a bound.
+TEST_F(ResponseParserTest, AnAnswerListingHundredsOfLanguagesCreatesBoundedStoresAndWritesMarksOnce) {
+  auto storeFiles = [&] {
+    std::size_t count = 0;
+    for (const auto& entry : std::filesystem::directory_iterator(std::filesystem::path(app.storePath("de")).parent_path())) {
+      count += entry.path().extension() == ".sqlite";
+    }
+    return count;
+  };
+  auto answer = [](int version, const char* group) {
+    std::string data = R"("de":{"main":{"version":3,"entries":{"hello":{"v":"Hallo"}}}})";
+    for (int i = 0; i < 300; ++i) data += format(R"(,"x%d":{%@})", i, group);
+    return format(R"({"__v":%d,"baseLanguage":"en","data":{%@}})", version, data);
+  };
+  const std::size_t before = storeFiles();
+  const int writes = app.platform.defaults->synchronizeCount();
+  ASSERT_TRUE(parse(answer(2, "")));
+  EXPECT_EQ(storeFiles(), before);
+  EXPECT_LE(app.platform.defaults->synchronizeCount() - writes, 1);
+  EXPECT_TRUE(TLDatabase::isLanguageDeleted("en"));
+
+  ASSERT_TRUE(parse(answer(3, R"("main":{"version":1,"entries":{"k":{"v":"t"}}})")));
+  EXPECT_EQ(storeFiles(), before + ResponseParser::kMaxNewLanguagesPerAnswer);
+  EXPECT_TRUE(app.platform.log->contains("new languages"));
+  EXPECT_EQ(db->valueWithKey("k", "x0"), "t");
 }
 
 TEST_F(ResponseParserTest, DraftModeTakesEveryGroupAgain) {
@@ -164,8 +219,9 @@ TEST(HostileNames, AreRefusedAndNothingLandsOutsideTheDataDirectory) {
   }
 }
 
-TEST(ResponseParserV1, EmptyLanguagesCreateNoStore) {
+TEST(ResponseParserV1, EmptyLanguagesCreateNoStoreAndTheBaseLanguageWins) {
   AppFixture app;
+  app.appFile["masterLanguage"] = "de";
   app.appLanguage("en", {{"k", "v", ""}});
   app.appLanguage("es", {});
   app.install();
@@ -173,6 +229,7 @@ TEST(ResponseParserV1, EmptyLanguagesCreateNoStore) {
   ASSERT_NE(db, nullptr);
   EXPECT_EQ(db->databaseForLanguage("es", false), nullptr);
   EXPECT_EQ(db->availableLanguages(), std::set<std::string>{"en"});
+  EXPECT_EQ(db->baseLanguage(), "en");
 }
 
 }  // namespace

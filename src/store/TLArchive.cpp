@@ -103,17 +103,12 @@ std::string describe(std::string_view what, std::string_view path, int error) {
 }
 
 bool writeEmptyFileAtomically(const std::string& path, std::string* error) {
-  std::string temporary = path + ".XXXXXX";
-  int fd = ::mkstemp(temporary.data());
-  if (fd < 0) {
-    *error = describe("Could not create file", path, errno);
-    return false;
-  }
-  ::fchmod(fd, 0644);
-  ::close(fd);
-  if (std::rename(temporary.c_str(), path.c_str()) != 0) {
-    *error = describe("Could not create file", path, errno);
-    ::unlink(temporary.c_str());
+  std::error_code ec;
+  if (isPlainFile(path) && fs::file_size(path, ec) == 0 && !ec) return true;
+  ReplacementFile file(path);
+  std::string reason;
+  if (!file.open(&reason) || !file.commit(false, &reason)) {
+    *error = "Could not create file " + reason;
     return false;
   }
   return true;
@@ -145,11 +140,19 @@ void removeDeletedLanguageStore(const std::string& language, const std::string& 
   }
 }
 
+// Only a store that is a file of its own counts as there: a link planted in its place is
+// replaced by the archive's member, not kept and not written through.
+bool storeIsThere(const std::string& path) {
+  if (isPlainFile(path)) return true;
+  std::error_code ec;
+  if (fs::is_symlink(fs::symlink_status(path, ec))) logError("Store %@ is a link; the archive's store replaces it", path);
+  return false;
+}
+
 bool skipsMember(const std::string& name, const std::string& target, bool skipExisting) {
   if (!skipExisting || name.find('/') == std::string::npos) return name.starts_with('.');
-  std::error_code ec;
   const bool compressed = name.ends_with(kGzipSuffix);
-  bool skip = fs::exists(target, ec) || (compressed && fs::exists(withoutGzipSuffix(target), ec));
+  bool skip = storeIsThere(target) || (compressed && storeIsThere(withoutGzipSuffix(target)));
   if (compressed) {
     std::string language = languageOfMember(name);
     if (TLDatabase::isLanguageDeleted(language)) {
@@ -160,19 +163,16 @@ bool skipsMember(const std::string& name, const std::string& target, bool skipEx
   return skip;
 }
 
-bool unpackDirectory(std::string name, const std::string& destination, std::string* error, bool skipExisting) {
+bool unpackDirectory(std::string name, const std::string& destination, std::string* error) {
   if (name == "./" || name == ".") return true;
   name = withoutLeadingDotSlash(std::move(name));
   if (!staysInsideDestination(name)) {
     logError("Archive member outside destination: %@", name);
     return false;
   }
-  std::string target = destination + "/" + name;
-  std::error_code ec;
-  if (skipExisting && name.find('/') != std::string::npos && fs::is_directory(target, ec)) return true;
-  fs::create_directories(target, ec);
-  if (ec) {
-    *error = describe("Could not create directory", target, ec.value());
+  std::string reason;
+  if (!makeDirectoriesBelow(destination, name, &reason)) {
+    *error = "Could not create directory " + reason;
     return false;
   }
   return true;
@@ -213,7 +213,8 @@ std::optional<std::uint64_t> unpackFile(const Block& header, int fd, std::uint64
   if (!error->empty()) return std::nullopt;
   bool outOfSpace = false;
   if (!skipsMember(name, target, skipExisting) &&
-      !TLArchive::writeFileDataForFile(fd, offset + TLArchive::kBlockSize, *memberSize, target, error, &outOfSpace)) {
+      !(makeDirectoriesBelow(destination, fs::path(name).parent_path().string(), error) &&
+        TLArchive::writeFileDataForFile(fd, offset + TLArchive::kBlockSize, *memberSize, target, error, &outOfSpace))) {
     if (outOfSpace) reportOutOfSpace(destination);
     return std::nullopt;
   }
@@ -302,7 +303,7 @@ bool TLArchive::createFilesAndDirectoriesAtPath(const std::string& destination, 
         blocks = 2;
         break;
       case '5':
-        if (!unpackDirectory(headerName(*header), destination, error, skipExistingDirectories)) return false;
+        if (!unpackDirectory(headerName(*header), destination, error)) return false;
         break;
       case '0':
       case '1':

@@ -7,6 +7,7 @@
 #include <unistd.h>
 
 #include <filesystem>
+#include <fstream>
 #include <functional>
 
 #include "config/TLDeviceUtil.h"
@@ -168,6 +169,35 @@ TEST_F(TLArchiveTest, StoreOfADeletedLanguageIsRemovedAndNotUnpacked) {
 TEST_F(TLArchiveTest, MissingArchiveFails) {
   EXPECT_FALSE(TLArchive::createFilesAndDirectoriesAtPath(data, scratch.file("none.tolvana"), true));
   EXPECT_TRUE(platform.log->contains("File does not exist. " + scratch.file("none.tolvana")));
+}
+
+// Links another program of the user planted in the data directory, each pointing outside it:
+// the unpacking replaces every one of them and writes nothing where they point.
+TEST_F(TLArchiveTest, LinksPlantedInTheDataDirectoryAreReplacedNotFollowed) {
+  enum class Target { kNone, kFile, kFolder };
+  const std::pair<const char*, Target> cases[] = {{"app.tolvana", Target::kFile}, {"app/de.sqlite", Target::kNone},
+                                                  {"app/fr.sqlite", Target::kFile}, {"app", Target::kFolder},
+                                                  {"app", Target::kNone}};
+  ArchiveBuilder archive;
+  archive.file("app.tolvana", R"({"_id":"app","apiSecret":"secret"})").directory("app/");
+  archive.store("app", "de", {.entries = {{"hello", "Hallo", ""}}}).store("app", "fr", {.entries = {{"hello", "Salut", ""}}});
+  archive.endBlocks();
+  const std::string victim = scratch.file("victim");
+  for (const auto& [link, target] : cases) {
+    SCOPED_TRACE(link);
+    fs::remove_all(data);
+    fs::remove_all(victim);
+    fs::create_directories(data + (std::string(link) == "app" ? "" : "/app"));
+    if (target == Target::kFile) std::ofstream(victim) << "the user's own file";
+    if (target == Target::kFolder) fs::create_directories(victim);
+    ASSERT_EQ(symlink(victim.c_str(), (data + "/" + link).c_str()), 0);
+    EXPECT_TRUE(unpack(archive));
+    EXPECT_FALSE(fs::is_symlink(data + "/" + link));
+    EXPECT_EQ(fs::exists(victim), target != Target::kNone);
+    if (target == Target::kFile) EXPECT_EQ(readWholeFile(victim), "the user's own file");
+    if (target == Target::kFolder) EXPECT_TRUE(fs::is_empty(victim));
+    EXPECT_EQ(TLDBSqlite::initWithPath(data + "/app/de.sqlite")->entryValueForKey("hello"), "Hallo");
+  }
 }
 
 // The file-size limit stands in for a full disk; it is set in a child so the test process

@@ -8,6 +8,7 @@
 #include "store/ReadIndexSnapshot.h"
 #include "store/SqliteStatement.h"
 #include "store/StoreFingerprint.h"
+#include "support/Mutex.h"
 #include "support/TLLog.h"
 #include "tolvana/platform/Platform.h"
 
@@ -24,6 +25,11 @@ constexpr const char* kCreateEntries = "CREATE TABLE IF NOT EXISTS entries (key 
 constexpr const char* kCreateGroups = "CREATE TABLE IF NOT EXISTS groups (name TEXT PRIMARY KEY, version INTEGER)";
 constexpr const char* kNotOpenRead = "Database not open (entryValueForKey).";
 constexpr std::chrono::nanoseconds kOutsideCheckInterval = std::chrono::seconds(1);
+
+std::int64_t versionIn(const std::map<std::string, std::int64_t, std::less<>>& versions, std::string_view name) {
+  auto it = versions.find(name);
+  return it == versions.end() ? std::int64_t{-1} : it->second;
+}
 
 }  // namespace
 
@@ -110,13 +116,9 @@ std::optional<std::int64_t> TLDBSqlite::cachedGroupVersion(std::string_view name
   // Checked on every call: a stat costs a hundredth of an open, and an update decides from
   // these versions what to write, so another process's write must never be missed.
   FileSignature signature = FileSignature::of(dbPath_);
-  auto find = [&] {
-    auto it = groupVersions_->find(name);
-    return it == groupVersions_->end() ? std::int64_t{-1} : it->second;
-  };
   {
-    std::shared_lock lock(indexMutex_);
-    if (groupVersions_ && signature == groupsSignature_) return find();
+    SharedLockGuard lock(indexMutex_);
+    if (groupVersions_ && signature == groupsSignature_) return versionIn(*groupVersions_, name);
   }
   if (!openForRead("Database not open (getGroupVersion).")) return std::nullopt;
   std::map<std::string, std::int64_t, std::less<>> versions;
@@ -131,10 +133,10 @@ std::optional<std::int64_t> TLDBSqlite::cachedGroupVersion(std::string_view name
   noteFailure(status, false);
   closeAfterRead();
   if (status != SQLITE_OK) return std::nullopt;
-  std::unique_lock lock(indexMutex_);
+  LockGuard lock(indexMutex_);
   groupVersions_ = std::move(versions);
   groupsSignature_ = signature;
-  return find();
+  return versionIn(*groupVersions_, name);
 }
 
 std::optional<std::string> TLDBSqlite::entryValueForKey(std::string_view key) {
@@ -155,20 +157,22 @@ template <typename Answer>
 bool TLDBSqlite::readIndexed(std::string_view key, Answer&& answer) {
   noticeOutsideChanges();
   {
-    std::shared_lock lock(indexMutex_);
+    SharedLockGuard lock(indexMutex_);
     if (index_) {
       if (auto row = index_->find(key)) answer(*row);
       return true;
     }
   }
-  std::lock_guard reading(sqliteReadMutex_);
-  std::shared_lock lock(indexMutex_, std::defer_lock);
-  // Another thread may have loaded it while this one waited.
-  if (lock.lock(); !index_) {
-    lock.unlock();
-    if (!loadIndex()) return false;
-    lock.lock();
+  LockGuard reading(sqliteReadMutex_);
+  bool loaded;
+  {
+    // Another thread may have loaded it while this one waited.
+    SharedLockGuard lock(indexMutex_);
+    loaded = index_.has_value();
   }
+  if (!loaded && !loadIndex()) return false;
+  SharedLockGuard lock(indexMutex_);
+  if (!index_) return false;
   if (auto row = index_->find(key)) answer(*row);
   return true;
 }
@@ -186,7 +190,7 @@ bool TLDBSqlite::loadIndex() {
     if (!index) return false;
     ReadIndexSnapshot::save(dbPath_, fingerprint, *index);
   }
-  std::unique_lock lock(indexMutex_);
+  LockGuard lock(indexMutex_);
   index_ = std::move(index);
   indexSignature_ = signature;
   return true;
@@ -214,6 +218,7 @@ std::optional<TLReadIndex> TLDBSqlite::readIndexFromStore() {
                      : std::string_view();
       };
       while (select.stepRow()) index->put(text(0), text(1), text(2));
+      index->shrinkToFit();
     }
   }
   // A read that failed half-way would answer "absent" for rows that exist.
@@ -231,12 +236,12 @@ void TLDBSqlite::noticeOutsideChanges() {
   std::int64_t due = nextOutsideCheck_.load(std::memory_order_relaxed);
   if (now < due || !nextOutsideCheck_.compare_exchange_strong(due, now + kOutsideCheckInterval.count())) return;
   FileSignature current = FileSignature::of(dbPath_);
-  std::unique_lock lock(indexMutex_);
+  LockGuard lock(indexMutex_);
   if (index_ && !(current == indexSignature_)) index_.reset();
 }
 
 std::size_t TLDBSqlite::indexBytes() const {
-  std::shared_lock lock(indexMutex_);
+  SharedLockGuard lock(indexMutex_);
   return index_ ? index_->memoryBytes() : 0;
 }
 

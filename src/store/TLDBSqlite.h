@@ -40,6 +40,7 @@
 #include "store/TLDBProtocol.h"
 #include "store/TLReadIndex.h"
 #include "support/FileSignature.h"
+#include "support/Mutex.h"
 
 struct sqlite3;
 struct sqlite3_stmt;
@@ -124,14 +125,14 @@ class TLDBSqlite final : public TLDBProtocol {
   static constexpr std::size_t kCacheLine = 64;
   alignas(kCacheLine) std::atomic<bool> broken_ = false;
   std::atomic<std::int64_t> nextOutsideCheck_{0};  // steady-clock nanoseconds
-  mutable std::shared_mutex indexMutex_;
-  std::optional<TLReadIndex> index_;  // guarded by indexMutex_
-  FileSignature indexSignature_;      // the file the index reflects; guarded by indexMutex_
-  std::optional<std::map<std::string, std::int64_t, std::less<>>> groupVersions_;  // guarded by indexMutex_
-  FileSignature groupsSignature_;  // the file groupVersions_ reflects; guarded by indexMutex_
+  mutable SharedMutex indexMutex_;
+  std::optional<TLReadIndex> index_ TL_GUARDED_BY(indexMutex_);
+  FileSignature indexSignature_ TL_GUARDED_BY(indexMutex_);  // the file the index reflects
+  std::optional<std::map<std::string, std::int64_t, std::less<>>> groupVersions_ TL_GUARDED_BY(indexMutex_);
+  FileSignature groupsSignature_ TL_GUARDED_BY(indexMutex_);  // the file groupVersions_ reflects
   // Held across every SQLite read of the index loader and every COMMIT, so that the loader's
-  // read lock never makes a commit fail as busy. Taken before indexMutex_.
-  std::mutex sqliteReadMutex_;
+  // read lock never makes a commit fail as busy.
+  Mutex sqliteReadMutex_ TL_ACQUIRED_BEFORE(indexMutex_);
 };
 
 }  // namespace tolvana

@@ -4,6 +4,7 @@
 
 #include "store/SqliteStatement.h"
 #include "store/TLDBSqlite.h"
+#include "support/Mutex.h"
 #include "support/TLLog.h"
 
 namespace tolvana {
@@ -18,7 +19,7 @@ constexpr const char* kInsertEntry = "INSERT OR REPLACE INTO ENTRIES (key, value
 
 void TLDBSqlite::applyCommittedRows() {
   FileSignature signature = FileSignature::of(dbPath_);
-  std::unique_lock lock(indexMutex_);
+  LockGuard lock(indexMutex_);
   if (index_ && trackingRows_) {
     for (const auto& row : pendingRows_) index_->put(row.key, row.value, row.draft);
     indexSignature_ = signature;
@@ -55,7 +56,7 @@ void TLDBSqlite::beginWriteTransaction() {
   pendingRows_.clear();
   pendingGroups_.clear();
   {
-    std::shared_lock lock(indexMutex_);
+    SharedLockGuard lock(indexMutex_);
     trackingRows_ = index_.has_value();
     trackingGroups_ = groupVersions_.has_value();
   }
@@ -141,13 +142,14 @@ void TLDBSqlite::createOrUpdateGroup(std::string_view name, std::int64_t version
     return;
   }
   bindText(insert, 1, name);
-  // Bound as a 32-bit integer, like every version already stored on devices.
-  sqlite3_bind_int(insert, 2, static_cast<int>(version));
+  // All 64 bits: servers version groups by time stamps in milliseconds. Stores written with
+  // 32-bit versions read back the same, since SQLite keeps integers by value.
+  sqlite3_bind_int64(insert, 2, version);
   if (int result = sqlite3_step(insert); result != SQLITE_DONE) {
     logError("Failed to add group");
     noteFailure(result, true);
   } else if (trackingGroups_) {
-    pendingGroups_.emplace_back(std::string(name), static_cast<int>(version));
+    pendingGroups_.emplace_back(std::string(name), version);
   }
   sqlite3_reset(insert);
 }
@@ -168,7 +170,7 @@ bool TLDBSqlite::commitWriteTransaction() {
   }
   sqlite3_stmt* commit = nullptr;
   bool committed = false;
-  std::unique_lock reading(sqliteReadMutex_);
+  UniqueLock reading(sqliteReadMutex_);
   if (int result = sqlite3_prepare_v2(database_, "COMMIT", -1, &commit, nullptr); result != SQLITE_OK) {
     logError("Could not COMMIT transaction. Error %d: %s", sqlite3_errcode(database_), sqlite3_errmsg(database_));
     noteFailure(result, true);

@@ -16,6 +16,7 @@
 #include "store/TLDatabaseState.h"
 #include "support/Files.h"
 #include "support/Json.h"
+#include "support/Mutex.h"
 #include "support/SafeName.h"
 #include "support/StringUtil.h"
 #include "support/TLLog.h"
@@ -25,15 +26,7 @@ namespace fs = std::filesystem;
 
 namespace tolvana {
 
-namespace {
-std::uint64_t nextManagerId() {
-  static std::atomic<std::uint64_t> counter{0};
-  return ++counter;
-}
-}  // namespace
-
-TLDatabase::TLDatabase() : id_(nextManagerId()), state_(std::make_unique<State>()) {}
-TLDatabase::~TLDatabase() = default;
+TLDatabase::TLDatabase() : state_(std::make_unique<State>()) {}
 
 namespace {
 
@@ -50,11 +43,16 @@ std::vector<std::string> storeLanguagesIn(const std::string& directory) {
   return languages;
 }
 
+bool canWriteIn(const std::string& directory) {
+  ReplacementFile probe(directory + "/.write-probe");
+  return probe.open();
+}
+
 }  // namespace
 
 std::shared_ptr<TLDatabase> TLDatabase::create() {
   std::shared_ptr<TLDatabase> database(new TLDatabase());
-  std::lock_guard lock(database->mutex_);
+  LockGuard lock(database->mutex_);
   State& s = *database->state_;
 
   if (auto directory = TLDeviceUtil::userdataDirectory()) {
@@ -76,12 +74,16 @@ std::shared_ptr<TLDatabase> TLDatabase::create() {
   std::string lookedFor = Platform::Current().bundles().mainBundle()->bundlePath() + "/" + archiveName;
   bool unpacked = TLArchive::createFilesAndDirectoriesAtPath(s.dataDirectory, archivePath.value_or(lookedFor), true);
   TLDeviceUtil::logMemUsage();
-  if (!unpacked) {
+  std::string appFile = s.dataDirectory + "/app.tolvana";
+  // A folder the app may no longer write (a read-only mount) still holds a complete set of
+  // files from an earlier start, which serve better than none.
+  if (!unpacked && !canWriteIn(s.dataDirectory) && fs::exists(appFile, ec)) {
+    logWarning("Data directory %@ cannot be written; answering from the files it holds.", s.dataDirectory);
+  } else if (!unpacked) {
     logError("Error parsing settings file.");
     return nullptr;
   }
 
-  std::string appFile = s.dataDirectory + "/app.tolvana";
   if (!fs::exists(appFile, ec)) {
     logError("App settings file missing or outdated! Please download the settings file for your app from the dashboard.");
     return nullptr;
@@ -133,8 +135,9 @@ bool TLDatabase::takeAppFile(const std::string& text, const std::string& archive
   s.appId = appId->asString();
   s.apiSecret = secret->asString();
   s.dbDirectory = s.dataDirectory + "/" + s.appId;
-  // Without prepared stores in the archive the folder does not exist yet.
-  fs::create_directories(s.dbDirectory, ec);
+  // Without prepared stores in the archive the folder does not exist yet; a link planted in
+  // its place is not followed.
+  makeDirectoriesBelow(s.dataDirectory, s.appId);
   // The path format must be known before the app file's strings are written to the stores.
   s.dbPathFormat = s.dbDirectory + (s.dbType == database_type::kTypeRealm ? "/%@.realm" : s.dbType == database_type::kTypeFile ? "/%@.dict" : "/%@.sqlite");
   auto storePath = [this](std::string_view language) { return this->storePath(language); };
@@ -161,12 +164,12 @@ bool TLDatabase::takeAppFile(const std::string& text, const std::string& archive
 }
 
 std::shared_ptr<TLDBProtocol> TLDatabase::databaseForLanguage(std::string_view language, bool createDatabase) {
-  std::lock_guard lock(mutex_);
+  LockGuard lock(mutex_);
   if (state_->dbType == database_type::kTypeRealm) {
     logAssert("Realm is disabled.");
     return nullptr;
   }
-  std::lock_guard opening(openMutex_);
+  LockGuard opening(openMutex_);
   if (!SafeName::isLanguageCode(language)) {
     logError("Language code '%@' refused: it cannot name a store.", language);
     return nullptr;
@@ -176,7 +179,7 @@ std::shared_ptr<TLDBProtocol> TLDatabase::databaseForLanguage(std::string_view l
 
 std::shared_ptr<TLDBProtocol> TLDatabase::openForReading(std::string_view language) {
   if (state_->dbType != database_type::kTypeSqlite || !SafeName::isLanguageCode(language)) return nullptr;
-  std::lock_guard opening(openMutex_);
+  LockGuard opening(openMutex_);
   return openStore(language, false);
 }
 
@@ -211,11 +214,11 @@ std::string TLDatabase::storePath(std::string_view language) const {
   return path;
 }
 
-bool TLDatabase::dropIfBroken(std::string_view language, const std::shared_ptr<TLDBProtocol>& store) {
+bool TLDatabase::dropIfBroken(std::string_view language, const TLDBProtocol* store) {
   if (!store || !store->isBroken()) return false;
-  std::lock_guard lock(mutex_);
-  std::lock_guard opening(openMutex_);
-  if (auto it = state_->databases.find(language); it != state_->databases.end() && it->second == store) {
+  LockGuard lock(mutex_);
+  LockGuard opening(openMutex_);
+  if (auto it = state_->databases.find(language); it != state_->databases.end() && it->second.get() == store) {
     LookupWrite writing(*this);
     state_->databases.erase(it);
   }
@@ -233,7 +236,7 @@ bool TLDatabase::dropIfBroken(std::string_view language, const std::shared_ptr<T
 }
 
 std::int64_t TLDatabase::versionForGroup(std::string_view group, std::string_view language) {
-  std::lock_guard lock(mutex_);
+  LockGuard lock(mutex_);
   auto store = databaseForLanguage(language, false);
   if (!store) return 0;
   std::int64_t version = store->getGroupVersion(group);
@@ -241,7 +244,7 @@ std::int64_t TLDatabase::versionForGroup(std::string_view group, std::string_vie
 }
 
 std::map<std::string, std::string> TLDatabase::stringsForLanguage(std::string_view language) {
-  std::lock_guard lock(mutex_);
+  LockGuard lock(mutex_);
   std::map<std::string, std::string> strings;
   auto store = databaseForLanguage(language, false);
   if (!store) return strings;
@@ -255,31 +258,31 @@ std::map<std::string, std::string> TLDatabase::stringsForLanguage(std::string_vi
 }
 
 bool TLDatabase::isLanguageSupported(std::string_view language) {
-  std::shared_lock reading(lookupMutex_);
+  SharedLockGuard reading(lookupMutex_);
   return state_->availableLanguages.count(std::string(language)) > 0;
 }
 
 bool TLDatabase::parseResponseV1(const Value& answer) {
-  std::lock_guard lock(mutex_);
+  LockGuard lock(mutex_);
   return ResponseParser(*this).parseV1(answer);
 }
 
 bool TLDatabase::parseResponseV2(const Value& answer) {
-  std::lock_guard lock(mutex_);
+  LockGuard lock(mutex_);
   return ResponseParser(*this).parseV2(json::serialize(answer));
 }
 
 bool TLDatabase::parseResponseV2Json(const std::string& text) {
-  std::lock_guard lock(mutex_);
+  LockGuard lock(mutex_);
   return ResponseParser(*this).parseV2(text);
 }
 
 void TLDatabase::removeUnusedDatabases(const std::vector<std::string>& languages) {
-  std::lock_guard lock(mutex_);
-  for (const auto& language : languages) markLanguageAsEnabled(language);
-  for (const auto& stored : storeLanguagesIn(state_->dbDirectory)) {
-    if (std::find(languages.begin(), languages.end(), stored) == languages.end()) deleteDatabase(stored);
-  }
+  LockGuard lock(mutex_);
+  std::map<std::string, bool> marks;
+  for (const auto& language : languages) marks[language] = false;
+  for (const auto& stored : storeLanguagesIn(state_->dbDirectory)) marks.try_emplace(stored, true);
+  setDeletionMarks(marks);
 }
 
 // The file stays until the next unpacking of an archive that carries the language.
@@ -290,7 +293,7 @@ const std::string& TLDatabase::emptyValue() {
 }
 
 void TLDatabase::saveLatestAppInfo() {
-  std::lock_guard lock(mutex_);
+  LockGuard lock(mutex_);
   const State& s = *state_;
   Value::Dictionary info{{"__v", s.appVersion},
                          {"_id", s.appId},
@@ -304,51 +307,51 @@ void TLDatabase::saveLatestAppInfo() {
 }
 
 void TLDatabase::setDraftModeQuery(std::function<bool()> query) {
-  std::lock_guard lock(mutex_);
+  LockGuard lock(mutex_);
   state_->draftModeQuery = std::move(query);
 }
 
 bool TLDatabase::engineInDraftMode() const {
   std::function<bool()> query;
   {
-    std::lock_guard lock(mutex_);
+    LockGuard lock(mutex_);
     query = state_->draftModeQuery;
   }
   return query && query();
 }
 
 void TLDatabase::setAppVersion(Value version) {
-  std::lock_guard lock(mutex_);
+  LockGuard lock(mutex_);
   LookupWrite writing(*this);
   state_->appVersion = std::move(version);
 }
 
 void TLDatabase::setBaseLanguage(std::optional<std::string> language) {
-  std::lock_guard lock(mutex_);
+  LockGuard lock(mutex_);
   LookupWrite writing(*this);
   state_->baseLanguage = std::move(language);
 }
 
 void TLDatabase::setCollectMissingEnabled(bool enabled) {
-  std::lock_guard lock(mutex_);
+  LockGuard lock(mutex_);
   LookupWrite writing(*this);
   state_->collectMissingEnabled = enabled;
 }
 
 void TLDatabase::setDraftModeEnabled(bool enabled) {
-  std::lock_guard lock(mutex_);
+  LockGuard lock(mutex_);
   LookupWrite writing(*this);
   state_->draftModeEnabled = enabled;
 }
 
 void TLDatabase::setUnwrittenGroups(int count) {
-  std::lock_guard lock(mutex_);
+  LockGuard lock(mutex_);
   LookupWrite writing(*this);
   state_->unwrittenGroups = count;
 }
 
 void TLDatabase::refreshAvailableLanguages() {
-  std::lock_guard lock(mutex_);
+  LockGuard lock(mutex_);
   LookupWrite writing(*this);
   auto languages = storeLanguagesIn(state_->dbDirectory);
   state_->availableLanguages = std::set<std::string>(languages.begin(), languages.end());
@@ -356,7 +359,7 @@ void TLDatabase::refreshAvailableLanguages() {
 
 #define TL_GETTER(type, name) \
   type TLDatabase::name() const { \
-    std::shared_lock reading(lookupMutex_); \
+    SharedLockGuard reading(lookupMutex_); \
     return state_->name; \
   }
 TL_GETTER(std::string, apiSecret)

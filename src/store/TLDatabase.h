@@ -23,6 +23,7 @@
 #include <vector>
 
 #include "store/TLDBProtocol.h"
+#include "support/Mutex.h"
 #include "tolvana/Value.h"
 
 namespace tolvana {
@@ -34,6 +35,7 @@ class TLDatabase {
  public:
   // Null when the settings could not be loaded (see the log).
   static std::shared_ptr<TLDatabase> create();
+  // Called when no look-up can still read the manager.
   ~TLDatabase();
 
   // None for a language code that cannot name a file (see SafeName), whatever the flag.
@@ -41,7 +43,10 @@ class TLDatabase {
   // When store, the language's backend, turned out to be broken: logs it, moves its file
   // aside to "<path>.corrupt" (replacing an older one) and forgets the backend, so that its
   // groups count as absent. True when it did.
-  bool dropIfBroken(std::string_view language, const std::shared_ptr<TLDBProtocol>& store);
+  bool dropIfBroken(std::string_view language, const TLDBProtocol* store);
+  bool dropIfBroken(std::string_view language, const std::shared_ptr<TLDBProtocol>& store) {
+    return dropIfBroken(language, store.get());
+  }
   std::optional<std::string> valueWithKey(std::string_view key, std::string_view language);
   std::optional<TLLanguageEntry> entryWithKey(std::string_view key, std::string_view language);
   std::int64_t versionForGroup(std::string_view group, std::string_view language);
@@ -56,6 +61,8 @@ class TLDatabase {
   void deleteDatabase(std::string_view language);
   void markLanguageAsDeleted(std::string_view language);
   void markLanguageAsEnabled(std::string_view language);
+  // Sets the marks of many languages (true: deleted) with one write of the defaults.
+  void setDeletionMarks(const std::map<std::string, bool>& deletedByLanguage);
   void saveLatestAppInfo();
   // Writes 375,000 entries (3 languages, 250 groups of 500) and times look-ups; returns the
   // seconds the writes took.
@@ -87,13 +94,14 @@ class TLDatabase {
   void refreshAvailableLanguages();
 
   // App-level state.
-  // What every look-up reads, taken under one lock.
+  // What every look-up reads, taken together. The reference holds only inside a
+  // ReadEpoch::Section, which it must not outlive.
   struct LookupSettings {
     bool initialized = false;
     bool collectMissingEnabled = false;
     std::optional<std::string> baseLanguage;
   };
-  LookupSettings lookupSettings() const;
+  const LookupSettings& lookupSettings() const;
   std::string apiSecret() const;
   std::string appId() const;
   std::optional<std::string> baseLanguage() const;
@@ -109,43 +117,52 @@ class TLDatabase {
 
  private:
   TLDatabase();
-  bool takeAppFile(const std::string& text, const std::string& archiveName);
+  bool takeAppFile(const std::string& text, const std::string& archiveName) TL_REQUIRES(mutex_);
   std::string storePath(std::string_view language) const;
   // The language's SQLite store, opened if its file exists, under openMutex_ alone: the first
   // look-up in a language does not wait for a parse, which holds mutex_ for its whole run.
   // None for other backends, which are opened under mutex_.
   std::shared_ptr<TLDBProtocol> openForReading(std::string_view language);
   // The language's store from the table, else opened now, or none recorded; openMutex_ is held.
-  std::shared_ptr<TLDBProtocol> openStore(std::string_view language, bool createDatabase);
-  // The language's store when it is already made and answers look-ups without the lock.
-  std::shared_ptr<TLDBProtocol> concurrentStore(std::string_view language) const;
+  std::shared_ptr<TLDBProtocol> openStore(std::string_view language, bool createDatabase) TL_REQUIRES(openMutex_);
+  // The language's store when it is already made and answers look-ups without the lock;
+  // inside a ReadEpoch::Section, which the pointer does not outlive.
+  TLDBProtocol* concurrentStore(std::string_view language) const;
   // True when the language had no store file at the last look at most a second ago.
   bool knownAbsent(std::string_view language) const;
   struct State;
-  struct ThreadView;
-  ThreadView& threadView() const;
+  // What look-ups read of the manager, published whole: a look-up reads it without a lock.
+  struct ReadView;
+  const ReadView& readView() const;
+  // Publishes next in place of expected; the one that stands afterwards.
+  const ReadView& publish(const ReadView* expected, ReadView* next) const;
   template <typename Read>
   auto readInStore(std::string_view language, Read read) -> decltype(read(std::declval<TLDBProtocol&>()));
   // Every change to what look-ups read takes the lock exclusively and counts one version on.
-  class LookupWrite {
+  class TL_SCOPED_CAPABILITY LookupWrite {
    public:
-    explicit LookupWrite(const TLDatabase& database);
-    ~LookupWrite();
+    explicit LookupWrite(const TLDatabase& database) TL_ACQUIRE(database.lookupMutex_);
+    ~LookupWrite() TL_RELEASE();
 
    private:
-    std::unique_lock<std::shared_mutex> lock_;
+    LockGuard<SharedMutex> lock_;
     std::atomic<std::uint64_t>& version_;
   };
   // Guards, besides mutex_, what look-ups read: the store table, the absent languages and
   // the app-level state. Changes take both; readers only this one, so that a parse holding
   // mutex_ does not hold them up.
-  mutable std::shared_mutex lookupMutex_;
+  mutable SharedMutex lookupMutex_;
   mutable std::atomic<std::uint64_t> lookupVersion_{1};
-  const std::uint64_t id_;  // tells managers apart in a thread's view
-  mutable std::recursive_mutex mutex_;
+  // The view look-ups read; replaced when the version moves on, the old one retired through
+  // ReadEpoch.
+  mutable std::atomic<const ReadView*> readView_{nullptr};
+  mutable RecursiveMutex mutex_ TL_ACQUIRED_BEFORE(lookupMutex_);
   // Taken, after mutex_ where both are, by whoever opens or forgets a store.
-  std::mutex openMutex_;
-  std::unique_ptr<State> state_;  // guarded by mutex_
+  Mutex openMutex_ TL_ACQUIRED_AFTER(mutex_);
+  // Changed under mutex_ (and, what look-ups read of it, lookupMutex_ besides); read under
+  // either, and the store table also under openMutex_ alone. The analysis cannot follow a
+  // rule of either lock, so this one is left to the comments of the functions that read it.
+  const std::unique_ptr<State> state_;
   std::atomic<long> entriesWritten_{0};
 };
 

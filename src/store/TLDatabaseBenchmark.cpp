@@ -5,6 +5,7 @@
 #include "config/TLDeviceUtil.h"
 #include "store/TLDatabase.h"
 #include "support/Format.h"
+#include "support/Mutex.h"
 #include "support/TLLog.h"
 
 namespace tolvana {
@@ -15,7 +16,7 @@ double TLDatabase::benchmark() {
       "dolore magna aliquyam erat, sed diam voluptua. At vero eos et accusam et justo duo dolores et ea rebum. Stet "
       "clita kasd gubergren, no sea takimata sanctus est Lorem ipsum dolor sit amet. Lorem ipsum dolor sit amet, "
       "consetetur sadipscing elitr, sed diam nonumy.";
-  std::lock_guard lock(mutex_);
+  LockGuard lock(mutex_);
   auto start = std::chrono::steady_clock::now();
   for (const char* language : {"en", "de", "fr"}) {
     auto store = databaseForLanguage(language, true);

@@ -4,50 +4,75 @@
 
 #include "store/TLDatabase.h"
 #include "store/TLDatabaseState.h"
+#include "support/Mutex.h"
+#include "support/ReadEpoch.h"
 #include "tolvana/platform/Platform.h"
 
 namespace tolvana {
 
-// What one thread last read of what look-ups need from one manager, good while the manager's
-// lookup version stays the same: a look-up then takes no lock of the manager's.
-struct TLDatabase::ThreadView {
-  std::uint64_t owner = 0;
+// Good while the manager's lookup version stays the one it was made in.
+struct TLDatabase::ReadView {
   std::uint64_t version = 0;
   LookupSettings settings;
-  // The languages this thread asked for, with their store when it reads concurrently.
+  // The languages look-ups asked for, with their store when it reads concurrently.
   std::vector<std::pair<std::string, std::shared_ptr<TLDBProtocol>>> stores;
 };
+
+TLDatabase::~TLDatabase() { delete readView_.load(); }
 
 TLDatabase::LookupWrite::LookupWrite(const TLDatabase& database)
     : lock_(database.lookupMutex_), version_(database.lookupVersion_) {}
 
 TLDatabase::LookupWrite::~LookupWrite() { version_.fetch_add(1, std::memory_order_release); }
 
-TLDatabase::ThreadView& TLDatabase::threadView() const {
-  thread_local ThreadView view;
-  if (view.owner == id_ && view.version == lookupVersion_.load(std::memory_order_acquire)) return view;
-  std::shared_lock reading(lookupMutex_);
-  view.owner = id_;
-  view.version = lookupVersion_.load(std::memory_order_relaxed);
-  view.settings = {state_->initialized, state_->collectMissingEnabled, state_->baseLanguage};
-  view.stores.clear();
-  return view;
+const TLDatabase::ReadView& TLDatabase::publish(const ReadView* expected, ReadView* next) const {
+  if (readView_.compare_exchange_strong(expected, next)) {
+    if (expected) ReadEpoch::retire([expected] { delete expected; });
+    return *next;
+  }
+  // Another look-up published first; its view is as new as this one or newer.
+  delete next;
+  return *expected;
 }
 
-std::shared_ptr<TLDBProtocol> TLDatabase::concurrentStore(std::string_view language) const {
-  ThreadView& view = threadView();
-  for (const auto& [code, store] : view.stores) {
-    if (code == language) return store;
+const TLDatabase::ReadView& TLDatabase::readView() const {
+  const ReadView* view = readView_.load();
+  if (view && view->version == lookupVersion_.load(std::memory_order_acquire)) return *view;
+  auto* next = new ReadView;
+  {
+    SharedLockGuard reading(lookupMutex_);
+    next->version = lookupVersion_.load(std::memory_order_relaxed);
+    next->settings = {state_->initialized, state_->collectMissingEnabled, state_->baseLanguage};
   }
-  std::shared_lock reading(lookupMutex_);
-  auto it = state_->databases.find(language);
-  auto store = it != state_->databases.end() && it->second->readsConcurrently() ? it->second : nullptr;
-  if (view.version == lookupVersion_.load(std::memory_order_relaxed)) view.stores.emplace_back(language, store);
-  return store;
+  return publish(view, next);
+}
+
+TLDBProtocol* TLDatabase::concurrentStore(std::string_view language) const {
+  for (;;) {
+    const ReadView& view = readView();
+    for (const auto& [code, store] : view.stores) {
+      if (code == language) return store.get();
+    }
+    auto* next = new ReadView(view);
+    {
+      SharedLockGuard reading(lookupMutex_);
+      auto it = state_->databases.find(language);
+      auto store = it != state_->databases.end() && it->second->readsConcurrently() ? it->second : nullptr;
+      if (next->version != lookupVersion_.load(std::memory_order_relaxed)) {
+        // Changed since the view was made: answered from this store, not kept in a view.
+        delete next;
+        ReadEpoch::retire([store] {});  // the reference lives until this look-up's section ends
+        return store.get();
+      }
+      next->stores.emplace_back(language, std::move(store));
+    }
+    const ReadView& standing = publish(&view, next);
+    if (&standing == next) return next->stores.back().second.get();
+  }
 }
 
 bool TLDatabase::knownAbsent(std::string_view language) const {
-  std::shared_lock reading(lookupMutex_);
+  SharedLockGuard reading(lookupMutex_);
   auto it = state_->absentUntil.find(language);
   return it != state_->absentUntil.end() && Platform::Current().clock().monotonicNow() < it->second;
 }
@@ -56,18 +81,25 @@ bool TLDatabase::knownAbsent(std::string_view language) const {
 // one takes only openMutex_; other backends are opened and read under the manager's lock.
 template <typename Read>
 auto TLDatabase::readInStore(std::string_view language, Read read) -> decltype(read(std::declval<TLDBProtocol&>())) {
-  auto store = concurrentStore(language);
-  if (!store && !knownAbsent(language)) store = openForReading(language);
-  std::unique_lock<std::recursive_mutex> lock;
-  if (!store) {
-    if (knownAbsent(language)) return std::nullopt;
-    lock = std::unique_lock(mutex_);
-    store = databaseForLanguage(language, false);
-    if (!store) return std::nullopt;
+  ReadEpoch::Section section;
+  if (TLDBProtocol* store = concurrentStore(language)) {
+    auto answer = read(*store);
+    if (store->isBroken()) dropIfBroken(language, store);
+    return answer;
   }
-  auto answer = read(*store);
-  dropIfBroken(language, store);
-  return answer;
+  std::shared_ptr<TLDBProtocol> store;
+  if (!knownAbsent(language)) store = openForReading(language);
+  auto answer = [&] {
+    auto value = read(*store);
+    dropIfBroken(language, store.get());
+    return value;
+  };
+  if (store) return answer();
+  if (knownAbsent(language)) return std::nullopt;
+  LockGuard lock(mutex_);
+  store = databaseForLanguage(language, false);
+  if (!store) return std::nullopt;
+  return answer();
 }
 
 std::optional<std::string> TLDatabase::valueWithKey(std::string_view key, std::string_view language) {
@@ -78,6 +110,6 @@ std::optional<TLLanguageEntry> TLDatabase::entryWithKey(std::string_view key, st
   return readInStore(language, [&](TLDBProtocol& store) { return store.entryForKey(key); });
 }
 
-TLDatabase::LookupSettings TLDatabase::lookupSettings() const { return threadView().settings; }
+const TLDatabase::LookupSettings& TLDatabase::lookupSettings() const { return readView().settings; }
 
 }  // namespace tolvana

@@ -9,13 +9,46 @@ namespace {
 constexpr std::size_t kMinimumSlots = 16;
 
 struct BytesHeader {
-  std::uint32_t magic = 0x54495831;  // also tells the byte order
+  std::uint32_t magic = 0x54495832;  // also tells the byte order and the entry layout
   std::uint32_t slotBytes = 0;
   std::uint64_t slotCount = 0;
   std::uint64_t entryCount = 0;
   std::uint64_t arenaBytes = 0;
 };
+
+// Lengths are stored in seven-bit groups, lowest first, the high bit set on all but the last.
+void appendLength(std::string& arena, std::size_t length) {
+  while (length >= 0x80) {
+    arena.push_back(static_cast<char>(0x80 | (length & 0x7f)));
+    length >>= 7;
+  }
+  arena.push_back(static_cast<char>(length));
+}
+
+// A length read from [at, end), moving at past it. Nullopt when it runs past end or 32 bits,
+// or is not written as appendLength writes it (which lengthBytes counts on).
+std::optional<std::uint32_t> readLength(const char*& at, const char* end) {
+  std::uint32_t length = 0;
+  for (int shift = 0; at < end && shift < 32; shift += 7) {
+    auto byte = static_cast<unsigned char>(*at++);
+    if (shift == 28 && byte > 0x0f) return std::nullopt;
+    length |= std::uint32_t{byte & 0x7fu} << shift;
+    if (!(byte & 0x80)) return shift > 0 && byte == 0 ? std::nullopt : std::optional(length);
+  }
+  return std::nullopt;
+}
+
+std::size_t lengthBytes(std::size_t length) {
+  std::size_t bytes = 1;
+  for (; length >= 0x80; length >>= 7) ++bytes;
+  return bytes;
+}
 }  // namespace
+
+std::size_t TLReadIndex::Entry::bytes() const {
+  return lengthBytes(key.size()) + lengthBytes(value.size()) + lengthBytes(draft.size()) + key.size() + value.size() +
+         draft.size();
+}
 
 TLReadIndex::TLReadIndex(std::size_t expectedEntries) {
   // At most half full, so that a probe rarely passes more than one other key.
@@ -29,20 +62,67 @@ std::uint32_t TLReadIndex::hashOf(std::string_view key) {
   return hash;
 }
 
+std::optional<TLReadIndex::Entry> TLReadIndex::entryAt(std::size_t offset) const {
+  if (offset >= arena_.size()) return std::nullopt;
+  const char* at = arena_.data() + offset;
+  const char* end = arena_.data() + arena_.size();
+  auto keyLength = readLength(at, end);
+  auto valueLength = keyLength ? readLength(at, end) : std::nullopt;
+  auto draftLength = valueLength ? readLength(at, end) : std::nullopt;
+  if (!draftLength || std::uint64_t{*keyLength} + *valueLength + *draftLength > std::uint64_t(end - at)) {
+    return std::nullopt;
+  }
+  return Entry{{at, *keyLength}, {at + *keyLength, *valueLength}, {at + *keyLength + *valueLength, *draftLength}};
+}
+
+TLReadIndex::Entry TLReadIndex::entryOf(const Slot& slot) const {
+  const char* at = arena_.data() + slot.entry - 1;
+  auto length = [&at] {
+    std::uint32_t value = 0;
+    for (int shift = 0;; shift += 7) {
+      auto byte = static_cast<unsigned char>(*at++);
+      value |= std::uint32_t{byte & 0x7fu} << shift;
+      if (!(byte & 0x80)) return value;
+    }
+  };
+  // Texts under 128 bytes, nearly all of them, have one byte for each length.
+  std::uint32_t key = static_cast<unsigned char>(at[0]), value = static_cast<unsigned char>(at[1]),
+                draft = static_cast<unsigned char>(at[2]);
+  if (((key | value | draft) & 0x80) == 0) {
+    at += 3;
+  } else {
+    key = length(), value = length(), draft = length();
+  }
+  return Entry{{at, key}, {at + key, value}, {at + key + value, draft}};
+}
+
 std::size_t TLReadIndex::slotFor(std::string_view key, std::uint32_t hash) const {
   const std::size_t mask = slots_.size() - 1;
   for (std::size_t at = hash & mask;; at = (at + 1) & mask) {
     const Slot& slot = slots_[at];
-    if (slot.keyLength == 0 || (slot.hash == hash && keyOf(slot) == key)) return at;
+    if (slot.entry == 0 || (slot.hash == hash && entryOf(slot).key == key)) return at;
   }
 }
 
 std::optional<TLReadIndex::Row> TLReadIndex::find(std::string_view key) const {
   if (key.empty()) return std::nullopt;
-  const Slot& slot = slots_[slotFor(key, hashOf(key))];
-  if (slot.keyLength == 0) return std::nullopt;
-  const char* value = arena_.data() + slot.keyOffset + slot.keyLength;
-  return Row{{value, slot.valueLength}, {value + slot.valueLength, slot.draftLength}};
+  // slotFor's probe, decoding the entry that matches only once: every look-up comes here.
+  const std::uint32_t hash = hashOf(key);
+  const std::size_t mask = slots_.size() - 1;
+  for (std::size_t at = hash & mask;; at = (at + 1) & mask) {
+    const Slot& slot = slots_[at];
+    if (slot.entry == 0) return std::nullopt;
+    if (slot.hash != hash) continue;
+    Entry entry = entryOf(slot);
+    if (entry.key == key) return Row{entry.value, entry.draft};
+  }
+}
+
+void TLReadIndex::append(std::string_view key, std::string_view value, std::string_view draft) {
+  appendLength(arena_, key.size());
+  appendLength(arena_, value.size());
+  appendLength(arena_, draft.size());
+  arena_.append(key).append(value).append(draft);
 }
 
 void TLReadIndex::put(std::string_view key, std::string_view value, std::string_view draft) {
@@ -50,15 +130,15 @@ void TLReadIndex::put(std::string_view key, std::string_view value, std::string_
   if ((count_ + 1) * 2 > slots_.size()) grow();
   const std::uint32_t hash = hashOf(key);
   Slot& slot = slots_[slotFor(key, hash)];
-  if (slot.keyLength == 0) {
+  if (slot.entry == 0) {
     ++count_;
   } else {
-    liveBytes_ -= slot.keyLength + slot.valueLength + slot.draftLength;
+    liveBytes_ -= entryOf(slot).bytes();
   }
-  slot = {hash, static_cast<std::uint32_t>(arena_.size()), static_cast<std::uint32_t>(key.size()),
-          static_cast<std::uint32_t>(value.size()), static_cast<std::uint32_t>(draft.size())};
-  arena_.append(key).append(value).append(draft);
-  liveBytes_ += key.size() + value.size() + draft.size();
+  const std::size_t offset = arena_.size();
+  append(key, value, draft);
+  slot = {hash, static_cast<std::uint32_t>(offset + 1)};
+  liveBytes_ += arena_.size() - offset;
   if (arena_.size() > 2 * liveBytes_ + 4096) compact();
 }
 
@@ -66,7 +146,7 @@ void TLReadIndex::grow() {
   std::vector<Slot> old(slots_.size() * 2);
   old.swap(slots_);
   for (const Slot& slot : old) {
-    if (slot.keyLength != 0) slots_[slotFor(keyOf(slot), slot.hash)] = slot;
+    if (slot.entry != 0) slots_[slotFor(entryOf(slot).key, slot.hash)] = slot;
   }
 }
 
@@ -74,14 +154,16 @@ void TLReadIndex::compact() {
   std::string arena;
   arena.reserve(liveBytes_);
   for (Slot& slot : slots_) {
-    if (slot.keyLength == 0) continue;
-    std::size_t length = slot.keyLength + slot.valueLength + slot.draftLength;
-    std::size_t offset = arena.size();
-    arena.append(arena_, slot.keyOffset, length);
-    slot.keyOffset = static_cast<std::uint32_t>(offset);
+    if (slot.entry == 0) continue;
+    const std::size_t from = slot.entry - 1;
+    const std::size_t length = entryOf(slot).bytes();
+    slot.entry = static_cast<std::uint32_t>(arena.size() + 1);
+    arena.append(arena_, from, length);
   }
   arena_.swap(arena);
 }
+
+void TLReadIndex::shrinkToFit() { arena_.shrink_to_fit(); }
 
 void TLReadIndex::appendTo(std::string& bytes) const {
   BytesHeader header;
@@ -110,11 +192,11 @@ std::optional<TLReadIndex> TLReadIndex::fromBytes(std::string_view bytes) {
   std::memcpy(index.slots_.data(), bytes.data(), header.slotCount * sizeof(Slot));
   index.arena_.assign(bytes.substr(header.slotCount * sizeof(Slot)));
   for (const Slot& slot : index.slots_) {
-    if (slot.keyLength == 0) continue;
-    const std::uint64_t end = std::uint64_t{slot.keyOffset} + slot.keyLength + slot.valueLength + slot.draftLength;
-    if (end > index.arena_.size()) return std::nullopt;
+    if (slot.entry == 0) continue;
+    auto entry = index.entryAt(slot.entry - 1);
+    if (!entry || entry->key.empty()) return std::nullopt;
     ++index.count_;
-    index.liveBytes_ += end - slot.keyOffset;
+    index.liveBytes_ += entry->bytes();
   }
   // A count that disagrees with the slots could leave no free slot for a probe to stop at.
   if (index.count_ != header.entryCount) return std::nullopt;

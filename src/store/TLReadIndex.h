@@ -1,10 +1,12 @@
 // TLReadIndex: every entry of one store held in memory, for look-ups that touch neither
 // SQLite nor the file system.
 //
-// The strings live back to back in one arena and an open-addressing table of offsets points
-// into it, so an entry costs its bytes plus about forty: less than the store file, which
-// holds each key twice (row and primary-key index). A replaced entry leaves its old bytes
-// behind until they outweigh the live ones, then the arena is rebuilt.
+// The entries live back to back in one arena, each its three lengths (one byte each while
+// they stay under 128) followed by key, value and draft; an open-addressing table of hashes
+// and offsets points into it, at most half full. An entry costs its bytes plus 3 and 8 to 16
+// bytes of table: less than the store file, which holds each key twice (row and primary-key
+// index). A replaced entry leaves its old bytes behind until they outweigh the live ones, then
+// the arena is rebuilt.
 //
 // Thread contract: none of its own; its owner guards reads against writes.
 #pragma once
@@ -32,6 +34,8 @@ class TLReadIndex {
   std::size_t size() const { return count_; }
   // What the index holds on the heap.
   std::size_t memoryBytes() const;
+  // Gives back what the arena reserved for growth, once the entries are in.
+  void shrinkToFit();
 
   // The index as bytes that fromBytes() reads back on this machine (native byte order and
   // layout; a build with another layout refuses them).
@@ -44,14 +48,21 @@ class TLReadIndex {
  private:
   struct Slot {
     std::uint32_t hash = 0;
-    std::uint32_t keyOffset = 0;
-    std::uint32_t keyLength = 0;  // 0: an empty slot (a key is never empty)
-    std::uint32_t valueLength = 0;
-    std::uint32_t draftLength = 0;
+    std::uint32_t entry = 0;  // the entry's offset in the arena plus one; 0: an empty slot
+  };
+  // One entry decoded from the arena.
+  struct Entry {
+    std::string_view key, value, draft;
+    std::size_t bytes() const;  // its whole length in the arena, lengths included
   };
   static std::uint32_t hashOf(std::string_view key);
   std::size_t slotFor(std::string_view key, std::uint32_t hash) const;
-  std::string_view keyOf(const Slot& slot) const { return {arena_.data() + slot.keyOffset, slot.keyLength}; }
+  // The entry at an arena offset; nullopt when it does not lie wholly inside the arena.
+  std::optional<Entry> entryAt(std::size_t offset) const;
+  // The entry of a taken slot, whose entry is known to lie inside the arena (put() wrote it,
+  // or fromBytes() checked it), so it is decoded without bounds checks.
+  Entry entryOf(const Slot& slot) const;
+  void append(std::string_view key, std::string_view value, std::string_view draft);
   void grow();
   void compact();
 

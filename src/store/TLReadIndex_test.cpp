@@ -57,14 +57,14 @@ TEST(TLReadIndexTest, BytesReadBackAndDamagedBytesAreRefusedOrStayInBounds) {
     EXPECT_FALSE(TLReadIndex::fromBytes(std::string_view(bytes).substr(0, length))) << length;
   }
   // Every slot taken while the count still says 300: a probe for an absent key would never
-  // stop. (A 32-byte header with the slot count at 8, then slots of 20 bytes, the key's
-  // length at 8.)
+  // stop. (A 32-byte header with the slot count at 8, then slots of 8 bytes, the entry's
+  // offset plus one at 4.)
   std::uint64_t slotCount = 0;
   std::memcpy(&slotCount, bytes.data() + 8, sizeof slotCount);
   std::string full = bytes;
   for (std::uint64_t slot = 0; slot < slotCount; ++slot) {
-    char* keyLength = full.data() + 32 + slot * 20 + 8;
-    if (std::all_of(keyLength, keyLength + 4, [](char c) { return c == 0; })) keyLength[0] = 1;
+    char* entry = full.data() + 32 + slot * 8 + 4;
+    if (std::all_of(entry, entry + 4, [](char c) { return c == 0; })) entry[0] = 1;
   }
   EXPECT_FALSE(TLReadIndex::fromBytes(full));
   std::mt19937 random(11);

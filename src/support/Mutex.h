@@ -32,6 +32,7 @@ class TL_CAPABILITY("mutex") RecursiveMutex {
  public:
   void lock() TL_ACQUIRE() { native_.lock(); }
   void unlock() TL_RELEASE() { native_.unlock(); }
+  bool try_lock() TL_TRY_ACQUIRE(true) { return native_.try_lock(); }
 
  private:
   std::recursive_mutex native_;

@@ -17,4 +17,9 @@ bool SafeName::isAppId(std::string_view name) {
          name.find('\0') == std::string_view::npos;
 }
 
+bool SafeName::isGroupName(std::string_view name) {
+  if (name.empty() || name.size() > kMaxGroupNameLength) return false;
+  return std::none_of(name.begin(), name.end(), [](char c) { return static_cast<unsigned char>(c) < 0x20 || c == 0x7f; });
+}
+
 }  // namespace tolvana

@@ -6,6 +6,8 @@
 #include <memory>
 #include <vector>
 
+#include "support/Mutex.h"
+
 
 namespace tolvana {
 
@@ -21,8 +23,8 @@ std::atomic<const TLLog::Configuration*> configuration{nullptr};
 
 const TLLog::Configuration* configured() { return configuration.load(std::memory_order_acquire); }
 
-std::mutex tagMutex;
-std::string* cachedTag = nullptr;  // guarded by tagMutex
+Mutex tagMutex;
+std::string* cachedTag TL_GUARDED_BY(tagMutex) = nullptr;
 // Every tag ever read stays alive, so a reference handed out before a reset stays valid.
 std::vector<std::unique_ptr<std::string>>& allTags() {
   static auto* tags = new std::vector<std::unique_ptr<std::string>>;
@@ -58,7 +60,7 @@ TLLog& TLLog::sharedInstance() {
 }
 
 const std::string& TLLog::tag() {
-  std::lock_guard lock(tagMutex);
+  LockGuard lock(tagMutex);
   if (!cachedTag) {
     const Configuration* config = configured();
     auto value = config && config->tagSetting ? config->tagSetting() : std::nullopt;
@@ -69,7 +71,7 @@ const std::string& TLLog::tag() {
 }
 
 void TLLog::resetTagForTesting() {
-  std::lock_guard lock(tagMutex);
+  LockGuard lock(tagMutex);
   cachedTag = nullptr;
 }
 
@@ -80,7 +82,7 @@ std::optional<std::string_view> TLLog::levelAsString(int level) {
 
 int TLLog::levelForTag(std::string_view tag) {
   {
-    std::lock_guard lock(mutex_);
+    LockGuard lock(mutex_);
     if (auto it = tagLevels_.find(tag); it != tagLevels_.end()) return it->second;
   }
   // Read outside the lock: the settings read may log, and logging asks for a threshold.
@@ -91,12 +93,12 @@ int TLLog::levelForTag(std::string_view tag) {
 }
 
 void TLLog::setLevelForTag(std::string_view tag, int level) {
-  std::lock_guard lock(mutex_);
+  LockGuard lock(mutex_);
   tagLevels_[std::string(tag)] = level;
 }
 
 void TLLog::resetTagLevels() {
-  std::lock_guard lock(mutex_);
+  LockGuard lock(mutex_);
   tagLevels_.clear();
 }
 

@@ -24,6 +24,7 @@
 #include <string_view>
 
 #include "support/Format.h"
+#include "support/Mutex.h"
 #include "tolvana/Value.h"
 
 namespace tolvana {
@@ -76,8 +77,8 @@ class TLLog {
  private:
   void write(std::string_view tag, int level, std::string_view message);
 
-  std::mutex mutex_;
-  std::map<std::string, int, std::less<>> tagLevels_;  // guarded by mutex_
+  Mutex mutex_;
+  std::map<std::string, int, std::less<>> tagLevels_ TL_GUARDED_BY(mutex_);
 };
 
 // The engine's logging calls: the engine's tag at a fixed level.

@@ -3,6 +3,7 @@
 #include <chrono>
 
 #include "config/TLDeviceUtil.h"
+#include "support/Mutex.h"
 #include "support/StringUtil.h"
 #include "support/TLLog.h"
 #include "support/WhileAlive.h"
@@ -52,9 +53,9 @@ bool MissingEntries::storeMissingEntryForLanguage(std::optional<std::string_view
   std::string code = uploadLanguageCode(language.value_or(""));
   if (!db->isLanguageSupported(code)) return false;
 
-  std::lock_guard engineLock(state.lock());
+  LockGuard engineLock(state.lock());
   {
-    std::lock_guard lock(missingMutex_);
+    LockGuard lock(missingMutex_);
     auto& texts = missingEntries_[code];
     if (auto existing = texts.find(id); existing != texts.end() && !existing->second.empty()) return false;
     texts[id] = std::string(value.value_or(""));
@@ -64,7 +65,7 @@ bool MissingEntries::storeMissingEntryForLanguage(std::optional<std::string_view
 }
 
 bool MissingEntries::queueSendMissingEntrys() {
-  std::lock_guard lock(context_.state.lock());
+  LockGuard lock(context_.state.lock());
   if (missingEntryUpdateQueued_) return false;
   missingEntryUpdateQueued_ = true;
   logVerbose("Queue send missing Translations.");
@@ -80,7 +81,7 @@ bool MissingEntries::queueSendMissingEntrys() {
 void MissingEntries::sendMissingEntries() {
   std::size_t languages;
   {
-    std::lock_guard lock(missingMutex_);
+    LockGuard lock(missingMutex_);
     languages = missingEntries_.size();
   }
   if (languages == 0) {
@@ -90,7 +91,7 @@ void MissingEntries::sendMissingEntries() {
   logVerbose("Send missing Translations.");
   context_.upload(whileAlive(context_.owner, [this](bool success) {
     if (!success) return;
-    std::lock_guard lock(missingMutex_);
+    LockGuard lock(missingMutex_);
     logInfo("Updated missing Translations.");
     // Misses recorded while the request was in flight go too; they come back if they miss again.
     missingEntries_.clear();
@@ -100,7 +101,7 @@ void MissingEntries::sendMissingEntries() {
 }
 
 TLLanguageMap MissingEntries::missingEntries() const {
-  std::lock_guard lock(missingMutex_);
+  LockGuard lock(missingMutex_);
   return missingEntries_;
 }
 

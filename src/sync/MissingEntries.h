@@ -16,6 +16,7 @@
 
 #include "localization/EngineState.h"
 #include "localization/StringLookup.h"
+#include "support/Mutex.h"
 
 namespace tolvana {
 
@@ -44,9 +45,8 @@ class MissingEntries {
 
   Context context_;
   std::atomic<bool> missingEntryUpdateQueued_{false};
-  // Guarded by missingMutex_, always taken after the engine's lock.
-  mutable std::mutex missingMutex_;
-  TLLanguageMap missingEntries_;
+  mutable Mutex missingMutex_ TL_ACQUIRED_AFTER(context_.state.lock());
+  TLLanguageMap missingEntries_ TL_GUARDED_BY(missingMutex_);
 };
 
 }  // namespace tolvana

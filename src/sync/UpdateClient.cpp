@@ -8,6 +8,7 @@
 #include "config/TLSettings.h"
 #include "support/Hmac.h"
 #include "support/Json.h"
+#include "support/Mutex.h"
 #include "support/StringUtil.h"
 #include "support/TLLog.h"
 #include "support/WhileAlive.h"
@@ -51,7 +52,12 @@ Value::Dictionary deviceProfile() {
 }
 
 std::tm localTime(double secondsSince1970) {
-  std::time_t t = static_cast<std::time_t>(secondsSince1970);
+  // The time comes from the defaults file, which anything may have written: a value no time
+  // can have is held to the nearest one that can (NaN to the epoch) before it is converted,
+  // since converting it as it is would be undefined.
+  constexpr double kFarthest = 1e15;  // about 31 million years either way
+  if (!(secondsSince1970 == secondsSince1970)) secondsSince1970 = 0;
+  std::time_t t = static_cast<std::time_t>(std::clamp(secondsSince1970, -kFarthest, kFarthest));
   std::tm parts{};
   localtime_r(&t, &parts);
   return parts;
@@ -92,7 +98,7 @@ UpdateClient::UpdateClient(Context context)
     : context_(std::move(context)), customHostingEnterpriseHosts_(enterpriseHostsOfBuild()) {}
 
 std::vector<std::string> UpdateClient::defaultGroups() const {
-  std::lock_guard lock(context_.state.lock());
+  LockGuard lock(context_.state.lock());
   return defaultGroups_;
 }
 
@@ -104,7 +110,7 @@ void UpdateClient::resetDefaultGroups() {
       groups.push_back(trimmed);
     }
   }
-  std::lock_guard lock(context_.state.lock());
+  LockGuard lock(context_.state.lock());
   defaultGroups_ = std::move(groups);
 }
 
@@ -153,7 +159,7 @@ std::shared_ptr<TLDatabase> UpdateClient::openDatabaseOrFail(const Completion& c
 void UpdateClient::updateGroups(std::optional<std::vector<std::string>> groups,
                                 std::optional<std::vector<std::string>> languages, bool completeOnMainQueue,
                                 Completion completion) {
-  std::lock_guard lock(context_.state.lock());
+  LockGuard lock(context_.state.lock());
   auto db = openDatabaseOrFail(completion);
   if (!db) return;
   std::string host = TLSettings::hostWithAppId(db->appId());
@@ -250,7 +256,7 @@ HttpRequest UpdateClient::signedRequest(const std::string& host, const TLDatabas
 void UpdateClient::updateGroupsFromHost(std::optional<std::vector<std::string>> groups,
                                         std::optional<std::vector<std::string>> languages, const std::string& host,
                                         bool completeOnMainQueue, Completion completion) {
-  std::lock_guard lock(context_.state.lock());
+  LockGuard lock(context_.state.lock());
   auto database = openDatabaseOrFail(completion);
   if (!database) return;
   TLDatabase& db = *database;

@@ -81,8 +81,7 @@ class UpdateClient {
 
   Context context_;
   std::atomic<bool> isFetchingLocalisationTexts_{false};
-  // Guarded by the engine's lock.
-  std::vector<std::string> defaultGroups_;
+  std::vector<std::string> defaultGroups_ TL_GUARDED_BY(context_.state.lock());
   // Constant after construction.
   const std::vector<std::string> customHostingEnterpriseHosts_;
 };

@@ -36,6 +36,7 @@ const Setting kSettings[] = {
     {"TolvanaUpdateLanguages", Kind::String, [] { return bracketed(TLSettings::updateLanguages()); }},
     {"TolvanaTranslateWebViews", Kind::Boolean, [] { return yesNo(TLSettings::translateWebViews()); }},
     {"TolvanaEnableJSConsoleLog", Kind::Boolean, [] { return yesNo(TLSettings::enableJSConsoleLog()); }},
+    {"TolvanaWebViewOrigins", Kind::String, [] { return bracketed(TLSettings::webViewOrigins()); }},
     {"TolvanaTranslateWebViewSubPages", Kind::Boolean, [] { return yesNo(TLSettings::translateWebViewSubPages()); }},
     {"TolvanaAdditionalFrameworks", Kind::String, [] { return bracketed(TLSettings::additionalFrameworks()); }},
     {"TolvanaAdditionalStringFiles", Kind::String, [] { return bracketed(TLSettings::additionalStringFiles()); }},

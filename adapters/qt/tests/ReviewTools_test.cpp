@@ -5,9 +5,11 @@
 #include <QGraphicsOpacityEffect>
 #include <QImage>
 #include <QLabel>
+#include <QLineEdit>
 #include <QPushButton>
 #include <QTest>
 #include <QVBoxLayout>
+#include <mutex>
 #include <tolvana/platform/Platform.h>
 
 #include "QtTestSupport.h"
@@ -131,6 +133,61 @@ TEST(ReviewTools, ClicksOutsideTheOverlaysControlsReachTheApp) {
   ASSERT_TRUE(spinUntil([&] { return !capture->isVisible(); }));
   clickOnScreen(windows, {100, 20});
   EXPECT_EQ(appClicks, 9) << "the hidden strip takes no click";
+}
+
+// Keeps what the engine logs and what it sends, and passes both on.
+class Kept final : public tolvana::LogSink, public tolvana::Http {
+ public:
+  explicit Kept(tolvana::Platform::Ports next) : next_(std::move(next)) {}
+  void writeLine(std::string_view line) override {
+    keep(std::string(line));
+    next_.logSink->writeLine(line);
+  }
+  void send(tolvana::HttpRequest request, std::function<void(tolvana::HttpResponse)> completion) override {
+    keep(request.url);
+    next_.http->send(std::move(request), std::move(completion));
+  }
+  bool contains(std::string_view text) const {
+    std::lock_guard lock(mutex_);
+    return std::any_of(kept_.begin(), kept_.end(), [&](const std::string& l) { return l.find(text) != l.npos; });
+  }
+
+ private:
+  void keep(std::string line) {
+    std::lock_guard lock(mutex_);
+    kept_.push_back(std::move(line));
+  }
+  const tolvana::Platform::Ports next_;
+  mutable std::mutex mutex_;
+  std::vector<std::string> kept_;
+};
+
+// With none of the app's windows shown there is nothing to capture: both look-ups say so at
+// warning level, and nothing is uploaded.
+TEST(ReviewTools, ACaptureWithNoWindowUploadsNothing) {
+  QWidget* overlay = nullptr;
+  ASSERT_TRUE(spinUntil([&] { return (overlay = ourWindow("TolvanaOverlay")) != nullptr; }));
+  auto& ui = tolvana::Platform::Current().ui();
+  ASSERT_FALSE(ui.rootWindowView().has_value());
+  const auto before = tolvana::Platform::Current().ports();
+  auto kept = std::make_shared<Kept>(before);
+  auto ports = before;
+  ports.logSink = kept;
+  ports.http = kept;
+  tolvana::Platform::Install(std::make_shared<tolvana::Platform>(ports));
+  QTest::mouseClick(overlay->findChild<QPushButton*>("toggleVisibleBtn"), Qt::LeftButton);
+  QTest::mouseClick(overlay->findChild<QPushButton*>("openCaptureScreenMenuBtn"), Qt::LeftButton);
+  ASSERT_TRUE(spinUntil([&] { return overlay->findChild<QWidget*>("captureScreenshotView")->isVisible(); }));
+  QTest::keyClicks(overlay->findChild<QLineEdit*>("customTagTextField"), "Home");
+  QTest::mouseClick(overlay->findChild<QPushButton*>("confirmScreenshotBtn"), Qt::LeftButton);
+  // The upload would follow the look-ups in the same task of the main queue.
+  ASSERT_TRUE(spinUntil([&] { return kept->contains("Could not find KeyWindow"); }));
+  EXPECT_TRUE(kept->contains("W/Tolvana\xEF\xB9\x95 Could not find RootWindow"));
+  EXPECT_TRUE(kept->contains("W/Tolvana\xEF\xB9\x95 Could not find KeyWindow"));
+  EXPECT_FALSE(kept->contains("uploadScreenshot"));
+  QTest::mouseClick(overlay->findChild<QPushButton*>("cancelScreenshotBtn"), Qt::LeftButton);
+  QTest::mouseClick(overlay->findChild<QPushButton*>("toggleVisibleBtn"), Qt::LeftButton);
+  tolvana::Platform::Install(std::make_shared<tolvana::Platform>(before));
 }
 
 }  // namespace

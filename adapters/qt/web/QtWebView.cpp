@@ -1,9 +1,11 @@
 #include "QtWebView.h"
 
 #include <QFile>
+#include <QJsonObject>
 #include <QWebChannel>
 #include <QWebEngineScript>
 
+#include "BridgeScripts.h"
 #include "QtValue.h"
 #include "tolvana/platform/Platform.h"
 
@@ -20,31 +22,14 @@ QString channelClientScript() {
   return script;
 }
 
-// Gives the page window.webkit.messageHandlers.<name>.postMessage, queueing posts until the
-// channel's transport (installed by the browser process, possibly after this runs) is up.
-QString messageHandlerScript(const QString& name) {
-  return QStringLiteral(R"((function () {
-  var name = "%1";
-  window.webkit = window.webkit || {};
-  window.webkit.messageHandlers = window.webkit.messageHandlers || {};
-  if (window.webkit.messageHandlers[name]) return;
-  var queue = [], target = null;
-  window.webkit.messageHandlers[name] = {
-    postMessage: function (body) { if (target) target.postMessage(body); else queue.push(body); }
-  };
-  (function connect() {
-    if (typeof qt === "undefined" || !qt.webChannelTransport || typeof QWebChannel === "undefined") {
-      setTimeout(connect, 10);
-      return;
-    }
-    new QWebChannel(qt.webChannelTransport, function (channel) {
-      target = channel.objects[name];
-      queue.splice(0).forEach(function (body) { target.postMessage(body); });
-    });
-  })();
-})();
-)")
-      .arg(name);
+// A world of the bridge's own, apart from the page's and from those an app is likely to use
+// (numbered from UserWorld up); the web engine numbers worlds below 256.
+constexpr quint32 kBridgeWorld = 231;
+
+QStringList toQStringList(const std::vector<std::string>& items) {
+  QStringList list;
+  for (const auto& item : items) list.append(QString::fromStdString(item));
+  return list;
 }
 
 }  // namespace
@@ -53,38 +38,52 @@ MessageHandlerObject::MessageHandlerObject(WebView::MessageHandler handler, std:
                                            QObject* parent)
     : QObject(parent), handler_(std::move(handler)), view_(std::move(view)) {}
 
-void MessageHandlerObject::postMessage(const QJsonValue& body) { handler_(toValue(body)); }
+void MessageHandlerObject::postMessage(const QJsonValue& envelope) {
+  const QJsonObject message = envelope.toObject();
+  WebView::Document from{message.value("document").toString().toStdString(), message.value("origin").toString().toStdString()};
+  // Only the relay sends an id; whatever else reaches the channel could be answered in
+  // another document.
+  if (from.id.empty()) return;
+  handler_(toValue(message.value("body")), from);
+}
 
 QtWebView::QtWebView(QObject* page) : page_(page) {}
 
-void QtWebView::addScriptMessageHandler(std::string_view name, MessageHandler handler) {
-  quint32 world = QWebEngineScript::MainWorld;
-  QWebChannel* channel = page_.channel(world, QWebEngineScript::MainWorld);
+void QtWebView::addScriptMessageHandler(std::string_view name, const std::vector<std::string>& origins,
+                                        MessageHandler handler) {
+  QWebChannel* channel = page_.channel(channelWorld_, kBridgeWorld);
   if (!channel) return;
   QString id = QString::fromUtf8(name.data(), static_cast<qsizetype>(name.size()));
   channel->registerObject(id, new MessageHandlerObject(std::move(handler), shared_from_this(), channel));
-  handlerNames_.append(id);
+  QWebEngineScript relay;
+  relay.setName(QStringLiteral("tolvana-relay"));
+  relay.setSourceCode(relayScript(id, toQStringList(origins), channelClientScript()));
+  relay.setInjectionPoint(QWebEngineScript::DocumentCreation);
+  relay.setRunsOnSubFrames(false);
+  relay.setWorldId(channelWorld_);
+  page_.insertScript(relay);
+  handlerScripts_ += handlerScript(id, toQStringList(origins));
 }
 
 void QtWebView::addUserScript(std::string_view source) {
   if (!page_.object()) return;
-  QString text = channelClientScript();
-  for (const QString& name : handlerNames_) text += messageHandlerScript(name);
-  text += QString::fromUtf8(source.data(), static_cast<qsizetype>(source.size()));
   QWebEngineScript script;
   script.setName(QStringLiteral("tolvana-page-script"));
-  script.setSourceCode(text);
+  script.setSourceCode(handlerScripts_ + QString::fromUtf8(source.data(), static_cast<qsizetype>(source.size())));
   script.setInjectionPoint(QWebEngineScript::DocumentReady);
   script.setRunsOnSubFrames(false);
   script.setWorldId(QWebEngineScript::MainWorld);
   page_.insertScript(script);
 }
 
-void QtWebView::evaluateJavaScript(std::string_view script) {
+void QtWebView::evaluateJavaScript(std::string_view script, const Document& to) {
   QString text = QString::fromUtf8(script.data(), static_cast<qsizetype>(script.size()));
+  if (!to.id.empty()) text = guardedAnswer(text, QString::fromStdString(to.id));
   // Answers may come on any thread, and the GUI thread may delete the page at any moment: the
   // page is looked at only on the GUI thread, in a task of the main queue.
-  Platform::Current().dispatch().mainAsync([page = page_, text]() mutable { page.runJavaScript(text, 0); });
+  Platform::Current().dispatch().mainAsync([page = page_, text, world = channelWorld_]() mutable {
+    page.runJavaScript(text, world);
+  });
 }
 
 }  // namespace tolvana::qt

@@ -1,7 +1,10 @@
 # The binding against the demo app (run under tests/with-demo-app, German device): what the
 # ctypes layer converts (texts, argument dictionaries, lists, booleans, callbacks).
+import glob
 import json
 import os
+import sqlite3
+import time
 import urllib.request
 
 import pytest
@@ -51,3 +54,17 @@ def test_an_answer_that_is_no_json_still_calls_back_once():
     urllib.request.urlopen(urllib.request.Request(server + "/_devserver/faults", data=fault, method="POST"))
     assert not tolvana.update_and_wait(timeout=30)
     assert tolvana._pending == {}
+
+
+def test_a_store_value_that_is_no_utf8_reads_with_replacement_characters():
+    tolvana.localized_string("welcome.title")  # the store exists once the engine has started
+    stores = glob.glob(os.path.join(os.environ["XDG_DATA_HOME"], "Tolvana", "*", "*", "de.sqlite"))
+    assert len(stores) == 1
+    with sqlite3.connect(stores[0]) as connection:
+        connection.execute("INSERT OR REPLACE INTO entries VALUES ('hostile.bytes', CAST(X'48E46C6C6FFF' AS TEXT), NULL)")
+    deadline = time.monotonic() + 10
+    text = tolvana.localized_string("hostile.bytes")
+    while text == "hostile.bytes" and time.monotonic() < deadline:  # the store is read again within a second
+        time.sleep(0.2)
+        text = tolvana.localized_string("hostile.bytes")
+    assert text == "H\ufffdllo\ufffd"

@@ -69,7 +69,9 @@ def _text(pointer: Optional[int]) -> str:
     if not pointer:
         raise MemoryError("tolvana: out of memory")
     try:
-        return ctypes.string_at(pointer).decode("utf-8")
+        # Stores are files another program may have written: a look-up must not fail on bytes
+        # that are no UTF-8.
+        return ctypes.string_at(pointer).decode("utf-8", errors="replace")
     finally:
         _lib.tolvana_string_free(pointer)
 

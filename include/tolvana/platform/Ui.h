@@ -110,12 +110,17 @@ class TOLVANA_EXPORT Ui {
   // the press lasts. Each is installed once; the toolkit documents its keyboard equivalent.
   virtual void addLongPressGesture(std::function<void()> handler) = 0;
   virtual void addSwipeGestures(std::function<void()> handler) = 0;
-  // The app's root window as a view tree; nullopt when it has none.
+  // The app's root window (the one it names as its main window, else its first) as a view
+  // tree; nullopt when it has none.
   virtual std::optional<UiView> rootWindowView() = 0;
   // The main screen; all zero when there is none.
   virtual UiScreen mainScreen() = 0;
   // The root window as PNG data, drawn as the user sees it; empty when there is none.
   virtual std::string rootWindowPng() = 0;
+  // The same of the window that has the keyboard focus; nullopt and empty when none has.
+  // A toolkit without such a notion keeps these.
+  virtual std::optional<UiView> keyWindowView() { return std::nullopt; }
+  virtual std::string keyWindowPng() { return {}; }
   // The general pasteboard's text, through which a UI-test runner hands data to the app;
   // nullopt when it holds no text.
   virtual std::optional<std::string> pasteboardString() = 0;

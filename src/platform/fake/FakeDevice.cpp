@@ -3,37 +3,39 @@
 #include <cstdio>
 #include <functional>
 
+#include "support/Mutex.h"
+
 namespace tolvana {
 
 std::vector<std::string> FakeDevice::launchArguments() const {
-  std::lock_guard lock(mutex_);
+  LockGuard lock(mutex_);
   return arguments_;
 }
 
 std::optional<std::string> FakeDevice::environmentValue(std::string_view name) const {
-  std::lock_guard lock(mutex_);
+  LockGuard lock(mutex_);
   auto it = environment_.find(name);
   if (it == environment_.end()) return std::nullopt;
   return it->second;
 }
 
 std::optional<std::string> FakeDevice::dataDirectory() const {
-  std::lock_guard lock(mutex_);
+  LockGuard lock(mutex_);
   return dataDirectory_;
 }
 
 void FakeDevice::exitProcess(int status) {
-  std::lock_guard lock(mutex_);
+  LockGuard lock(mutex_);
   exitStatus_ = status;
 }
 
 void FakeDevice::setLaunchArguments(std::vector<std::string> arguments) {
-  std::lock_guard lock(mutex_);
+  LockGuard lock(mutex_);
   arguments_ = std::move(arguments);
 }
 
 void FakeDevice::setEnvironmentValue(std::string name, std::optional<std::string> value) {
-  std::lock_guard lock(mutex_);
+  LockGuard lock(mutex_);
   if (value) {
     environment_.insert_or_assign(std::move(name), std::move(*value));
   } else {
@@ -42,17 +44,17 @@ void FakeDevice::setEnvironmentValue(std::string name, std::optional<std::string
 }
 
 void FakeDevice::setDataDirectory(std::optional<std::string> directory) {
-  std::lock_guard lock(mutex_);
+  LockGuard lock(mutex_);
   dataDirectory_ = std::move(directory);
 }
 
 std::optional<int> FakeDevice::exitStatus() const {
-  std::lock_guard lock(mutex_);
+  LockGuard lock(mutex_);
   return exitStatus_;
 }
 
 std::string FakeDevice::systemVersion() const {
-  std::lock_guard lock(mutex_);
+  LockGuard lock(mutex_);
   return systemVersion_;
 }
 
@@ -65,27 +67,27 @@ std::optional<std::string> FakeDevice::vendorIdentifier(std::string_view vendor)
 }
 
 bool FakeDevice::passesIntegrityCheck() const {
-  std::lock_guard lock(mutex_);
+  LockGuard lock(mutex_);
   return genuine_;
 }
 
 bool FakeDevice::isBeingTraced() const {
-  std::lock_guard lock(mutex_);
+  LockGuard lock(mutex_);
   return traced_;
 }
 
 void FakeDevice::setSystemVersion(std::string version) {
-  std::lock_guard lock(mutex_);
+  LockGuard lock(mutex_);
   systemVersion_ = std::move(version);
 }
 
 void FakeDevice::setBeingTraced(bool traced) {
-  std::lock_guard lock(mutex_);
+  LockGuard lock(mutex_);
   traced_ = traced;
 }
 
 void FakeDevice::setPassesIntegrityCheck(bool passes) {
-  std::lock_guard lock(mutex_);
+  LockGuard lock(mutex_);
   genuine_ = passes;
 }
 

@@ -5,6 +5,7 @@
 #include <mutex>
 #include <optional>
 
+#include "support/Mutex.h"
 #include "tolvana/platform/Device.h"
 
 namespace tolvana {
@@ -35,14 +36,14 @@ class FakeDevice final : public Device {
   void setPassesIntegrityCheck(bool passes);
 
  private:
-  mutable std::mutex mutex_;
-  std::vector<std::string> arguments_{"test-host"};
-  std::map<std::string, std::string, std::less<>> environment_;
-  std::optional<std::string> dataDirectory_;
-  std::optional<int> exitStatus_;
-  std::string systemVersion_ = "17.2";
-  bool traced_ = false;
-  bool genuine_ = true;
+  mutable Mutex mutex_;
+  std::vector<std::string> arguments_ TL_GUARDED_BY(mutex_){"test-host"};
+  std::map<std::string, std::string, std::less<>> environment_ TL_GUARDED_BY(mutex_);
+  std::optional<std::string> dataDirectory_ TL_GUARDED_BY(mutex_);
+  std::optional<int> exitStatus_ TL_GUARDED_BY(mutex_);
+  std::string systemVersion_ TL_GUARDED_BY(mutex_) = "17.2";
+  bool traced_ TL_GUARDED_BY(mutex_) = false;
+  bool genuine_ TL_GUARDED_BY(mutex_) = true;
 };
 
 }  // namespace tolvana

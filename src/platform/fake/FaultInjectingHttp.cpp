@@ -2,30 +2,32 @@
 
 #include <thread>
 
+#include "support/Mutex.h"
+
 namespace tolvana {
 
 FaultInjectingHttp::FaultInjectingHttp(std::shared_ptr<Http> inner, std::shared_ptr<Dispatch> dispatch)
     : inner_(std::move(inner)), dispatch_(std::move(dispatch)) {}
 
 void FaultInjectingHttp::inject(Fault fault) {
-  std::lock_guard lock(mutex_);
+  LockGuard lock(mutex_);
   faults_.push_back(fault);
 }
 
 std::vector<HttpRequest> FaultInjectingHttp::requests() const {
-  std::lock_guard lock(mutex_);
+  LockGuard lock(mutex_);
   return requests_;
 }
 
 std::size_t FaultInjectingHttp::droppedCount() const {
-  std::lock_guard lock(mutex_);
+  LockGuard lock(mutex_);
   return dropped_.size();
 }
 
 void FaultInjectingHttp::send(HttpRequest request, std::function<void(HttpResponse)> completion) {
   std::optional<Fault> fault;
   {
-    std::lock_guard lock(mutex_);
+    LockGuard lock(mutex_);
     requests_.push_back(request);
     if (!faults_.empty()) {
       fault = faults_.front();
@@ -50,7 +52,7 @@ void FaultInjectingHttp::send(HttpRequest request, std::function<void(HttpRespon
       });
       return;
     case Kind::Drop: {
-      std::lock_guard lock(mutex_);
+      LockGuard lock(mutex_);
       dropped_.push_back(std::move(completion));
       return;
     }

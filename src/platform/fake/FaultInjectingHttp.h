@@ -10,6 +10,7 @@
 #include <optional>
 #include <vector>
 
+#include "support/Mutex.h"
 #include "tolvana/platform/Dispatch.h"
 #include "tolvana/platform/Http.h"
 
@@ -37,10 +38,10 @@ class FaultInjectingHttp final : public Http {
  private:
   std::shared_ptr<Http> inner_;
   std::shared_ptr<Dispatch> dispatch_;
-  mutable std::mutex mutex_;
-  std::deque<Fault> faults_;                                  // guarded by mutex_
-  std::vector<HttpRequest> requests_;                         // guarded by mutex_
-  std::vector<std::function<void(HttpResponse)>> dropped_;    // guarded by mutex_
+  mutable Mutex mutex_;
+  std::deque<Fault> faults_ TL_GUARDED_BY(mutex_);
+  std::vector<HttpRequest> requests_ TL_GUARDED_BY(mutex_);
+  std::vector<std::function<void(HttpResponse)>> dropped_ TL_GUARDED_BY(mutex_);
 };
 
 }  // namespace tolvana

@@ -1,6 +1,7 @@
 #include "platform/fake/FixedLocale.h"
 
 #include "platform/posix/IcuLocale.h"
+#include "support/Mutex.h"
 
 namespace tolvana {
 
@@ -8,12 +9,12 @@ FixedLocale::FixedLocale(std::vector<std::string> preferred, std::optional<std::
     : preferred_(std::move(preferred)), region_(std::move(region)) {}
 
 std::vector<std::string> FixedLocale::preferredLanguages() const {
-  std::lock_guard lock(mutex_);
+  LockGuard lock(mutex_);
   return preferred_;
 }
 
 std::optional<std::string> FixedLocale::currentRegion() const {
-  std::lock_guard lock(mutex_);
+  LockGuard lock(mutex_);
   return region_;
 }
 
@@ -22,12 +23,12 @@ LocaleComponents FixedLocale::componentsFromLocaleIdentifier(std::string_view id
 }
 
 void FixedLocale::setPreferredLanguages(std::vector<std::string> preferred) {
-  std::lock_guard lock(mutex_);
+  LockGuard lock(mutex_);
   preferred_ = std::move(preferred);
 }
 
 void FixedLocale::setCurrentRegion(std::optional<std::string> region) {
-  std::lock_guard lock(mutex_);
+  LockGuard lock(mutex_);
   region_ = std::move(region);
 }
 

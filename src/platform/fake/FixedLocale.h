@@ -4,6 +4,7 @@
 
 #include <mutex>
 
+#include "support/Mutex.h"
 #include "tolvana/platform/Locale.h"
 
 namespace tolvana {
@@ -19,9 +20,9 @@ class FixedLocale final : public Locale {
   void setCurrentRegion(std::optional<std::string> region);
 
  private:
-  mutable std::mutex mutex_;
-  std::vector<std::string> preferred_;
-  std::optional<std::string> region_;
+  mutable Mutex mutex_;
+  std::vector<std::string> preferred_ TL_GUARDED_BY(mutex_);
+  std::optional<std::string> region_ TL_GUARDED_BY(mutex_);
 };
 
 }  // namespace tolvana

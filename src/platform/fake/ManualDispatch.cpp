@@ -4,6 +4,7 @@
 #include <tuple>
 
 #include "platform/posix/ThreadDispatch.h"
+#include "support/Mutex.h"
 
 namespace tolvana {
 
@@ -26,7 +27,7 @@ void ManualDispatch::mainAsync(Task task) { mainAfter(std::chrono::milliseconds(
 void ManualDispatch::mainAfter(std::chrono::milliseconds delay, Task task) {
   auto due = clock_->monotonicNow() + std::max(delay, std::chrono::milliseconds(0));
   {
-    std::lock_guard lock(mutex_);
+    LockGuard lock(mutex_);
     pending_.push_back(std::make_unique<Pending>(Pending{due, sequence_++, std::move(task)}));
   }
   wake_.notify_all();
@@ -39,7 +40,7 @@ std::shared_ptr<SerialQueue> ManualDispatch::makeSerialQueue(std::string label) 
 }
 
 bool ManualDispatch::isMainThread() const {
-  std::lock_guard lock(mutex_);
+  LockGuard lock(mutex_);
   return std::this_thread::get_id() == mainThread_;
 }
 
@@ -48,7 +49,7 @@ int ManualDispatch::drain() {
   for (;;) {
     std::unique_ptr<Pending> next;
     {
-      std::lock_guard lock(mutex_);
+      LockGuard lock(mutex_);
       mainThread_ = std::this_thread::get_id();
       auto now = clock_->monotonicNow();
       auto earliest = pending_.end();
@@ -76,13 +77,13 @@ bool ManualDispatch::runUntil(const std::function<bool()>& done, std::chrono::mi
     if (std::chrono::steady_clock::now() >= deadline) return false;
     // A new main task wakes this at once; the short cap covers what no notification
     // announces: delayed tasks falling due, and a condition changed by another thread.
-    std::unique_lock lock(mutex_);
-    wake_.wait_until(lock, std::min(deadline, std::chrono::steady_clock::now() + std::chrono::milliseconds(5)));
+    UniqueLock lock(mutex_);
+    lock.waitUntil(wake_, std::min(deadline, std::chrono::steady_clock::now() + std::chrono::milliseconds(5)));
   }
 }
 
 std::size_t ManualDispatch::pendingCount() const {
-  std::lock_guard lock(mutex_);
+  LockGuard lock(mutex_);
   return pending_.size();
 }
 

@@ -11,6 +11,7 @@
 #include <thread>
 #include <vector>
 
+#include "support/Mutex.h"
 #include "tolvana/platform/Clock.h"
 #include "tolvana/platform/Dispatch.h"
 
@@ -38,11 +39,11 @@ class ManualDispatch final : public Dispatch {
  private:
   struct Pending;
   std::shared_ptr<Clock> clock_;
-  mutable std::mutex mutex_;
+  mutable Mutex mutex_;
   std::condition_variable wake_;
-  std::vector<std::unique_ptr<Pending>> pending_;  // guarded by mutex_
-  std::uint64_t sequence_ = 0;                     // guarded by mutex_
-  std::thread::id mainThread_;                     // guarded by mutex_
+  std::vector<std::unique_ptr<Pending>> pending_ TL_GUARDED_BY(mutex_);
+  std::uint64_t sequence_ TL_GUARDED_BY(mutex_) = 0;
+  std::thread::id mainThread_ TL_GUARDED_BY(mutex_);
   std::shared_ptr<Dispatch> background_;           // real threads for global and serial queues
 };
 

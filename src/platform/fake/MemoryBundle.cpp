@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "support/Mutex.h"
 #include "support/StringUtil.h"
 
 namespace tolvana {
@@ -11,7 +12,7 @@ MemoryBundle::MemoryBundle(std::string path, Value::Dictionary info, Tables tabl
     : path_(std::move(path)), info_(std::move(info)), tables_(std::move(tables)), preferred_(std::move(preferredLanguages)) {}
 
 std::optional<Value> MemoryBundle::objectForInfoDictionaryKey(std::string_view key) const {
-  std::lock_guard lock(mutex_);
+  LockGuard lock(mutex_);
   auto it = info_.find(key);
   if (it == info_.end()) return std::nullopt;
   return it->second;
@@ -40,7 +41,7 @@ std::optional<std::string> MemoryBundle::pathForResource(std::string_view name, 
                                                          std::string_view directory) const {
   std::string file = std::string(name) + (type.empty() ? "" : "." + std::string(type));
   std::string prefix = directory.empty() ? "" : std::string(directory) + "/";
-  std::lock_guard lock(mutex_);
+  LockGuard lock(mutex_);
   if (resources_.count(prefix + file)) return path_ + "/" + prefix + file;
   for (const auto& [language, _] : tables_) {
     std::string localized = language + ".lproj/" + prefix + file;
@@ -84,12 +85,12 @@ std::string MemoryBundle::localizedStringForKey(std::string_view key, std::optio
 }
 
 void MemoryBundle::addResource(std::string relativePath) {
-  std::lock_guard lock(mutex_);
+  LockGuard lock(mutex_);
   resources_.insert(std::move(relativePath));
 }
 
 void MemoryBundle::setInfo(std::string key, Value value) {
-  std::lock_guard lock(mutex_);
+  LockGuard lock(mutex_);
   info_[std::move(key)] = std::move(value);
 }
 

@@ -8,6 +8,7 @@
 #include <set>
 #include <vector>
 
+#include "support/Mutex.h"
 #include "tolvana/platform/Bundle.h"
 
 namespace tolvana {
@@ -40,10 +41,10 @@ class MemoryBundle final : public Bundle {
 
  private:
   std::string path_;
-  mutable std::mutex mutex_;
-  Value::Dictionary info_;         // guarded by mutex_
+  mutable Mutex mutex_;
+  Value::Dictionary info_ TL_GUARDED_BY(mutex_);
   Tables tables_;                  // constant after construction
-  std::set<std::string> resources_;  // guarded by mutex_
+  std::set<std::string> resources_ TL_GUARDED_BY(mutex_);
   std::vector<std::string> preferred_;
 };
 

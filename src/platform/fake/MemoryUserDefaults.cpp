@@ -1,21 +1,23 @@
 #include "platform/fake/MemoryUserDefaults.h"
 
+#include "support/Mutex.h"
+
 namespace tolvana {
 
 std::optional<Value> MemoryUserDefaults::objectForKey(std::string_view key) const {
-  std::lock_guard lock(mutex_);
+  LockGuard lock(mutex_);
   auto it = values_.find(key);
   if (it == values_.end()) return std::nullopt;
   return it->second;
 }
 
 void MemoryUserDefaults::setObject(std::string_view key, Value value) {
-  std::lock_guard lock(mutex_);
+  LockGuard lock(mutex_);
   values_.insert_or_assign(std::string(key), std::move(value));
 }
 
 void MemoryUserDefaults::removeObject(std::string_view key) {
-  std::lock_guard lock(mutex_);
+  LockGuard lock(mutex_);
   if (auto it = values_.find(key); it != values_.end()) values_.erase(it);
 }
 
@@ -25,12 +27,12 @@ bool MemoryUserDefaults::synchronize() {
 }
 
 void MemoryUserDefaults::removePersistentDomain() {
-  std::lock_guard lock(mutex_);
+  LockGuard lock(mutex_);
   values_.clear();
 }
 
 Value::Dictionary MemoryUserDefaults::snapshot() const {
-  std::lock_guard lock(mutex_);
+  LockGuard lock(mutex_);
   return values_;
 }
 

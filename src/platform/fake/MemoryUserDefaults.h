@@ -4,6 +4,7 @@
 #include <atomic>
 #include <mutex>
 
+#include "support/Mutex.h"
 #include "tolvana/platform/UserDefaults.h"
 
 namespace tolvana {
@@ -20,8 +21,8 @@ class MemoryUserDefaults final : public UserDefaults {
   Value::Dictionary snapshot() const;
 
  private:
-  mutable std::mutex mutex_;
-  Value::Dictionary values_;  // guarded by mutex_
+  mutable Mutex mutex_;
+  Value::Dictionary values_ TL_GUARDED_BY(mutex_);
   std::atomic<int> synchronizeCount_{0};
 };
 

@@ -2,22 +2,24 @@
 
 #include <algorithm>
 
+#include "support/Mutex.h"
+
 namespace tolvana {
 
 void RecordingUi::presentAlert(Alert alert) {
-  std::lock_guard lock(mutex_);
+  LockGuard lock(mutex_);
   alerts_.push_back(std::move(alert));
 }
 
 std::vector<Alert> RecordingUi::alerts() const {
-  std::lock_guard lock(mutex_);
+  LockGuard lock(mutex_);
   return alerts_;
 }
 
 // Recorded as a toolkit's UI acts: the hooks go in at the first engine start, and the later
 // starts, which ask again, change nothing.
 void RecordingUi::installLookupHooks() {
-  std::lock_guard lock(mutex_);
+  LockGuard lock(mutex_);
   if (hooksInstalled_) return;
   hooksInstalled_ = true;
   calls_.push_back("installLookupHooks");
@@ -26,7 +28,7 @@ void RecordingUi::installLookupHooks() {
 void RecordingUi::showOverlay(UiOverlay overlay) {
   bool forUiTests = std::any_of(overlay.controls.begin(), overlay.controls.end(),
                                 [](const UiControl& c) { return c.name == "toggleVisibleBtn"; });
-  std::unique_lock lock(mutex_);
+  UniqueLock lock(mutex_);
   bool appears = !overlay_;
   overlay_ = std::move(overlay);
   lock.unlock();
@@ -35,22 +37,22 @@ void RecordingUi::showOverlay(UiOverlay overlay) {
 
 void RecordingUi::removeOverlay() {
   record("removeOverlay");
-  std::lock_guard lock(mutex_);
+  LockGuard lock(mutex_);
   overlay_.reset();
 }
 
 void RecordingUi::focusOverlayControl(const std::string& control) {
-  std::lock_guard lock(mutex_);
+  LockGuard lock(mutex_);
   focused_ = control;
 }
 
 std::optional<UiOverlay> RecordingUi::overlay() const {
-  std::lock_guard lock(mutex_);
+  LockGuard lock(mutex_);
   return overlay_;
 }
 
 std::string RecordingUi::focusedControl() const {
-  std::lock_guard lock(mutex_);
+  LockGuard lock(mutex_);
   return focused_;
 }
 
@@ -77,30 +79,30 @@ void RecordingUi::typeIntoOverlay(const std::string& control, const std::string&
 
 void RecordingUi::addLongPressGesture(std::function<void()> handler) {
   record("addLongPressGesture");
-  std::lock_guard lock(mutex_);
+  LockGuard lock(mutex_);
   longPress_ = std::move(handler);
 }
 
 void RecordingUi::addSwipeGestures(std::function<void()> handler) {
   record("addSwipeGestures");
-  std::lock_guard lock(mutex_);
+  LockGuard lock(mutex_);
   swipe_ = std::move(handler);
 }
 
 void RecordingUi::record(std::string call) {
-  std::lock_guard lock(mutex_);
+  LockGuard lock(mutex_);
   calls_.push_back(std::move(call));
 }
 
 std::vector<std::string> RecordingUi::calls() const {
-  std::lock_guard lock(mutex_);
+  LockGuard lock(mutex_);
   return calls_;
 }
 
 bool RecordingUi::tap(std::size_t alert, std::size_t action, const std::vector<std::string>& fieldTexts) {
   AlertAction tapped;
   {
-    std::lock_guard lock(mutex_);
+    LockGuard lock(mutex_);
     if (alert >= alerts_.size() || action >= alerts_[alert].actions.size()) return false;
     tapped = alerts_[alert].actions[action];
   }
@@ -115,32 +117,32 @@ bool RecordingUi::call(std::function<void()> handler) {
 }
 
 bool RecordingUi::longPress() {
-  std::unique_lock lock(mutex_);
+  UniqueLock lock(mutex_);
   auto handler = longPress_;
   lock.unlock();
   return call(std::move(handler));
 }
 
 bool RecordingUi::swipe() {
-  std::unique_lock lock(mutex_);
+  UniqueLock lock(mutex_);
   auto handler = swipe_;
   lock.unlock();
   return call(std::move(handler));
 }
 
 void RecordingUi::show(std::optional<UiView> window, UiScreen screen) {
-  std::lock_guard lock(mutex_);
+  LockGuard lock(mutex_);
   window_ = std::move(window);
   screen_ = screen;
 }
 
 std::optional<UiView> RecordingUi::rootWindowView() {
-  std::lock_guard lock(mutex_);
+  LockGuard lock(mutex_);
   return window_;
 }
 
 UiScreen RecordingUi::mainScreen() {
-  std::lock_guard lock(mutex_);
+  LockGuard lock(mutex_);
   return screen_;
 }
 
@@ -151,17 +153,17 @@ std::string RecordingUi::rootWindowPng() {
       0x00, 0x01, 0x00, 0x00, 0x00, 0x01, 0x08, 0x00, 0x00, 0x00, 0x00, 0x3a, 0x7e, 0x9b, 0x55, 0x00, 0x00, 0x00,
       0x0a, 0x49, 0x44, 0x41, 0x54, 0x78, 0x9c, 0x63, 0x68, 0x00, 0x00, 0x00, 0x82, 0x00, 0x81, 0x77, 0xcd, 0x72,
       0xb6, 0x00, 0x00, 0x00, 0x00, 0x49, 0x45, 0x4e, 0x44, 0xae, 0x42, 0x60, 0x82};
-  std::lock_guard lock(mutex_);
+  LockGuard lock(mutex_);
   return window_ ? std::string(reinterpret_cast<const char*>(kPixel), sizeof kPixel) : std::string();
 }
 
 std::optional<std::string> RecordingUi::pasteboardString() {
-  std::lock_guard lock(mutex_);
+  LockGuard lock(mutex_);
   return pasteboard_;
 }
 
 void RecordingUi::setPasteboardString(const std::string& text) {
-  std::lock_guard lock(mutex_);
+  LockGuard lock(mutex_);
   pasteboard_ = text;
 }
 

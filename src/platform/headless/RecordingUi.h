@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "support/Mutex.h"
 #include "tolvana/platform/Ui.h"
 
 namespace tolvana {
@@ -55,16 +56,17 @@ class RecordingUi final : public Ui {
   bool swipe();
 
  private:
-  mutable std::mutex mutex_;
-  std::vector<Alert> alerts_;        // guarded by mutex_
-  std::vector<std::string> calls_;  // guarded by mutex_
-  bool hooksInstalled_ = false;     // guarded by mutex_
-  std::function<void()> longPress_, swipe_;  // guarded by mutex_
-  std::optional<UiView> window_;             // guarded by mutex_
-  UiScreen screen_{390, 844, 3};             // guarded by mutex_
-  std::optional<std::string> pasteboard_;    // guarded by mutex_
-  std::optional<UiOverlay> overlay_;         // guarded by mutex_
-  std::string focused_;                      // guarded by mutex_
+  mutable Mutex mutex_;
+  std::vector<Alert> alerts_ TL_GUARDED_BY(mutex_);
+  std::vector<std::string> calls_ TL_GUARDED_BY(mutex_);
+  bool hooksInstalled_ TL_GUARDED_BY(mutex_) = false;
+  std::function<void()> longPress_ TL_GUARDED_BY(mutex_);
+  std::function<void()> swipe_ TL_GUARDED_BY(mutex_);
+  std::optional<UiView> window_ TL_GUARDED_BY(mutex_);
+  UiScreen screen_ TL_GUARDED_BY(mutex_){390, 844, 3};
+  std::optional<std::string> pasteboard_ TL_GUARDED_BY(mutex_);
+  std::optional<UiOverlay> overlay_ TL_GUARDED_BY(mutex_);
+  std::string focused_ TL_GUARDED_BY(mutex_);
 
   void record(std::string call);
   static bool call(std::function<void()> handler);

@@ -186,10 +186,7 @@ HttpResponse failedResponse(std::string error) {
 class CurlHttp final : public Http {
  public:
   CurlHttp(std::shared_ptr<Dispatch> dispatch, CurlHttpOptions options)
-      : dispatch_(std::move(dispatch)), options_(std::move(options)) {
-    static std::once_flag once;
-    std::call_once(once, [] { curl_global_init(CURL_GLOBAL_DEFAULT); });
-  }
+      : dispatch_(std::move(dispatch)), options_(std::move(options)) {}
 
   void send(HttpRequest request, std::function<void(HttpResponse)> completion) override {
     auto session = dispatch_->makeSerialQueue("tolvana.http.session");
@@ -208,6 +205,10 @@ class CurlHttp final : public Http {
 
  private:
   static HttpResponse perform(const HttpRequest& request, const CurlHttpOptions& options) {
+    // At the first request rather than with the platform: setting up TLS costs about a
+    // millisecond that an app's start need not wait for.
+    static std::once_flag once;
+    std::call_once(once, [] { curl_global_init(CURL_GLOBAL_DEFAULT); });
     HttpResponse response;
     Easy handle(curl_easy_init());
     CURL* curl = handle.get();

@@ -12,6 +12,7 @@
 #include "platform/PlatformLog.h"
 #include "platform/PropertyList.h"
 #include "platform/StringsTable.h"
+#include "support/Mutex.h"
 
 namespace tolvana {
 
@@ -187,9 +188,13 @@ class DirectoryBundle final : public Bundle {
   // localization and Base. Rebuilt only when the preferred languages change: every look-up
   // that misses the stores asks for it, and building it cost a third of such a look-up.
   std::shared_ptr<const std::vector<std::string>> searchOrder() const {
+    // Without language folders there is nothing to order, whatever the preferred languages
+    // are; an app whose texts all come from its stores then pays nothing for a miss here.
+    static const auto kNone = std::make_shared<const std::vector<std::string>>();
+    if (localizations_.empty()) return kNone;
     std::vector<std::string> preferred = preferredLanguages_ ? preferredLanguages_() : std::vector<std::string>{};
     {
-      std::lock_guard lock(orderMutex_);
+      LockGuard lock(orderMutex_);
       if (order_ && orderFor_ == preferred) return order_;
     }
     auto order = std::make_shared<std::vector<std::string>>();
@@ -207,7 +212,7 @@ class DirectoryBundle final : public Bundle {
     }
     if (auto development = developmentLocalization()) add(*development);
     add("Base");
-    std::lock_guard lock(orderMutex_);
+    LockGuard lock(orderMutex_);
     orderFor_ = std::move(preferred);
     order_ = order;
     return order;
@@ -223,7 +228,7 @@ class DirectoryBundle final : public Bundle {
   const Value::Dictionary& stringsTable(const std::string& relativePath) const {
     std::shared_ptr<Table> table;
     {
-      std::lock_guard lock(tablesMutex_);
+      LockGuard lock(tablesMutex_);
       auto& slot = tables_[relativePath];
       if (!slot) slot = std::make_shared<Table>();
       table = slot;
@@ -250,11 +255,11 @@ class DirectoryBundle final : public Bundle {
   Value::Dictionary info_;
   std::vector<std::string> localizations_;
 
-  mutable std::mutex orderMutex_;
-  mutable std::vector<std::string> orderFor_;                       // guarded by orderMutex_
-  mutable std::shared_ptr<const std::vector<std::string>> order_;  // guarded by orderMutex_
-  mutable std::mutex tablesMutex_;
-  mutable std::map<std::string, std::shared_ptr<Table>> tables_;  // guarded by tablesMutex_
+  mutable Mutex orderMutex_;
+  mutable std::vector<std::string> orderFor_ TL_GUARDED_BY(orderMutex_);
+  mutable std::shared_ptr<const std::vector<std::string>> order_ TL_GUARDED_BY(orderMutex_);
+  mutable Mutex tablesMutex_;
+  mutable std::map<std::string, std::shared_ptr<Table>> tables_ TL_GUARDED_BY(tablesMutex_);
 };
 
 class DirectoryBundles final : public Bundles {

@@ -12,6 +12,7 @@
 
 #include "platform/PlatformLog.h"
 #include "platform/PropertyList.h"
+#include "support/Mutex.h"
 
 namespace tolvana {
 
@@ -22,7 +23,7 @@ class PlistFileUserDefaults final : public UserDefaults {
   explicit PlistFileUserDefaults(std::string filePath) : filePath_(std::move(filePath)) { load(); }
 
   std::optional<Value> objectForKey(std::string_view key) const override {
-    std::lock_guard lock(mutex_);
+    LockGuard lock(mutex_);
     auto it = values_.find(key);
     if (it == values_.end()) return std::nullopt;
     return it->second;
@@ -35,22 +36,22 @@ class PlistFileUserDefaults final : public UserDefaults {
       platformLogError("Refused to keep a user default whose key or text is not UTF-8 without NUL");
       return;
     }
-    std::lock_guard lock(mutex_);
+    LockGuard lock(mutex_);
     values_.insert_or_assign(std::string(key), std::move(value));
   }
 
   void removeObject(std::string_view key) override {
-    std::lock_guard lock(mutex_);
+    LockGuard lock(mutex_);
     if (auto it = values_.find(key); it != values_.end()) values_.erase(it);
   }
 
   bool synchronize() override {
     // Writers take turns so that the file ends with the newest snapshot, not whichever
     // of two concurrent writes happened to rename last.
-    std::lock_guard storageLock(storageMutex_);
+    LockGuard storageLock(storageMutex_);
     Value snapshot;
     {
-      std::lock_guard lock(mutex_);
+      LockGuard lock(mutex_);
       snapshot = Value(values_);
     }
     std::error_code ignored;
@@ -65,10 +66,10 @@ class PlistFileUserDefaults final : public UserDefaults {
   }
 
   void removePersistentDomain() override {
-    std::lock_guard storageLock(storageMutex_);
+    LockGuard storageLock(storageMutex_);
     Value::Dictionary erased;
     {
-      std::lock_guard lock(mutex_);
+      LockGuard lock(mutex_);
       erased.swap(values_);
     }
     if (::unlink(filePath_.c_str()) != 0 && errno != ENOENT) {
@@ -89,6 +90,7 @@ class PlistFileUserDefaults final : public UserDefaults {
                        "); starting with an empty domain");
       return;
     }
+    LockGuard lock(mutex_);
     values_ = std::move(root->asDictionary());
   }
 
@@ -96,10 +98,10 @@ class PlistFileUserDefaults final : public UserDefaults {
   const std::string filePath_;
 
   // Serialises synchronize() and removePersistentDomain(); taken before mutex_.
-  std::mutex storageMutex_;
+  Mutex storageMutex_;
 
-  mutable std::mutex mutex_;
-  Value::Dictionary values_;  // guarded by mutex_
+  mutable Mutex mutex_ TL_ACQUIRED_AFTER(storageMutex_);
+  Value::Dictionary values_ TL_GUARDED_BY(mutex_);
 };
 
 std::string homeDirectory() {

@@ -11,6 +11,7 @@
 #include <iterator>
 
 #include "support/Files.h"
+#include "support/Mutex.h"
 
 namespace tolvana {
 
@@ -106,7 +107,7 @@ class PosixDevice final : public Device {
     auto base = dataDirectory();
     if (!base) return std::nullopt;
     std::string path = *base + "/Tolvana/vendors/" + std::string(vendor) + ".id";
-    std::lock_guard lock(vendorMutex_);
+    LockGuard lock(vendorMutex_);
     if (auto stored = readFirstLine(path); stored && stored->size() == 36) return stored;
     std::string identifier = randomUuid();
     if (!replaceFileAtomically(path, identifier + '\n')) return std::nullopt;
@@ -137,7 +138,8 @@ class PosixDevice final : public Device {
     return value && !value->empty() ? value : std::nullopt;
   }
 
-  mutable std::mutex vendorMutex_;
+  // Serialises making a vendor's identifier file, so two first asks agree on one.
+  mutable Mutex vendorMutex_;
   const std::optional<std::string> dataDirectory_;
   const EnvironmentFn environment_;
 };

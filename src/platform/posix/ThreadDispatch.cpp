@@ -13,6 +13,7 @@
 
 #include "platform/PlatformLog.h"
 #include "support/Boundary.h"
+#include "support/Mutex.h"
 
 namespace tolvana {
 
@@ -34,11 +35,11 @@ void runGuarded(Task& task) { guarded("A queued task", task, platformFailureLine
 // handle dropped while tasks are pending (or by one of its own tasks) leaves nothing dangling.
 struct SerialState {
   std::string label;  // constant after construction
-  std::mutex mutex;
+  Mutex mutex;
   std::condition_variable wake;
-  std::deque<Task> tasks;  // guarded by mutex
-  bool released = false;   // the handle is gone; guarded by mutex
-  bool stopped = false;    // the dispatch is being destroyed; guarded by mutex
+  std::deque<Task> tasks TL_GUARDED_BY(mutex);
+  bool released TL_GUARDED_BY(mutex) = false;  // the handle is gone
+  bool stopped TL_GUARDED_BY(mutex) = false;  // the dispatch is being destroyed
 };
 
 class ThreadSerialQueue final : public SerialQueue {
@@ -46,13 +47,13 @@ class ThreadSerialQueue final : public SerialQueue {
   explicit ThreadSerialQueue(std::shared_ptr<SerialState> state) : state_(std::move(state)) {}
 
   ~ThreadSerialQueue() override {
-    std::lock_guard lock(state_->mutex);
+    LockGuard lock(state_->mutex);
     state_->released = true;
     state_->wake.notify_one();
   }
 
   void async(Task task) override {
-    std::lock_guard lock(state_->mutex);
+    LockGuard lock(state_->mutex);
     if (state_->stopped) return;  // the task dies after the lock is released
     state_->tasks.push_back(std::move(task));
     state_->wake.notify_one();
@@ -68,8 +69,8 @@ void runSerialQueue(const std::shared_ptr<SerialState>& state) {
     Task task;
     std::deque<Task> discarded;
     {
-      std::unique_lock lock(state->mutex);
-      state->wake.wait(lock, [&] { return !state->tasks.empty() || state->released || state->stopped; });
+      UniqueLock lock(state->mutex);
+      while (state->tasks.empty() && !state->released && !state->stopped) lock.wait(state->wake);
       if (state->stopped) discarded.swap(state->tasks);
       if (state->tasks.empty()) break;
       task = std::move(state->tasks.front());
@@ -111,13 +112,13 @@ class DispatchCore {
     std::map<MainKey, Task> mainLeft;
     std::deque<Task> globalLeft;
     {
-      std::lock_guard lock(mainMutex_);
+      LockGuard lock(mainMutex_);
       mainStopping_ = true;
       mainLeft.swap(mainTasks_);
     }
     mainWake_.notify_all();
     {
-      std::lock_guard lock(globalMutex_);
+      LockGuard lock(globalMutex_);
       globalStopping_ = true;
       globalLeft.swap(globalTasks_);
     }
@@ -128,7 +129,7 @@ class DispatchCore {
     std::vector<std::thread> workers;
     std::vector<std::shared_ptr<SerialState>> states;
     {
-      std::lock_guard lock(workersMutex_);
+      LockGuard lock(workersMutex_);
       serialStopping_ = true;
       workers.swap(workerThreads_);
       for (auto& weak : serialStates_) {
@@ -142,7 +143,7 @@ class DispatchCore {
     for (auto& state : states) {
       std::deque<Task> discarded;
       {
-        std::lock_guard lock(state->mutex);
+        LockGuard lock(state->mutex);
         state->stopped = true;
         discarded.swap(state->tasks);
         state->wake.notify_one();
@@ -152,14 +153,14 @@ class DispatchCore {
   }
 
   void enqueueMain(std::chrono::steady_clock::time_point due, Task task) {
-    std::lock_guard lock(mainMutex_);
+    LockGuard lock(mainMutex_);
     if (mainStopping_) return;
     mainTasks_.emplace(MainKey{due, nextSequence_++}, std::move(task));
     mainWake_.notify_one();
   }
 
   void globalAsync(Task task) {
-    std::lock_guard lock(globalMutex_);
+    LockGuard lock(globalMutex_);
     if (globalStopping_) return;
     globalTasks_.push_back(std::move(task));
     globalWake_.notify_one();
@@ -171,8 +172,9 @@ class DispatchCore {
   static std::shared_ptr<SerialQueue> makeSerialQueue(const std::shared_ptr<DispatchCore>& core, std::string label) {
     auto state = std::make_shared<SerialState>();
     state->label = std::move(label);
-    std::lock_guard lock(core->workersMutex_);
+    LockGuard lock(core->workersMutex_);
     if (core->serialStopping_) {
+      LockGuard stateLock(state->mutex);
       state->stopped = true;
       return std::make_shared<ThreadSerialQueue>(state);
     }
@@ -208,9 +210,9 @@ class DispatchCore {
   // idleWorkers_ counts the workers not serving a queue, less the queues waiting for one: a
   // new worker comes with its queue, a worker that finishes one becomes free again.
   void runSerialWorker() {
-    std::unique_lock lock(workersMutex_);
+    UniqueLock lock(workersMutex_);
     for (;;) {
-      workersWake_.wait(lock, [this] { return serialStopping_ || !pendingQueues_.empty(); });
+      while (!serialStopping_ && pendingQueues_.empty()) lock.wait(workersWake_);
       if (serialStopping_) return;
       std::shared_ptr<SerialState> state = std::move(pendingQueues_.front());
       pendingQueues_.pop_front();
@@ -224,16 +226,16 @@ class DispatchCore {
   }
 
   void runMainQueue() {
-    std::unique_lock lock(mainMutex_);
+    UniqueLock lock(mainMutex_);
     while (!mainStopping_) {
       if (mainTasks_.empty()) {
-        mainWake_.wait(lock);
+        lock.wait(mainWake_);
         continue;
       }
       auto first = mainTasks_.begin();
       if (first->first.due > std::chrono::steady_clock::now()) {
         // Woken early by a new task (it may be due sooner) or spuriously: look again.
-        mainWake_.wait_until(lock, first->first.due);
+        lock.waitUntil(mainWake_, first->first.due);
         continue;
       }
       Task task = std::move(first->second);
@@ -246,9 +248,9 @@ class DispatchCore {
   }
 
   void runGlobalQueue() {
-    std::unique_lock lock(globalMutex_);
+    UniqueLock lock(globalMutex_);
     for (;;) {
-      globalWake_.wait(lock, [this] { return globalStopping_ || !globalTasks_.empty(); });
+      while (!globalStopping_ && globalTasks_.empty()) lock.wait(globalWake_);
       if (globalStopping_) return;
       Task task = std::move(globalTasks_.front());
       globalTasks_.pop_front();
@@ -264,24 +266,24 @@ class DispatchCore {
   std::thread::id mainThreadId_;
   std::vector<std::thread> globalThreads_;
 
-  std::mutex mainMutex_;
+  Mutex mainMutex_;
   std::condition_variable mainWake_;
-  std::map<MainKey, Task> mainTasks_;  // guarded by mainMutex_
-  std::uint64_t nextSequence_ = 0;     // guarded by mainMutex_
-  bool mainStopping_ = false;          // guarded by mainMutex_
+  std::map<MainKey, Task> mainTasks_ TL_GUARDED_BY(mainMutex_);
+  std::uint64_t nextSequence_ TL_GUARDED_BY(mainMutex_) = 0;
+  bool mainStopping_ TL_GUARDED_BY(mainMutex_) = false;
 
-  std::mutex globalMutex_;
+  Mutex globalMutex_;
   std::condition_variable globalWake_;
-  std::deque<Task> globalTasks_;  // guarded by globalMutex_
-  bool globalStopping_ = false;   // guarded by globalMutex_
+  std::deque<Task> globalTasks_ TL_GUARDED_BY(globalMutex_);
+  bool globalStopping_ TL_GUARDED_BY(globalMutex_) = false;
 
-  std::mutex workersMutex_;
+  Mutex workersMutex_;
   std::condition_variable workersWake_;
-  std::vector<std::thread> workerThreads_;                  // guarded by workersMutex_
-  std::deque<std::shared_ptr<SerialState>> pendingQueues_;  // guarded by workersMutex_
-  std::vector<std::weak_ptr<SerialState>> serialStates_;    // guarded by workersMutex_
-  int idleWorkers_ = 0;                                     // guarded by workersMutex_
-  bool serialStopping_ = false;                             // guarded by workersMutex_
+  std::vector<std::thread> workerThreads_ TL_GUARDED_BY(workersMutex_);
+  std::deque<std::shared_ptr<SerialState>> pendingQueues_ TL_GUARDED_BY(workersMutex_);
+  std::vector<std::weak_ptr<SerialState>> serialStates_ TL_GUARDED_BY(workersMutex_);
+  int idleWorkers_ TL_GUARDED_BY(workersMutex_) = 0;
+  bool serialStopping_ TL_GUARDED_BY(workersMutex_) = false;
 };
 
 class ThreadDispatch final : public Dispatch {

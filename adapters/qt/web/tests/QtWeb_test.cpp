@@ -6,10 +6,14 @@
 #include <QJSEngine>
 #include <QJsonDocument>
 #include <QJsonObject>
+#include <QNetworkAccessManager>
+#include <QNetworkReply>
+#include <QNetworkRequest>
 #include <QProcess>
 #include <QQmlApplicationEngine>
 #include <QtWebEngineQuick>
 #include <QTemporaryDir>
+#include <QUrlQuery>
 #include <QWebEnginePage>
 #include <QWebEngineView>
 #include <functional>
@@ -66,9 +70,8 @@ TEST(QtWeb, PageTextsComeFromTheStoreAlsoForNodesAddedLater) {
       {"web.greeting", "Hallo Ada und Grace!"},
       {"web.basket", "3 Artikel im Korb"},
       {"web.files", "Eine Datei"},  // the plural word wins over the quantity
-      // The line feed arrives as a backslash, which the script call reads away; the quotes
-      // arrive as entities and show as quotes.
-      {"web.escapes", "Die Texte kommen aus dem Speicher.Anführungszeichen bleiben \"Anführungszeichen\"."},
+      // The line feed arrives as a backslash and the quotes as entities, which show as quotes.
+      {"web.escapes", "Die Texte kommen aus dem Speicher.\\Anführungszeichen bleiben \"Anführungszeichen\"."},
       {"no.such.key", "Shown as it was"},
       {"web.search", "Seite durchsuchen"},
   };
@@ -133,6 +136,99 @@ TEST(QtWeb, ScriptEnginesGetTheNativeFunctionsAndThePageScript) {
   EXPECT_TRUE(engine.globalObject().property("updated").toBool());
 }
 
+// The server's URL, and a request to it.
+QString serverUrl;
+
+void postToServer(const QString& path, const QByteArray& body) {
+  QNetworkAccessManager network;
+  QNetworkRequest request(QUrl(serverUrl + path));
+  request.setHeader(QNetworkRequest::ContentTypeHeader, "application/json");
+  QNetworkReply* reply = network.post(request, body);
+  spinUntil([&] { return reply->isFinished(); });
+  reply->deleteLater();
+}
+
+// A hostile page's own script: it posts straight to the handler, with callback ids that carry
+// script, and navigates the view to another origin while its update is held up by the server.
+const char kHostilePage[] = R"html(<!DOCTYPE html><html><head><title>attacker</title></head><body><script>
+  function whenReady(then) {
+    if (window.webkit && window.webkit.messageHandlers && window.webkit.messageHandlers.TolvanaNative) then();
+    else setTimeout(function () { whenReady(then); }, 10);
+  }
+  whenReady(function () {
+    var handler = window.webkit.messageHandlers.TolvanaNative;
+    handler.callbacks = handler.callbacks || {};
+    // Ids and texts that a script call built from pasted text could not carry.
+    var odd = 'a"+(document.title="escaped")+"\\\r\u2028\\x';
+    handler.callbacks[odd] = function (text) { window.oddAnswer = text; };
+    handler.postMessage({method: "getString", id: "web.title", callback: odd});
+    handler.postMessage({method: "updateGroups", groups: "main", languages: "de",
+                         callback: 'x"+(document.title="pwned:"+document.title)+"'});
+    var started = Date.now();
+    (function leave() {
+      if (window.oddAnswer === undefined && Date.now() - started < 1500) return setTimeout(leave, 20);
+      location.href = "@VICTIM@?odd=" + encodeURIComponent(String(window.oddAnswer));
+    })();
+  });
+</script></body></html>)html";
+
+TEST(QtWeb, APageCannotRunScriptInTheOriginItNavigatesToNorBreakTheAnswersCall) {
+  postToServer("/_devserver/faults", R"({"delayMs": 2500, "count": 1})");
+  // Two origins on the one server: the attacker's by address, the victim's by name.
+  QString victim = QString(serverUrl).replace("127.0.0.1", "localhost") + "/victim";
+  QWebEngineView view;
+  view.setHtml(QString::fromUtf8(kHostilePage).replace("@VICTIM@", victim), QUrl(serverUrl + "/attacker"));
+  view.show();
+  ASSERT_TRUE(spinUntil([&] { return view.url().toString().startsWith(victim); }, 10000));
+  // The attacker tells what its odd callback received in the address it leaves for.
+  QString odd = QUrlQuery(view.url()).queryItemValue("odd", QUrl::FullyDecoded);
+  EXPECT_TRUE(odd.startsWith("Tolvana auf einer Webseite")) << odd.toStdString();
+  // Past the update's end: the server holds it 2.5 s.
+  QElapsedTimer wait;
+  wait.start();
+  spinUntil([&] { return view.page()->title().startsWith("pwned") || wait.elapsed() > 5000; }, 6000);
+  EXPECT_FALSE(view.page()->title().startsWith("pwned")) << view.page()->title().toStdString();
+  EXPECT_NE(view.page()->title(), "escaped");
+}
+
+// A page that floods the handler: look-ups whose default text is a megabyte each, then a
+// stream of small ones far faster than any page needs.
+const char kFloodingPage[] = R"html(<!DOCTYPE html><html><body><script>
+  (function flood() {
+    if (!(window.webkit && window.webkit.messageHandlers && window.webkit.messageHandlers.TolvanaNative)) {
+      return setTimeout(flood, 10);
+    }
+    var handler = window.webkit.messageHandlers.TolvanaNative;
+    handler.callbacks = handler.callbacks || {};
+    var answered = window.answered = {large: 0, small: 0};
+    var megabyte = "x".repeat(1 << 20);
+    for (var i = 0; i < 100; i++) {
+      handler.callbacks["large" + i] = function () { answered.large++; };
+      handler.postMessage({method: "getString", id: "flood." + i, value: megabyte + i, callback: "large" + i});
+    }
+    for (var j = 0; j < 3000; j++) {
+      handler.callbacks["small" + j] = function () { answered.small++; };
+      handler.postMessage({method: "getString", id: "web.title", callback: "small" + j});
+    }
+    window.flooded = true;
+  })();
+</script></body></html>)html";
+
+TEST(QtWeb, APageFloodingTheHandlerIsServedWithinBoundsAndDoesNotHoldTheApp) {
+  QWebEngineView view;
+  view.setHtml(QString::fromUtf8(kFloodingPage), QUrl(serverUrl + "/flood"));
+  view.show();
+  ASSERT_TRUE(spinUntil([&] { return evaluate(view.page(), "window.flooded === true").toBool(); }));
+  bool answered = false;
+  view.page()->runJavaScript("1", [&](const QVariant&) { answered = true; });
+  EXPECT_TRUE(spinUntil([&] { return answered; }, 5000)) << "the app's own call into the page waited";
+  spinUntil([] { return false; }, 2000);  // what is served arrives meanwhile
+  EXPECT_EQ(evaluate(view.page(), "window.answered.large").toInt(), 0);
+  int small = evaluate(view.page(), "window.answered.small").toInt();
+  EXPECT_GT(small, 0);
+  EXPECT_LT(small, 1500) << "the burst and a few seconds' share, not all 3000";
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -140,6 +236,7 @@ int main(int argc, char** argv) {
   QTemporaryDir work;
   QProcess server;
   QString url = startSampleServer(server, work.path());
+  serverUrl = url;
   if (url.isEmpty()) return std::fprintf(stderr, "the reference server did not start\n"), 1;
   // Without the update at start, so the page first shows the archive's texts.
   QString bundle = copySample(work.path(), url, "<key>TolvanaInitialUpdate</key><false/>");
