@@ -1,6 +1,6 @@
 # Install rules and the CMake and pkg-config packages a host finds the installed library by.
 # Components: runtime (the shared library), development (headers, CMake package,
-# pkg-config file) and tools (the tolvana tool and the reference server); the Debian
+# pkg-config file), tools (the tolvana tool) and server (the translation server); the Debian
 # packages are cut along them.
 include(CMakePackageConfigHelpers)
 
@@ -76,5 +76,10 @@ if(TARGET tolvana-objc)
 endif()
 
 if(TARGET tolvana-cli)
-  install(TARGETS tolvana-cli tolvana-devserver RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT tools)
+  install(TARGETS tolvana-cli RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT tools)
+endif()
+# The translation server, in a package of its own: a team's server needs none of the tools.
+if(TARGET tolvana-server)
+  install(TARGETS tolvana-server RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT server)
+  install(FILES server/README.md DESTINATION ${CMAKE_INSTALL_DATAROOTDIR}/doc/tolvana-server COMPONENT server)
 endif()

@@ -1,9 +1,9 @@
 # Debian packages, one per install component: libtolvana2 (the shared library),
 # libtolvana-qt2 (the Qt adapter, when built), libtolvana-qt-web2 (its web views, when
 # built), libtolvana-qt-quick2 (its QML scenes, when built), libtolvana-objc2 (the Objective-C
-# binding, when built), libtolvana-dev (headers, CMake package, pkg-config file) and tolvana-tools (the
-# tool and the reference server). Their dependencies on other libraries come from what the
-# binaries actually link (dpkg-shlibdeps). scripts/package builds them.
+# binding, when built), libtolvana-dev (headers, CMake package, pkg-config file), tolvana-tools
+# (the tool) and tolvana-server (the translation server). Their dependencies on other libraries
+# come from what the binaries actually link (dpkg-shlibdeps). scripts/package builds them.
 set(CPACK_GENERATOR DEB)
 set(CPACK_PACKAGE_NAME tolvana)
 set(CPACK_PACKAGE_VENDOR "Tolvana contributors")
@@ -14,7 +14,7 @@ set(CPACK_RESOURCE_FILE_LICENSE ${PROJECT_SOURCE_DIR}/LICENSE)
 set(CPACK_PACKAGE_VERSION ${PROJECT_VERSION})
 set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
 set(CPACK_STRIP_FILES ON)
-set(CPACK_COMPONENTS_ALL runtime development tools)
+set(CPACK_COMPONENTS_ALL runtime development tools server)
 if(TARGET tolvana-qt)
   list(APPEND CPACK_COMPONENTS_ALL qt)
 endif()
@@ -46,9 +46,18 @@ set(CPACK_COMPONENT_DEVELOPMENT_DESCRIPTION "Tolvana localisation library (devel
 
 set(CPACK_DEBIAN_TOOLS_PACKAGE_NAME tolvana-tools)
 set(CPACK_DEBIAN_TOOLS_PACKAGE_SECTION devel)
-set(CPACK_COMPONENT_TOOLS_DESCRIPTION "Tolvana command-line tool and reference translation server\n"
-    " tolvana looks up, inspects and updates an app's translations; tolvana-devserver serves\n"
-    " translations on loopback for development and tests.")
+# "tolvana serve" runs the server, which most users of the tool also want.
+set(CPACK_DEBIAN_TOOLS_PACKAGE_RECOMMENDS tolvana-server)
+set(CPACK_COMPONENT_TOOLS_DESCRIPTION "Tolvana command-line tool\n"
+    " tolvana looks up, inspects and updates an app's translations, packs settings archives\n"
+    " and serves a project directory for development.")
+
+set(CPACK_DEBIAN_SERVER_PACKAGE_NAME tolvana-server)
+set(CPACK_DEBIAN_SERVER_PACKAGE_SECTION net)
+set(CPACK_COMPONENT_SERVER_DESCRIPTION "Tolvana translation server\n"
+    " Serves apps their translations, takes their missing strings, screenshots and issues,\n"
+    " and offers an admin API; keeps its data in SQLite or, for several instances behind a\n"
+    " load balancer, in PostgreSQL.")
 
 set(CPACK_DEBIAN_QT_PACKAGE_NAME libtolvana-qt${PROJECT_VERSION_MAJOR})
 # The adapters link libtolvana (and the web views libtolvana-qt) from the packages beside

@@ -1,5 +1,5 @@
 // The command-line tool as a developer runs it: against an app bundle on disk, its own data
-// directory and defaults, and the reference server.
+// directory and defaults, and the translation server.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sqlite3.h>
@@ -70,8 +70,6 @@ class Cli : public ::testing::Test {
 };
 
 TEST_F(Cli, FailuresAreOneErrorLineWithTheirCauseAndExitCode) {
-  ServerFixture server({});
-  std::string busyPort = server.baseUrl().substr(server.baseUrl().rfind(':') + 1);
   std::string bundle = dir.file("Sample.app"), underFile = dir.file("plain-file/sub");
   writeFile(dir.file("plain-file"), "");
   struct Case {
@@ -91,8 +89,7 @@ TEST_F(Cli, FailuresAreOneErrorLineWithTheirCauseAndExitCode) {
       {{"settings", "--bundle", "/no/such.app"}, 1, "no app bundle at /no/such.app (no such directory)"},
       {{"pack", "--app-file", "/no/app.json", "-o", "x"}, 1, "cannot read app file /no/app.json"},
       {{"unpack", "/no/archive", "out"}, 1, "no archive at /no/archive"},
-      {{"serve", "--project", server.projectDirectory(), "--port", busyPort}, 1, "the port is already in use"},
-      {{"serve", "--project", server.projectDirectory(), "--port", "99999"}, 1, "port 99999 is out of range"},
+      {{"serve", "--project", dir.path(), "--port", "99999"}, 1, "port 99999 is out of range"},
       {{"serve", "--project", dir.file("none")}, 1, "project.json in " + dir.file("none") + " is missing"},
       {{"--bundle", bundle, "--data-dir", underFile, "--defaults", dir.file("d.plist"), "update"}, 1,
        "cannot create the data directory " + underFile + "/Tolvana/org.example.cli: Not a directory"},
@@ -277,15 +274,21 @@ TEST_F(Cli, AFailedUpdateSaysWhy) {
   }
 }
 
-TEST_F(Cli, HandEditedGroupsWithoutAVersionReachTheAppAtTheNextUpdate) {
+// A project directory imported while the server runs reaches the app at its next update; a
+// group file without a version is as new as its last save.
+TEST_F(Cli, ImportsIntoARunningServerReachTheAppAtTheNextUpdate) {
   ServerFixture server({});
   useServer(server);
-  std::string groupFile = server.projectDirectory() + "/translations/de/main.json";
-  std::filesystem::create_directories(std::filesystem::path(groupFile).parent_path());
+  std::string project = dir.file("project");
+  std::filesystem::create_directories(project + "/translations/de");
+  writeFile(project + "/project.json", R"({"appId":"app1","apiSecret":"s3cr3t-key","baseLanguage":"en"})");
+  std::string groupFile = project + "/translations/de/main.json";
   for (std::string text : {"Hallo von Hand", "Wieder von Hand"}) {
     writeFile(groupFile, R"({"entries":{"title":{"v":")" + text + R"("}}})");
     // The second save is a second later, whatever the file system's time resolution.
     std::filesystem::last_write_time(groupFile, std::filesystem::file_time_type::clock::now() + text.size() * 1s);
+    auto imported = runProcess({TOLVANA_SERVER_BINARY, "--data", server.dataDirectory(), "import", project}, {});
+    ASSERT_EQ(imported.exitCode, 0) << imported.err;
     ASSERT_EQ(app({"update", "--languages", "de"}).exitCode, 0);
     EXPECT_EQ(app({"lookup", "title", "--language", "de"}).out, text + "\n");
   }

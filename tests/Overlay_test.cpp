@@ -1,5 +1,5 @@
 // The overlay on a headless screen: which touches it takes in each mode, and its forms
-// against the reference server.
+// against the translation server.
 #include <gtest/gtest.h>
 
 #include "core/TLInternal.h"
@@ -107,9 +107,9 @@ TEST_F(Overlay, UiTestVariantTakesPositionsFromThePasteboard) {
   EXPECT_FALSE(app.platform.log->contains("json {")) << "not uploaded before a tenth of a second";
   app.platform.clock->advance(std::chrono::milliseconds(1));
   ASSERT_TRUE(waitFor([&] { return server.inspect("screenshots").asArray().size() == 1; }));
-  auto body = *server.inspect("screenshots").asArray()[0].find("body");
-  EXPECT_EQ(body.find("screenTag")->asString(), "Settings");
-  EXPECT_EQ(body.find("stringPositions")->asArray().size(), 1u);
+  auto shot = server.inspect("screenshots").asArray()[0];
+  EXPECT_EQ(shot.find("tag")->asString(), "Settings");
+  EXPECT_EQ(shot.find("positions")->asArray().size(), 1u);
 }
 
 }  // namespace

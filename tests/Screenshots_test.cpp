@@ -1,4 +1,4 @@
-// Screenshots from a headless window to the reference server, and their refusals.
+// Screenshots from a headless window to the translation server, and their refusals.
 #include <gtest/gtest.h>
 
 #include "config/TLDeviceUtil.h"
@@ -66,16 +66,15 @@ TEST_F(Screenshots, UploadedWithPositionsAndDeviceUnderTheTag) {
   auto shots = server.inspect("screenshots").asArray();
   ASSERT_EQ(shots.size(), 2u);
   EXPECT_EQ(shots[0].find("bytes")->asInteger(), static_cast<std::int64_t>(app.platform.ui->rootWindowPng().size()));
-  Value body = *shots[0].find("body");
-  EXPECT_EQ(json::serialize(*body.find("stringPositions")),
+  EXPECT_EQ(json::serialize(*shots[0].find("positions")),
             R"([{"height":90,"key":"title","width":300,"x":30,"y":60},{"height":0,"text":"typed","width":0,"x":0,"y":0},)"
             R"({"height":-1,"key":"buy","width":-1,"x":-1,"y":-1}])");
-  EXPECT_EQ(body.find("screenTag")->asString(), "Home");
-  EXPECT_EQ(body.find("useOCR")->asString(), "false");
-  EXPECT_EQ(body.find("deviceLanguageLong")->asString(), "en");
-  EXPECT_EQ(body.find("width")->description(), Value(1170.0).description());
-  EXPECT_EQ(json::serialize(*shots[1].find("body")->find("stringPositions")),
-            R"([{"height":30,"key":"buy","width":90,"x":4,"y":6}])");
+  EXPECT_EQ(shots[0].find("tag")->asString(), "Home");
+  Value device = *shots[0].find("device");
+  EXPECT_EQ(device.find("useOCR")->asString(), "false");
+  EXPECT_EQ(device.find("deviceLanguageLong")->asString(), "en");
+  EXPECT_EQ(device.find("width")->description(), Value(1170.0).description());
+  EXPECT_EQ(json::serialize(*shots[1].find("positions")), R"([{"height":30,"key":"buy","width":90,"x":4,"y":6}])");
   expectLongTimeouts();
 }
 
@@ -90,7 +89,7 @@ TEST_F(Screenshots, NamedUnderTheDeviceLanguageTheProjectHas) {
     TLDeviceUtil::forgetDeviceLanguages();
     EXPECT_EQ(capture([&](auto done) { engine->captureScreenshotWithTag("Home", {}, false, done); }), true);
     auto shots = server.inspect("screenshots").asArray();
-    EXPECT_EQ(shots.back().find("body")->find("deviceLanguageLong")->asString(), named) << language;
+    EXPECT_EQ(shots.back().find("device")->find("deviceLanguageLong")->asString(), named) << language;
   }
 }
 
@@ -123,12 +122,12 @@ TEST_F(Screenshots, ProvidedPositionsJoinTheWalkOfAVisibleWindowOnly) {
   }
   auto shots = server.inspect("screenshots").asArray();
   ASSERT_EQ(shots.size(), 4u);
-  EXPECT_EQ(json::serialize(*shots[2].find("body")->find("stringPositions")), "[]");
-  EXPECT_EQ(json::serialize(*shots[3].find("body")->find("stringPositions")), "[]");
+  EXPECT_EQ(json::serialize(*shots[2].find("positions")), "[]");
+  EXPECT_EQ(json::serialize(*shots[3].find("positions")), "[]");
   // What follows the window's two labels.
   auto provided = [](const Value& shot) {
     std::vector<std::string> out;
-    for (const Value& p : shot.find("body")->find("stringPositions")->asArray()) out.push_back(json::serialize(p));
+    for (const Value& p : shot.find("positions")->asArray()) out.push_back(json::serialize(p));
     out.erase(out.begin(), out.begin() + std::min<std::size_t>(2, out.size()));
     return out;
   };
@@ -136,7 +135,7 @@ TEST_F(Screenshots, ProvidedPositionsJoinTheWalkOfAVisibleWindowOnly) {
                                                           R"({"height":8,"key":"gone","width":7,"x":5,"y":6})",
                                                           R"({"height":1,"text":"No key","width":1,"x":0,"y":0})"}));
   EXPECT_EQ(provided(shots[1]), (std::vector<std::string>{R"({"height":4,"key":"buy","width":3,"x":1,"y":2})"}));
-  EXPECT_NE(shots[1].find("body")->find("operatingSystem")->asString().find(" - [Tolvana ID Mode]"), std::string::npos);
+  EXPECT_NE(shots[1].find("device")->find("operatingSystem")->asString().find(" - [Tolvana ID Mode]"), std::string::npos);
 }
 
 TEST_F(Screenshots, RefusalsCompleteWithFalse) {
@@ -186,13 +185,12 @@ TEST_F(Screenshots, AnIssueGetsAScreenshotUnderItsTag) {
   EXPECT_EQ(alertTitles(app), (std::vector<std::string>{"Successfully created ISSUE-1 (2 s)"}));
   auto issues = server.inspect("issues").asArray();
   ASSERT_EQ(issues.size(), 1u);
-  const Value& body = *issues[0].find("body");
-  EXPECT_EQ(body.find("summary")->asString(), "Typo");
-  EXPECT_EQ(body.find("description")->asString(), "on Home");
-  EXPECT_EQ(body.find("languageName")->asString(), "en");
+  EXPECT_EQ(issues[0].find("summary")->asString(), "Typo");
+  EXPECT_EQ(issues[0].find("description")->asString(), "on Home");
+  EXPECT_EQ(issues[0].find("device")->find("languageName")->asString(), "en");
   auto shots = server.inspect("screenshots").asArray();
   ASSERT_EQ(shots.size(), 1u);
-  EXPECT_EQ(shots[0].find("body")->find("screenTag")->asString(), "ISSUE-1");
+  EXPECT_EQ(shots[0].find("tag")->asString(), "ISSUE-1");
   expectLongTimeouts();
 
   server.stop();

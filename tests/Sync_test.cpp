@@ -1,5 +1,5 @@
 // The update request, the missing-string upload and the string tables import against the
-// reference server over HTTPS.
+// translation server over HTTPS.
 #include <gtest/gtest.h>
 
 #include <future>
@@ -130,11 +130,7 @@ TEST_F(Sync, DraftModeAsksForEverythingAfreshUntilTheProjectForbidsIt) {
     EXPECT_EQ(requests().back().find("method")->asString(), draft ? "POST" : "GET");
   }
 
-  auto project = json::parse(readWholeFile(server.projectDirectory() + "/project.json").value_or("")).value_or(Value());
-  ASSERT_TRUE(project.isDictionary());
-  project.asDictionary()["draftModeEnabled"] = false;
-  project.asDictionary()["version"] = 2;
-  ASSERT_TRUE(replaceFileAtomically(server.projectDirectory() + "/project.json", json::serialize(project)));
+  server.request("PATCH", "/admin/v1/projects/app1", R"({"draftModeEnabled":false,"version":2})");
   engine->setInDraftMode(true);
   ASSERT_EQ(update(), true);
   EXPECT_FALSE(engine->isInDraftMode());

@@ -1,4 +1,4 @@
-// Every Http against the reference server: what the engine may rely on whichever client
+// Every Http against the translation server: what the engine may rely on whichever client
 // carries its requests.
 #include <gtest/gtest.h>
 
@@ -51,7 +51,7 @@ class WatchedDispatch final : public Dispatch {
   std::atomic<int> made_{0};
 };
 
-// A harness gives the client under test (http) and the reference server it talks to; a
+// A harness gives the client under test (http) and the translation server it talks to; a
 // client that does not trust the server's certificate, or the reason it cannot have one; and
 // a client with no server behind it, with the failure kind that it must report.
 struct CurlOverHttps {
@@ -133,7 +133,7 @@ TYPED_TEST(HttpContract, StatusHeadersAndBodyComeAsSentBothWays) {
     std::string bodyPart;
   } const cases[] = {
       {"ok", {}, true, 200, R"("data")"},
-      {"unsigned", {}, false, 401, "bad signature"},
+      {"unsigned", {}, false, 401, "not signed"},
       {"not-modified", {{"status", 304}}, true, 304, ""},
       {"server-error", {{"status", 500}, {"body", "server down"}}, true, 500, "server down"},
   };

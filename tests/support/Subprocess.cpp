@@ -1,5 +1,6 @@
 #include "tests/support/Subprocess.h"
 
+#include <fcntl.h>
 #include <poll.h>
 #include <spawn.h>
 #include <sys/wait.h>
@@ -12,7 +13,9 @@ namespace tolvana::testing {
 
 ProcessResult runProcess(const std::vector<std::string>& arguments, const std::vector<std::string>& environment) {
   int out[2], err[2];
-  if (::pipe(out) != 0 || ::pipe(err) != 0) throw std::runtime_error("pipe");
+  // Close-on-exec, so that only the copies on 1 and 2 reach the child: a daemon it starts must
+  // not hold the pipes open after it ends.
+  if (::pipe2(out, O_CLOEXEC) != 0 || ::pipe2(err, O_CLOEXEC) != 0) throw std::runtime_error("pipe");
   posix_spawn_file_actions_t actions;
   posix_spawn_file_actions_init(&actions);
   posix_spawn_file_actions_adddup2(&actions, out[1], STDOUT_FILENO);

@@ -1,5 +1,5 @@
 // One real QApplication with tolvana-qt linked, on a copy of the Qt sample's bundle whose
-// server is the reference server; and the sample itself, run as a user runs it.
+// server is the translation server; and the sample itself, run as a user runs it.
 #include <gtest/gtest.h>
 
 #include <QAbstractButton>
@@ -28,7 +28,7 @@ inline void PrintTo(const QString& text, std::ostream* out) { *out << '"' << tex
 namespace {
 
 QString workDir;    // set by main()
-QString serverUrl;  // the reference server main() started
+QString serverUrl;  // the translation server main() started
 
 QString tr(const char* source, int n = -1) { return QCoreApplication::translate("SampleWindow", source, nullptr, n); }
 
@@ -224,7 +224,7 @@ int main(int argc, char** argv) {
   QProcess server;
   serverUrl = startSampleServer(server, workDir);
   if (serverUrl.isEmpty()) {
-    std::fprintf(stderr, "the reference server did not start\n");
+    std::fprintf(stderr, "the translation server did not start\n");
     return 1;
   }
   QString bundle = copySample(workDir + "/app", serverUrl, "<key>TolvanaInitialUpdate</key><false/>");

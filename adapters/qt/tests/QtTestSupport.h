@@ -20,12 +20,13 @@ inline bool spinUntil(const std::function<bool()>& done, int limitMs = 30000) {
   return done();
 }
 
-// Starts the reference server on a copy of the Qt sample's project in workDir; its URL, empty
-// when it did not start.
-inline QString startSampleServer(QProcess& server, const QString& workDir) {
+// Starts the translation server on a copy of the Qt sample's project in workDir; its URL, empty
+// when it did not start. Its admin token is then in workDir/project/.tolvana-server/admin-token.
+inline QString startSampleServer(QProcess& server, const QString& workDir, const QStringList& options = {}) {
   QProcess::execute("cp", {"-r", QStringLiteral(TOLVANA_QT_SAMPLE_DIR "/project"), workDir + "/project"});
   server.setProcessChannelMode(QProcess::MergedChannels);
-  server.start(QStringLiteral(TOLVANA_CLI_BINARY), {"serve", "--project", workDir + "/project", "--port", "0"});
+  server.start(QStringLiteral(TOLVANA_CLI_BINARY),
+               QStringList{"serve", "--project", workDir + "/project", "--port", "0"} + options);
   QString url;
   while (url.isEmpty() && server.waitForReadyRead(10000)) {
     for (const QString& line : QString::fromUtf8(server.readAll()).split('\n')) {

@@ -51,7 +51,8 @@ def test_an_answer_that_is_no_json_still_calls_back_once():
     server = os.environ.get("TOLVANA_DEMO_SERVER")
     assert server, "run under tests/with-demo-app"
     fault = json.dumps({"status": 200, "body": "OK"}).encode()
-    urllib.request.urlopen(urllib.request.Request(server + "/_devserver/faults", data=fault, method="POST"))
+    headers = {"Authorization": "Bearer " + os.environ["TOLVANA_DEMO_ADMIN_TOKEN"], "Content-Type": "application/json"}
+    urllib.request.urlopen(urllib.request.Request(server + "/_test/faults", data=fault, headers=headers, method="POST"))
     assert not tolvana.update_and_wait(timeout=30)
     assert tolvana._pending == {}
 

@@ -136,13 +136,15 @@ TEST(QtWeb, ScriptEnginesGetTheNativeFunctionsAndThePageScript) {
   EXPECT_TRUE(engine.globalObject().property("updated").toBool());
 }
 
-// The server's URL, and a request to it.
+// The server's URL and admin token, and an admin request to it.
 QString serverUrl;
+QByteArray adminToken;
 
 void postToServer(const QString& path, const QByteArray& body) {
   QNetworkAccessManager network;
   QNetworkRequest request(QUrl(serverUrl + path));
   request.setHeader(QNetworkRequest::ContentTypeHeader, "application/json");
+  request.setRawHeader("Authorization", "Bearer " + adminToken);
   QNetworkReply* reply = network.post(request, body);
   spinUntil([&] { return reply->isFinished(); });
   reply->deleteLater();
@@ -173,7 +175,7 @@ const char kHostilePage[] = R"html(<!DOCTYPE html><html><head><title>attacker</t
 </script></body></html>)html";
 
 TEST(QtWeb, APageCannotRunScriptInTheOriginItNavigatesToNorBreakTheAnswersCall) {
-  postToServer("/_devserver/faults", R"({"delayMs": 2500, "count": 1})");
+  postToServer("/_test/faults", R"({"delayMs": 2500, "count": 1})");
   // Two origins on the one server: the attacker's by address, the victim's by name.
   QString victim = QString(serverUrl).replace("127.0.0.1", "localhost") + "/victim";
   QWebEngineView view;
@@ -235,9 +237,11 @@ int main(int argc, char** argv) {
   ::testing::InitGoogleTest(&argc, argv);
   QTemporaryDir work;
   QProcess server;
-  QString url = startSampleServer(server, work.path());
+  QString url = startSampleServer(server, work.path(), {"--test-fixture"});
   serverUrl = url;
-  if (url.isEmpty()) return std::fprintf(stderr, "the reference server did not start\n"), 1;
+  if (url.isEmpty()) return std::fprintf(stderr, "the translation server did not start\n"), 1;
+  QFile token(work.path() + "/project/.tolvana-server/admin-token");
+  if (token.open(QIODevice::ReadOnly)) adminToken = token.readAll().trimmed();
   // Without the update at start, so the page first shows the archive's texts.
   QString bundle = copySample(work.path(), url, "<key>TolvanaInitialUpdate</key><false/>");
   if (bundle.isEmpty()) return 1;
