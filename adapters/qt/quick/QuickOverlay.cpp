@@ -91,8 +91,9 @@ class QuickOverlay::Scene {
     if (!window_) return;
     std::map<std::string, std::string> parents;
     for (const UiControl& control : overlay.controls) parents[control.name] = control.parent;
-    // A control gone from the description, or moved to another panel, is made anew; later,
-    // as the tap that led here may still be on its way out of the item.
+    // A control gone from the description, or moved to another panel, is made anew. It leaves
+    // the scene at once, so that no frame shows it beside its successor, but is deleted only
+    // later, as the tap that led here may still be on its way out of the item.
     for (auto it = items_.begin(); it != items_.end();) {
       auto now = parents.find(it->first);
       auto before = parents_.find(it->first);
@@ -101,7 +102,11 @@ class QuickOverlay::Scene {
         ++it;
         continue;
       }
-      if (it->second) it->second->deleteLater();
+      if (QQuickItem* gone = it->second) {
+        gone->setVisible(false);
+        gone->setParentItem(nullptr);
+        gone->deleteLater();
+      }
       it = items_.erase(it);
     }
     parents_ = std::move(parents);
