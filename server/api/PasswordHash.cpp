@@ -14,7 +14,7 @@ namespace tolvana::server {
 namespace {
 
 struct Cost {
-  int logN = 15;
+  int logN = 14;
   int r = 8;
   int p = 1;
 };

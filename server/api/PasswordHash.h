@@ -3,8 +3,9 @@
 //   scrypt$<log2 N>$<r>$<p>$<salt hex>$<hash hex>
 // so that stronger parameters can be chosen later without invalidating the stored hashes.
 //
-// The cost is N = 2^15, r = 8, p = 1: 32 MiB and some 50-100 ms per hash on one core of a
-// small server — what a sign-in can afford, and dear for anyone trying many passwords.
+// The cost is N = 2^14, r = 8, p = 1: 16 MiB and some 50 ms of a core per hash on a small
+// server (twice that put a sign-in past 100 ms there), which a sign-in can afford and which
+// makes guessing many passwords dear.
 //
 // Thread contract: any thread, at once.
 #pragma once
