@@ -12,6 +12,7 @@
 
 #include "SelfSignedCertificate.h"
 #include "TestFixture.h"
+#include "api/AccountsApi.h"
 #include "api/AdminApi.h"
 #include "api/AdminAuth.h"
 #include "api/DeviceProfiles.h"
@@ -43,6 +44,7 @@ struct TranslationServer::Parts {
         update(snapshots, storage, devices, options.api, options.testFixture ? &fixture : nullptr),
         review(snapshots, storage, options.api),
         admin(storage, devices, auth),
+        accounts(storage),
         console(auth) {}
 
   bool makeServer(std::string* error);
@@ -59,6 +61,7 @@ struct TranslationServer::Parts {
   UpdateEndpoint update;
   ReviewEndpoints review;
   AdminApi admin;
+  AccountsApi accounts;
   ConsolePages console;
   std::unique_ptr<httplib::Server> server;
   std::thread thread;
@@ -107,6 +110,7 @@ void TranslationServer::Parts::addRoutes() {
     }
   });
   admin.addRoutes(s);
+  accounts.addRoutes(s);
   sessions.addRoutes(s);
   console.addRoutes(s);
   if (options.testFixture) fixture.addRoutes(s);

@@ -21,6 +21,7 @@
 
 #include "ProjectDirectory.h"
 #include "ServeUntilStopped.h"
+#include "api/AccountsApi.h"
 #include "api/PasswordHash.h"
 #include "storage/StorageError.h"
 #include "support/Files.h"
@@ -98,9 +99,9 @@ std::string readPassword(const char* prompt) {
 void addUser(Storage& storage, const std::string& name, const std::string& roleName) {
   auto role = roleNamed(roleName);
   if (!role) throw std::runtime_error("the role is viewer, translator or admin, not " + roleName);
-  if (name.empty() || name.size() > 64) throw std::runtime_error("a user name has 1 to 64 characters");
+  if (auto problem = AccountsApi::problemWithName(name)) throw std::runtime_error(*problem);
   std::string password = readPassword("Password: ");
-  if (password.size() < 8) throw std::runtime_error("a password has 8 characters or more");
+  if (auto problem = AccountsApi::problemWithPassword(password)) throw std::runtime_error(*problem);
   if (::isatty(STDIN_FILENO) && readPassword("Again: ") != password) throw std::runtime_error("the passwords differ");
   auto hash = PasswordHash::of(password);
   if (!hash) throw std::runtime_error("the password could not be hashed");

@@ -55,8 +55,10 @@ bool RequestGate::refused(const httplib::Request& request, httplib::Response& re
       return closeWith(request, response, refusal->status, refusal->reason);
     }
   }
+  // A DELETE that declares no length and no chunks has no body (as scripts send it).
   const bool hasBody = request.method == "POST" || request.method == "PUT" || request.method == "PATCH" ||
-                       request.method == "DELETE";
+                       (request.method == "DELETE" &&
+                        (request.has_header("Content-Length") || request.has_header("Transfer-Encoding")));
   if (!hasBody) return false;
   std::size_t limit = 0;
   switch (routed.route) {

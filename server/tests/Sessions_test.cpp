@@ -124,6 +124,9 @@ TEST_F(SignIn, EachRoleChangesWhatItMayAndNoChangeGoesThroughWithoutItsCsrfToken
       {"a translator makes a project", tom, "POST", projects, "{}", true, 403},
       {"an admin publishes without the token", ada, "POST", publish, "{}", false, 403},
       {"an admin publishes", ada, "POST", publish, "{}", true, 200},
+      {"a viewer lists the accounts", vic, "GET", "/admin/v1/accounts", "", true, 403},
+      {"a translator makes an account", tom, "POST", "/admin/v1/accounts",
+       R"({"name":"eve","password":"eve-password","role":"admin"})", true, 403},
       {"a forged session", {"tolvana_session=" + std::string(64, 'a'), vic.csrf}, "GET", projects, "", true, 401},
       {"a viewer signs out without the token", vic, "POST", "/console/sign-out", "{}", false, 403},
       {"a viewer signs out", vic, "POST", "/console/sign-out", "{}", true, 200},
@@ -132,6 +135,29 @@ TEST_F(SignIn, EachRoleChangesWhatItMayAndNoChangeGoesThroughWithoutItsCsrfToken
   for (const Case& c : cases) EXPECT_EQ(status(c.method, c.path, c.who, c.csrf, c.body), c.status) << c.what;
   EXPECT_EQ(json::serialize(*json::parse(server.request("GET", entries + "?language=de"))->asArray()[0].find("value")),
             R"("Titel")");
+}
+
+TEST_F(SignIn, AdminsManageAccountsAndAChangedAccountSignsInAgain) {
+  Session ada = session("ada"), vic = session("vic");
+  EXPECT_EQ(status("POST", "/admin/v1/accounts", ada, true, R"({"name":"a/b","password":"long enough","role":"viewer"})"),
+            400);
+  EXPECT_EQ(status("POST", "/admin/v1/accounts", ada, true, R"({"name":"eve","password":"short","role":"viewer"})"), 400);
+  EXPECT_EQ(status("POST", "/admin/v1/accounts", ada, true, R"({"name":"eve","password":"eve-password","role":"boss"})"),
+            400);
+  EXPECT_EQ(status("POST", "/admin/v1/accounts", ada, true, R"({"name":"vic","password":"vic-password","role":"admin"})"),
+            409);
+  EXPECT_EQ(status("POST", "/admin/v1/accounts", ada, true,
+                   R"({"name":"eve","password":"eve-password","role":"translator"})"), 201);
+  EXPECT_EQ(json::parse(signIn("eve", "eve-password").body)->find("role")->asString(), "translator");
+
+  EXPECT_EQ(status("PATCH", "/admin/v1/accounts/vic", ada, true, R"({"role":"translator"})"), 200);
+  EXPECT_EQ(status("GET", "/admin/v1/projects", vic), 401);
+  EXPECT_EQ(json::parse(signIn("vic", "vic-password").body)->find("role")->asString(), "translator");
+  EXPECT_EQ(status("DELETE", "/admin/v1/accounts/vic", ada), 200);
+  EXPECT_EQ(signIn("vic", "vic-password").status, 401);
+  const std::string names = server.request("GET", "/admin/v1/accounts");
+  EXPECT_EQ(names.find("password"), std::string::npos) << names;
+  EXPECT_EQ(names.find("\"vic\""), std::string::npos) << names;
 }
 
 TEST_F(SignIn, TheConsoleIsServedOnlyInASessionThatHasNotExpired) {
