@@ -4,7 +4,7 @@
 and is offered no change, and a change without the session's CSRF token is refused; an admin
 signs in, edits a string and publishes, and the tool's update brings the text; another's edit
 shows on the open page; a missing string reported by an app is accepted; an uploaded
-screenshot shows a box on its string that leads to the key.
+screenshot shows a box on its string that leads to the key; the admin adds a translator.
 
 Usage: tests/with-demo-app TOLVANA console_browser_test.py TOLVANA TOLVANA_SERVER [--pictures DIR]"""
 import hashlib
@@ -170,6 +170,22 @@ def screenshot_boxes(browser, pictures):
                      what="the clicked key open for editing")
 
 
+def admin_adds_a_translator(browser):
+    browser.evaluate("document.querySelector('[data-tab=users]').click()")
+    browser.wait_for("document.querySelector('#users-table tr[data-name=\"vic\"]')", what="the accounts")
+    browser.evaluate("""(() => {
+        const form = document.getElementById('add-user');
+        form.elements.namedItem('name').value = 'tom';
+        form.elements.namedItem('password').value = 'tom-password';
+        form.requestSubmit();
+    })()""")
+    browser.wait_for("document.querySelector('#users-table tr[data-name=\"tom\"] select')?.value === 'translator'",
+                     what="the added translator")
+    answer = urllib.request.urlopen(urllib.request.Request(SERVER + "/console/session", method="POST", data=json.dumps(
+        {"name": "tom", "password": "tom-password"}).encode(), headers={"Content-Type": "application/json"}))
+    check(json.load(answer)["role"] == "translator", "the added translator cannot sign in")
+
+
 def main():
     arguments = sys.argv[1:]
     global TOLVANA
@@ -191,8 +207,9 @@ def main():
         edit_and_publish(browser, pictures)
         accept_missing(browser)
         screenshot_boxes(browser, pictures)
+        admin_adds_a_translator(browser)
     print("console: a viewer offered no change, a change without the CSRF token refused; an admin signed in, "
-          "edited and published, accepted a missing string, followed a screenshot's box")
+          "edited and published, accepted a missing string, followed a screenshot's box, added a translator")
     return 0
 
 

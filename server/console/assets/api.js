@@ -51,6 +51,8 @@ export const api = {
   get: (path) => call("GET", path),
   blob: (path) => call("GET", path, undefined, "blob"),
   put: (path, body) => call("PUT", path, body),
+  patch: (path, body) => call("PATCH", path, body),
+  del: (path) => call("DELETE", path, {}),
   post: (path, body) => call("POST", path, body ?? {}),
 };
 

@@ -3,6 +3,7 @@ import { api, el, loadSession, may, session, signOut, SignedOut, say, toSignIn }
 import { MissingView } from "./missing.js";
 import { IssuesView, ScreenshotsView } from "./screenshots.js";
 import { StringsView } from "./strings.js";
+import { UsersView } from "./users.js";
 
 const $ = (id) => document.getElementById(id);
 const state = { projects: [], project: null, language: null, tab: "strings" };
@@ -55,6 +56,7 @@ function wire() {
   views.missing = new MissingView(state);
   views.screenshots = new ScreenshotsView(state);
   views.issues = new IssuesView(state);
+  views.users = new UsersView(state);
   $("sign-out").addEventListener("click", () => signOut());
   for (const button of document.querySelectorAll("#tabs button")) {
     button.addEventListener("click", () => show(button.dataset.tab).catch(state.fail));
