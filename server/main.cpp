@@ -150,7 +150,9 @@ int run(CLI::App& app, ServerOptions& options, StorageLocation& location, const 
   }
   if (!importDirectory.empty()) importProjectDirectory(*storage, importDirectory);
   options.adminToken = adminToken(tokenFile, location);
-  if (!options.adminToken) tolvana::logWarning("no admin token given (--admin-token-file): the admin API is off");
+  if (!options.adminToken) {
+    tolvana::logWarning("no admin token given (--admin-token-file): the admin API takes console sessions only");
+  }
   if (location.databaseUrl.empty()) {
     options.stateDirectory = location.dataDirectory;
   } else {

@@ -61,7 +61,7 @@ std::optional<AdminAuth::Refusal> AdminAuth::refusal(const httplib::Request& req
   if (holdsToken(request)) return std::nullopt;
   if (request.has_header("Authorization") || !sessions_) {
     return Refusal{401, token_ ? "the admin token is missing or wrong"
-                               : "the admin API is off: the server was started without an admin token"};
+                               : "this server takes no admin token: it was started without one"};
   }
   std::optional<SignedIn> who;
   try {
