@@ -108,7 +108,7 @@ TEST_F(SignIn, EachRoleChangesWhatItMayAndNoChangeGoesThroughWithoutItsCsrfToken
   Session ada = session("ada"), tom = session("tom"), vic = session("vic");
   struct Case {
     const char* what;
-    const Session& who;
+    Session who;
     std::string method, path, body;
     bool csrf;
     int status;
