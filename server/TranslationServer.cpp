@@ -13,6 +13,7 @@
 #include "SelfSignedCertificate.h"
 #include "TestFixture.h"
 #include "api/AdminApi.h"
+#include "api/CatalogueEndpoints.h"
 #include "api/AdminAuth.h"
 #include "api/DeviceProfiles.h"
 #include "api/HttpAnswers.h"
@@ -40,7 +41,8 @@ struct TranslationServer::Parts {
         gate(snapshots, auth, options.api),
         update(snapshots, storage, devices, options.api, options.testFixture ? &fixture : nullptr),
         review(snapshots, storage, options.api),
-        admin(storage, devices) {}
+        admin(storage, devices),
+        catalogues(storage) {}
 
   bool makeServer(std::string* error);
   void addRoutes();
@@ -55,6 +57,7 @@ struct TranslationServer::Parts {
   UpdateEndpoint update;
   ReviewEndpoints review;
   AdminApi admin;
+  CatalogueEndpoints catalogues;
   ConsolePages console;
   std::unique_ptr<httplib::Server> server;
   std::thread thread;
@@ -103,6 +106,7 @@ void TranslationServer::Parts::addRoutes() {
     }
   });
   admin.addRoutes(s);
+  catalogues.addRoutes(s);
   console.addRoutes(s);
   if (options.testFixture) fixture.addRoutes(s);
   s.set_exception_handler([](const httplib::Request& q, httplib::Response& r, std::exception_ptr thrown) {
