@@ -23,6 +23,7 @@ void addUpdateCommand(CLI::App& app, Session& session);
 void addStoreCommand(CLI::App& app, Session& session);
 void addMissingCommand(CLI::App& app, Session& session);
 void addServeCommand(CLI::App& app, Session& session);
+void addCatalogueCommands(CLI::App& app, Session& session);  // import, export
 void addCompletionCommand(CLI::App& app);  // needs every other command added first
 
 }  // namespace tolvana::cli

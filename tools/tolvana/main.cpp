@@ -66,6 +66,7 @@ int main(int argc, char** argv) {
   addStoreCommand(app, session);
   addMissingCommand(app, session);
   addServeCommand(app, session);
+  addCatalogueCommands(app, session);
   addCompletionCommand(app);
 
   int status = 0;
