@@ -75,21 +75,27 @@ std::string dump(const nlohmann::json& document) {
   return document.dump(2, ' ', false, nlohmann::json::error_handler_t::replace) + "\n";
 }
 
-// The object at the key's dotted path, or nullptr where a part is empty or already a text;
-// such a key is kept whole at the top, which reads back the same.
+// The object at the key's dotted path, made where missing; nullptr where a part is empty, a
+// text or a key's forms: such a key is kept whole at the top, which reads back the same.
 nlohmann::json* placeFor(nlohmann::json& root, const std::string& key, std::string* leaf) {
-  nlohmann::json* at = &root;
+  std::vector<std::string> parts;
   std::size_t start = 0;
   for (std::size_t dot; (dot = key.find('.', start)) != std::string::npos; start = dot + 1) {
-    std::string part = key.substr(start, dot - start);
-    if (part.empty()) return nullptr;
-    nlohmann::json& next = (*at)[part];
-    if (!next.is_null() && !next.is_object()) return nullptr;
-    if (next.is_object() && !next.empty() && isFormWord(next.begin().key())) return nullptr;  // a key's forms
-    at = &next;
+    parts.push_back(key.substr(start, dot - start));
   }
   *leaf = key.substr(start);
-  return leaf->empty() ? nullptr : at;
+  const nlohmann::json* probe = &root;
+  for (const std::string& part : parts) {
+    if (part.empty()) return nullptr;
+    auto next = probe->find(part);
+    if (next == probe->end()) break;
+    if (!next->is_object() || (!next->empty() && isFormWord(next->begin().key()))) return nullptr;
+    probe = &*next;
+  }
+  if (leaf->empty()) return nullptr;
+  nlohmann::json* at = &root;
+  for (const std::string& part : parts) at = &(*at)[part];
+  return at;
 }
 
 }  // namespace
@@ -122,12 +128,12 @@ std::string writeNestedJson(const Catalogue& catalogue) {
   nlohmann::json document = nlohmann::json::object();
   for (const CatalogueText& text : sortedTexts(catalogue)) {
     std::string leaf;
-    nlohmann::json* at = placeFor(document, text.key, &leaf);
     // A plain text named like a form would read back as a form; a key that is also another
-    // key's folder, or a folder of forms, cannot nest either.
-    bool clash = at && ((text.plural.empty() && (isFormWord(leaf) || at->contains(leaf))) ||
-                        (!text.plural.empty() && at->contains(leaf) && !(*at)[leaf].is_object()));
-    if (!at || clash) {
+    // key's folder cannot nest either.
+    bool clash = text.plural.empty() && isFormWord(text.key.substr(text.key.rfind('.') + 1));
+    nlohmann::json* at = clash ? nullptr : placeFor(document, text.key, &leaf);
+    if (at && at->contains(leaf) && (*at)[leaf].is_object() != !text.plural.empty()) at = nullptr;
+    if (!at) {
       at = &document;
       leaf = text.key;
     }

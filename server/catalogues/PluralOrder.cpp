@@ -28,7 +28,7 @@ const std::array<Row, 10> kRows = {{
     {"cs sk", {{"one", "few", "other"}, "nplurals=3; plural=(n==1 ? 0 : n>=2 && n<=4 ? 1 : 2);"}},
     {"ro", {{"one", "few", "other"}, "nplurals=3; plural=(n==1 ? 0 : n==0 || (n%100>=2 && n%100<=19) ? 1 : 2);"}},
     {"lv", {{"zero", "one", "many"}, "nplurals=3; plural=(n==0 ? 0 : n%10==1 && n%100!=11 ? 1 : 2);"}},
-    {"he", {{"one", "two", "many", "other"}, "nplurals=4; plural=(n==1 ? 0 : n==2 ? 1 : n>10 && n%10==0 ? 2 : 3);"}},
+    {"he", {{"one", "two", "many", "other"}, "nplurals=4; plural=(n==1 ? 0 : n==2 ? 1 : (n<3 || n>10) && n%10==0 ? 2 : 3);"}},
     {"ar",
      {{"zero", "one", "two", "few", "many", "other"},
       "nplurals=6; plural=(n==0 ? 0 : n==1 ? 1 : n==2 ? 2 : n%100>=3 && n%100<=10 ? 3 : n%100>=11 ? 4 : 5);"}},
