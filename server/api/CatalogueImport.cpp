@@ -20,6 +20,16 @@ void requireLanguage(Storage& storage, const std::string& projectId, const std::
   }
 }
 
+// A key as a message can quote it: control characters (a NUL would end the message) shown as
+// "?", and a long key cut short on a character boundary.
+std::string shown(std::string_view key) {
+  std::string out;
+  for (char c : key.substr(0, 80)) out += static_cast<unsigned char>(c) < 0x20 ? '?' : c;
+  while (!out.empty() && (static_cast<unsigned char>(out.back()) & 0xC0) == 0x80) out.pop_back();
+  if (!out.empty() && static_cast<unsigned char>(out.back()) >= 0xC0) out.pop_back();
+  return "\"" + out + (key.size() > 80 ? "…\"" : "\"");
+}
+
 }  // namespace
 
 ImportPlan planImport(Storage& storage, const std::string& projectId, const Catalogue& catalogue) {
@@ -35,9 +45,9 @@ ImportPlan planImport(Storage& storage, const std::string& projectId, const Cata
   std::map<std::string, bool> seen;
   for (const CatalogueText& text : catalogue.texts) {
     std::string appKey = text.plural.empty() ? text.key : text.key + "[" + text.plural + "]";
-    if (!InputRules::isKey(appKey)) throw CatalogueError("\"" + appKey.substr(0, 80) + "\" cannot be a key");
-    if (!InputRules::isText(text.text)) throw CatalogueError("the text of \"" + appKey + "\" is too long");
-    if (!seen.emplace(appKey, true).second) throw CatalogueError("\"" + appKey + "\" is in the file twice");
+    if (!InputRules::isKey(appKey)) throw CatalogueError(shown(appKey) + " cannot be a key");
+    if (!InputRules::isText(text.text)) throw CatalogueError("the text of " + shown(appKey) + " is too long or holds a NUL");
+    if (!seen.emplace(appKey, true).second) throw CatalogueError(shown(appKey) + " is in the file twice");
     auto at = held.find(appKey);
     if (at == held.end()) {
       auto group = baseGroups.find(text.key);

@@ -56,7 +56,7 @@ std::string unquote(std::string_view part, std::size_t line) {
       fail(line, std::string("unknown escape \\") + part[i]);
     }
   }
-  if (!isValidUtf8(out)) fail(line, "an escape makes the text no UTF-8");
+  if (!isValidUtf8(out) || out.find('\0') != std::string::npos) fail(line, "an escape makes the text no UTF-8 text");
   return out;
 }
 
