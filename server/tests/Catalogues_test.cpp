@@ -152,14 +152,12 @@ TEST(Catalogues, HostileFilesAreRefusedWithAReason) {
       {CatalogueFormat::jsonNested, std::string(100000, '[') + std::string(100000, ']'), "deeper"},
       {CatalogueFormat::jsonFlat, R"({"a": {"b": "c"}})", "flat JSON file holds texts only"},
       {CatalogueFormat::stringsdict, "<plist>" + deepDicts + "</plist>", "deeper"},
-      {CatalogueFormat::stringsdict, laughs, ""},
+      {CatalogueFormat::stringsdict, laughs, "no property-list"},
   };
   for (const Case& c : cases) {
     try {
-      auto read = readCatalogue(c.format, c.file, "ru");
-      // Only an entity bomb may parse, and then without its entities expanded.
-      ASSERT_TRUE(c.reason.empty()) << c.file.substr(0, 80) << " was taken";
-      for (const auto& t : read.texts) EXPECT_LT(t.text.size(), 1000u);
+      readCatalogue(c.format, c.file, "ru");
+      ADD_FAILURE() << c.file.substr(0, 80) << " was taken";
     } catch (const CatalogueError& error) {
       EXPECT_NE(std::string(error.what()).find(c.reason), std::string::npos) << error.what();
     }
