@@ -89,7 +89,7 @@ void CatalogueEndpoints::importFile(const httplib::Request& request, httplib::Re
 void CatalogueEndpoints::exportFile(const httplib::Request& request, httplib::Response& response, const std::string& id,
                                     const std::string& language) {
   auto kind = catalogueFormatNamed(request.get_param_value("format"));
-  if (!kind) return refuse(request, response, 400, "?format= is one of json, json-nested, strings, stringsdict, po, pot");
+  if (!kind) return refuse(request, response, 400, "?format= is one of json, json-nested, strings, stringsdict, po, pot, xliff, xliff2, ts");
   std::string file = writeCatalogue(*kind, exportCatalogue(storage_, id, language));
   response.set_header("Content-Disposition", "attachment; filename=\"" + id + "-" + language +
                                                  std::string(catalogueFileExtension(*kind)) + "\"");

@@ -76,6 +76,7 @@ Catalogue exportCatalogue(Storage& storage, const std::string& projectId, const 
     if (const auto& text = currentText(entry)) out.texts.push_back({entry.key, entry.plural, *text, ""});
   }
   auto project = storage.project(projectId);
+  out.sourceLanguage = project->baseLanguage;
   for (const Entry& entry : storage.entries(projectId, {.language = project->baseLanguage})) {
     if (const auto& text = currentText(entry)) out.sourceTexts[entry.appKey()] = *text;
   }

@@ -16,13 +16,16 @@ struct Known {
   std::string_view name, extension, contentType;
 };
 
-constexpr std::array<Known, 6> kKnown = {{
+constexpr std::array<Known, 9> kKnown = {{
     {CatalogueFormat::jsonFlat, "json", ".json", "application/json"},
     {CatalogueFormat::jsonNested, "json-nested", ".json", "application/json"},
     {CatalogueFormat::strings, "strings", ".strings", "text/plain; charset=utf-8"},
     {CatalogueFormat::stringsdict, "stringsdict", ".stringsdict", "application/xml"},
     {CatalogueFormat::po, "po", ".po", "text/x-gettext-translation; charset=utf-8"},
     {CatalogueFormat::pot, "pot", ".pot", "text/x-gettext-translation; charset=utf-8"},
+    {CatalogueFormat::xliff12, "xliff", ".xlf", "application/xliff+xml"},
+    {CatalogueFormat::xliff2, "xliff2", ".xliff", "application/xliff+xml"},
+    {CatalogueFormat::ts, "ts", ".ts", "application/xml"},
 }};
 
 const Known& known(CatalogueFormat format) {
@@ -57,13 +60,6 @@ std::optional<CatalogueFormat> catalogueFormatNamed(std::string_view name) {
   return std::nullopt;
 }
 
-std::optional<CatalogueFormat> catalogueFormatOfFile(std::string_view fileName) {
-  for (const Known& k : kKnown) {
-    if (fileName.ends_with(k.extension)) return k.format;
-  }
-  return std::nullopt;
-}
-
 std::string_view catalogueFormatName(CatalogueFormat format) { return known(format).name; }
 std::string_view catalogueFileExtension(CatalogueFormat format) { return known(format).extension; }
 std::string_view catalogueContentType(CatalogueFormat format) { return known(format).contentType; }
@@ -80,6 +76,9 @@ Catalogue readCatalogue(CatalogueFormat format, std::string_view bytes, const st
     case CatalogueFormat::stringsdict: return readStringsdict(bytes, language);
     case CatalogueFormat::po:
     case CatalogueFormat::pot: return readPo(checkedText(bytes), language);
+    case CatalogueFormat::xliff12:
+    case CatalogueFormat::xliff2: return readXliff(checkedText(bytes), language);
+    case CatalogueFormat::ts: return readTs(checkedText(bytes), language);
   }
   throw CatalogueError("unknown format");
 }
@@ -92,6 +91,9 @@ std::string writeCatalogue(CatalogueFormat format, const Catalogue& catalogue) {
     case CatalogueFormat::stringsdict: return writeStringsdict(catalogue);
     case CatalogueFormat::po: return writePo(catalogue, false);
     case CatalogueFormat::pot: return writePo(catalogue, true);
+    case CatalogueFormat::xliff12: return writeXliff(catalogue, false);
+    case CatalogueFormat::xliff2: return writeXliff(catalogue, true);
+    case CatalogueFormat::ts: return writeTs(catalogue);
   }
   return {};
 }

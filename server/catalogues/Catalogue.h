@@ -31,6 +31,7 @@ struct Catalogue {
   // The base language's text of each key ("key" or "key[one]"), for the formats that show a
   // translator the source beside the translation. Writing only; readers leave it empty.
   std::map<std::string, std::string> sourceTexts{};
+  std::string sourceLanguage{};  // the base language, for the formats that name it
 };
 
 // A file that cannot be read; the message tells the person who sent it what to fix.
@@ -39,15 +40,13 @@ class CatalogueError : public std::runtime_error {
   using std::runtime_error::runtime_error;
 };
 
-enum class CatalogueFormat { jsonFlat, jsonNested, strings, stringsdict, po, pot };
+enum class CatalogueFormat { jsonFlat, jsonNested, strings, stringsdict, po, pot, xliff12, xliff2, ts };
 
 // Larger files are refused before they are parsed: ten times a large app's catalogue.
 constexpr std::size_t kMaxCatalogueBytes = std::size_t{8} << 20;
 
-// "json", "json-nested", "strings", "stringsdict", "po", "pot".
+// "json", "json-nested", "strings", "stringsdict", "po", "pot", "xliff" (1.2), "xliff2", "ts".
 std::optional<CatalogueFormat> catalogueFormatNamed(std::string_view name);
-// The format a file name's extension suggests (".json" is the flat form).
-std::optional<CatalogueFormat> catalogueFormatOfFile(std::string_view fileName);
 std::string_view catalogueFormatName(CatalogueFormat format);
 std::string_view catalogueFileExtension(CatalogueFormat format);
 std::string_view catalogueContentType(CatalogueFormat format);

@@ -23,6 +23,12 @@ Catalogue readPo(std::string_view text, const std::string& language);
 // A template (.pot) leaves every msgstr empty.
 std::string writePo(const Catalogue& catalogue, bool templateOnly);
 
+// XLIFF 1.2 or 2.0, by the version the root element names.
+Catalogue readXliff(std::string_view text, const std::string& language);
+std::string writeXliff(const Catalogue& catalogue, bool version2);
+Catalogue readTs(std::string_view text, const std::string& language);
+std::string writeTs(const Catalogue& catalogue);
+
 // "key" or "key[one]": how apps and the flat formats name one form.
 std::string appKeyOf(const CatalogueText& text);
 // The texts in key order, each key's forms in the language's plural order.

@@ -65,7 +65,7 @@ TEST_F(CatalogueEndpoints, DryRunShowsNewAndChangedKeysThenImportWritesDrafts) {
 }
 
 TEST_F(CatalogueEndpoints, EveryExportImportsBackWithoutAChange) {
-  for (const char* format : {"po", "json", "json-nested", "strings", "stringsdict"}) {
+  for (const char* format : {"po", "json", "json-nested", "strings", "stringsdict", "xliff", "xliff2", "ts"}) {
     std::string file = server_.request("GET", std::string("/admin/v1/projects/app1/languages/ru/export?format=") + format);
     auto answer = import(format, file, true);
     ASSERT_EQ(answer.status, 200) << format << ": " << answer.body;

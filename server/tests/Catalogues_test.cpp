@@ -36,7 +36,8 @@ TEST(Catalogues, EveryFormatReadsBackWhatItWrote) {
     bool pluralsOnly, keepsComments;
   } const cases[] = {{CatalogueFormat::jsonFlat, false, false},    {CatalogueFormat::jsonNested, false, false},
                      {CatalogueFormat::strings, false, false},     {CatalogueFormat::stringsdict, true, false},
-                     {CatalogueFormat::po, false, true}};
+                     {CatalogueFormat::po, false, true},           {CatalogueFormat::xliff12, false, true},
+                     {CatalogueFormat::xliff2, false, true},       {CatalogueFormat::ts, false, true}};
   for (const Case& c : cases) {
     std::string file = writeCatalogue(c.format, ru);
     std::vector<CatalogueText> expected;
@@ -130,14 +131,20 @@ msgstr[2] "%d plików"
 }
 
 TEST(Catalogues, HostileFilesAreRefusedWithAReason) {
-  std::string laughs = R"(<?xml version="1.0"?><!DOCTYPE plist [<!ENTITY a "aaaaaaaaaa">)";
-  for (char e = 'b'; e <= 'j'; ++e) {
-    laughs += std::string("<!ENTITY ") + e + " \"" + std::string(10, '&') + "\">";
-    for (int i = 0; i < 10; ++i) laughs.replace(laughs.rfind('&'), 1, std::string("&") + char(e - 1) + ";");
-  }
-  laughs += "]><plist><dict><key>k</key><string>&j;</string></dict></plist>";
+  // Ten levels of ten references each: a few hundred bytes that expand to gigabytes.
+  auto bomb = [](const std::string& root, const std::string& body) {
+    std::string out = "<?xml version=\"1.0\"?><!DOCTYPE " + root + " [<!ENTITY a0 \"laugh\">";
+    for (int level = 1; level <= 9; ++level) {
+      out += "<!ENTITY a" + std::to_string(level) + " \"";
+      for (int i = 0; i < 10; ++i) out += "&a" + std::to_string(level - 1) + ";";
+      out += "\">";
+    }
+    return out + "]>" + body;
+  };
   std::string deepDicts;
+  std::string deepGroups;
   for (int i = 0; i < 1000; ++i) deepDicts += "<dict>";
+  for (int i = 0; i < 100; ++i) deepGroups = "<g>" + deepGroups + "</g>";  // within the parser's own bound
   struct Case {
     CatalogueFormat format;
     std::string file, reason;
@@ -152,7 +159,16 @@ TEST(Catalogues, HostileFilesAreRefusedWithAReason) {
       {CatalogueFormat::jsonNested, std::string(100000, '[') + std::string(100000, ']'), "deeper"},
       {CatalogueFormat::jsonFlat, R"({"a": {"b": "c"}})", "flat JSON file holds texts only"},
       {CatalogueFormat::stringsdict, "<plist>" + deepDicts + "</plist>", "deeper"},
-      {CatalogueFormat::stringsdict, laughs, "no property-list"},
+      {CatalogueFormat::stringsdict,
+       bomb("plist", "<plist><dict><key>k</key><dict><key>NSStringLocalizedFormatKey</key><string>&a9;</string>"
+                     "</dict></dict></plist>"),
+       "no property-list"},
+      {CatalogueFormat::xliff12,
+       bomb("xliff", R"(<xliff version="1.2"><file><body><trans-unit id="k"><target>&a9;</target></trans-unit>)"
+                     "</body></file></xliff>"),
+       "declares entities"},
+      {CatalogueFormat::ts, "<TS>" + deepGroups + "</TS>", "deeper"},
+      {CatalogueFormat::xliff2, "<xliff version=\"2.0\">\n<file>\n<unit id=\"a\"></file>", "line 3"},
   };
   for (const Case& c : cases) {
     try {
@@ -162,6 +178,10 @@ TEST(Catalogues, HostileFilesAreRefusedWithAReason) {
       EXPECT_NE(std::string(error.what()).find(c.reason), std::string::npos) << error.what();
     }
   }
+  // A document type naming an outside DTD is read without fetching it.
+  EXPECT_EQ(readCatalogue(CatalogueFormat::ts,
+                          R"(<!DOCTYPE TS SYSTEM "http://127.0.0.1:9/ts.dtd"><TS><message><source>a</source>)"
+                          R"(<translation>b</translation></message></TS>)", "ru").texts.size(), 1u);
 }
 
 }  // namespace

@@ -38,7 +38,8 @@ void addServerOptions(CLI::App* command, ServerArguments& args) {
 // The format a file name suggests; ".json" is the flat form.
 std::string formatOfFile(const std::string& file) {
   static const std::map<std::string, std::string> kByExtension = {
-      {".json", "json"}, {".strings", "strings"}, {".stringsdict", "stringsdict"}, {".po", "po"}, {".pot", "pot"}};
+      {".json", "json"}, {".strings", "strings"}, {".stringsdict", "stringsdict"}, {".po", "po"}, {".pot", "pot"},
+      {".xlf", "xliff"}, {".xliff", "xliff"}, {".ts", "ts"}};
   auto dot = file.rfind('.');
   auto at = dot == std::string::npos ? kByExtension.end() : kByExtension.find(file.substr(dot));
   if (at == kByExtension.end()) throw UsageError("cannot tell the format of " + file + "; give --format");
@@ -122,15 +123,15 @@ void addCatalogueCommands(CLI::App& app, Session& session) {
   auto importing = std::make_shared<CatalogueArguments>();
   auto* import = app.add_subcommand("import", "Import a catalogue file into a language on a translation server, as drafts");
   addServerOptions(import, importing->at);
-  import->add_option("file", importing->file, "The file (.po, .pot, .json, .strings, .stringsdict)")->required();
-  import->add_option("--format", importing->format, "json, json-nested, strings, stringsdict, po or pot (default: by extension)");
+  import->add_option("file", importing->file, "The file (.po, .pot, .json, .strings, .stringsdict, .xlf, .xliff, .ts)")->required();
+  import->add_option("--format", importing->format, "json, json-nested, strings, stringsdict, po, pot, xliff, xliff2 or ts (default: by extension)");
   import->add_flag("--dry-run", importing->dryRun, "Show what would be added and changed; write nothing");
   import->callback([&session, importing] { importFile(session, *importing); });
 
   auto exporting = std::make_shared<CatalogueArguments>();
   auto* exporter = app.add_subcommand("export", "Export a language from a translation server as a catalogue file");
   addServerOptions(exporter, exporting->at);
-  exporter->add_option("--format", exporting->format, "json, json-nested, strings, stringsdict, po or pot");
+  exporter->add_option("--format", exporting->format, "json, json-nested, strings, stringsdict, po, pot, xliff (1.2), xliff2 or ts");
   exporter->add_option("-o,--output", exporting->output, "The file to write (default: standard output)");
   exporter->callback([&session, exporting] { exportFile(session, *exporting); });
 }
