@@ -3,7 +3,7 @@
 (run under tests/with-demo-app): a translator signs in, edits a string and publishes, and the
 tool's update brings the text; another's edit shows on the open page; a missing string
 reported by an app is accepted; an uploaded screenshot shows a box on its string that leads to
-the key.
+the key; a .po file picked for import shows its changes first, then its strings are drafts.
 
 Usage: tests/with-demo-app TOLVANA console_browser_test.py TOLVANA [--pictures DIR]"""
 import hashlib
@@ -12,6 +12,7 @@ import json
 import os
 import subprocess
 import sys
+import tempfile
 import time
 import urllib.request
 import zlib
@@ -143,6 +144,37 @@ def screenshot_boxes(browser, pictures):
                      what="the clicked key open for editing")
 
 
+def import_po(browser):
+    po = ('msgctxt "welcome.greeting"\nmsgid "Hello"\nmsgstr "Grüß Gott!"\n\n'
+          'msgctxt "catalogue.new"\nmsgid "New"\nmsgstr "Neu aus dem Katalog"\n')
+    with tempfile.NamedTemporaryFile("w", suffix=".po", encoding="utf-8", delete=False) as file:
+        file.write(po)
+    try:
+        browser.evaluate("document.querySelector('[data-tab=catalogues]').click()")
+        browser.wait_for("document.querySelectorAll('#catalogue-exports button').length > 0", what="the export buttons")
+        document = browser.send("DOM.getDocument")["root"]["nodeId"]
+        picker = browser.send("DOM.querySelector", {"nodeId": document, "selector": "#catalogue-file"})["nodeId"]
+        browser.send("DOM.setFileInputFiles", {"nodeId": picker, "files": [file.name]})
+        browser.wait_for("document.getElementById('catalogues-status').textContent.includes('1 new, 1 changed')",
+                         what="the dry run of the picked file")
+        rows = browser.evaluate("[...document.querySelectorAll('#catalogue-changes tr')].map(r => r.cells[1].textContent)")
+        check(sorted(rows) == ["catalogue.new", "welcome.greeting"], f"the dry run lists {rows}")
+        request = urllib.request.Request(SERVER + "/admin/v1/projects/demo-app/entries?language=de&key=welcome.greeting",
+                                         headers={"Authorization": f"Bearer {TOKEN}"})
+        with urllib.request.urlopen(request) as answer:
+            check(json.load(answer)[0]["draft"] == "Servus!", "a dry run wrote")
+        browser.evaluate("document.getElementById('catalogue-apply').click()")
+        browser.wait_for("document.getElementById('catalogues-status').textContent.startsWith('Imported as drafts')")
+        browser.evaluate("document.querySelector('[data-tab=strings]').click();"
+                         "document.getElementById('search').value = 'Grüß';"
+                         "document.getElementById('filter').value = 'all';"
+                         "document.getElementById('filter').dispatchEvent(new Event('change'))")
+        browser.wait_for("document.querySelector('textarea[data-key=\"welcome.greeting\"]')?.value === 'Grüß Gott!'",
+                         what="the imported text in the strings table")
+    finally:
+        os.unlink(file.name)
+
+
 def main():
     arguments = sys.argv[1:]
     global TOLVANA
@@ -159,7 +191,9 @@ def main():
         edit_and_publish(browser, pictures)
         accept_missing(browser)
         screenshot_boxes(browser, pictures)
-    print("console: signed in, edited and published, accepted a missing string, followed a screenshot's box")
+        import_po(browser)
+    print("console: signed in, edited and published, accepted a missing string, followed a screenshot's box, "
+          "imported a .po file")
     return 0
 
 

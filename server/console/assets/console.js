@@ -1,5 +1,6 @@
 // The console's frame: sign-in, the project and language chosen, and the tabs.
 import { api, el, SignedOut, token, say } from "./api.js";
+import { CataloguesView } from "./catalogues.js";
 import { MissingView } from "./missing.js";
 import { IssuesView, ScreenshotsView } from "./screenshots.js";
 import { StringsView } from "./strings.js";
@@ -60,6 +61,7 @@ function wire() {
   views.missing = new MissingView(state);
   views.screenshots = new ScreenshotsView(state);
   views.issues = new IssuesView(state);
+  views.catalogues = new CataloguesView(state);
   $("sign-in").addEventListener("submit", (event) => {
     event.preventDefault();
     token.set($("token").value.trim());
