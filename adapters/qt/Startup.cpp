@@ -9,6 +9,7 @@
 #include "QtDispatch.h"
 #include "QtUi.h"
 #include "TextsChangedNotice.h"
+#include "tolvana/qt/UiLayers.h"
 #include "tolvana/qt/WidgetKeys.h"
 #include "tolvana/Hooks.h"
 #include "tolvana/platform/Platform.h"
@@ -24,7 +25,9 @@ class LaunchGate final : public QObject {
   explicit LaunchGate(QObject* parent) : QObject(parent) {}
 
   bool eventFilter(QObject* watched, QEvent* event) override {
-    if (event->type() == QEvent::Show && watched->isWidgetType() && static_cast<QWidget*>(watched)->isWindow()) {
+    // A QML scene's window is a QWindow of its own; a widget window shows its QWindow too.
+    if (event->type() == QEvent::Show &&
+        (watched->isWindowType() || (watched->isWidgetType() && static_cast<QWidget*>(watched)->isWindow()))) {
       launch();
     }
     return false;
@@ -55,6 +58,11 @@ class KeyTracker final : public QObject {
   }
 };
 
+std::vector<UiLayer>& uiLayers() {
+  static auto* layers = new std::vector<UiLayer>;
+  return *layers;
+}
+
 void startTolvana() {
   if (!TolvanaHooks::autostartEnabled()) return;
   // Each application object gets ports of its own, built on the ports found first.
@@ -65,7 +73,8 @@ void startTolvana() {
   auto dispatch = std::make_shared<QtDispatch>(context, base.dispatch);
   ports.dispatch = dispatch;
   ports.http = std::make_shared<TextsChangedNotice>(base.http, dispatch);
-  auto ui = std::make_shared<QtUi>(context);
+  std::shared_ptr<Ui> ui = std::make_shared<QtUi>(context);
+  for (const UiLayer& layer : uiLayers()) ui = layer(ui, context);
   ports.ui = ui;
   Platform::Install(std::make_shared<Platform>(ports));
   ui->installLookupHooks();
@@ -78,6 +87,8 @@ void startTolvana() {
 }
 
 }  // namespace
+
+void addUiLayer(UiLayer layer) { uiLayers().push_back(std::move(layer)); }
 
 }  // namespace tolvana::qt
 

@@ -1,6 +1,6 @@
 #include "TextsChangedNotice.h"
 
-#include "TolvanaTranslator.h"
+#include "Retranslation.h"
 #include "tolvana/Hooks.h"
 
 namespace tolvana::qt {
@@ -12,7 +12,7 @@ void TextsChangedNotice::send(HttpRequest request, std::function<void(HttpRespon
     std::uint64_t before = TolvanaHooks::textsChangedCount();
     completion(std::move(response));
     if (TolvanaHooks::textsChangedCount() != before) {
-      mainQueue->mainAsync([] { TolvanaTranslator::announceTextsChanged(); });
+      mainQueue->mainAsync([] { Retranslation::announce(false); });
     }
   });
 }
