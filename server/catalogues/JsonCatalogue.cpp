@@ -60,7 +60,8 @@ void readLevel(const Value::Dictionary& object, const std::string& prefix, Catal
   for (const auto& [name, value] : object) {
     std::string key = prefix.empty() ? name : prefix + "." + name;
     if (value.isString()) {
-      out->texts.push_back({key, "", value.asString(), ""});
+      auto [plainKey, plural] = Entry::splitAppKey(key);
+      out->texts.push_back({plainKey, plural, value.asString(), ""});
     } else if (value.isDictionary() && holdsForms(value.asDictionary())) {
       for (const auto& [form, text] : value.asDictionary()) out->texts.push_back({key, form, text.asString(), ""});
     } else if (value.isDictionary()) {
@@ -128,17 +129,27 @@ std::string writeNestedJson(const Catalogue& catalogue) {
   nlohmann::json document = nlohmann::json::object();
   for (const CatalogueText& text : sortedTexts(catalogue)) {
     std::string leaf;
-    // A plain text named like a form would read back as a form; a key that is also another
-    // key's folder cannot nest either.
+    // A plain text named like a form would read back as a form.
     bool clash = text.plural.empty() && isFormWord(text.key.substr(text.key.rfind('.') + 1));
     nlohmann::json* at = clash ? nullptr : placeFor(document, text.key, &leaf);
-    if (at && at->contains(leaf) && (*at)[leaf].is_object() != !text.plural.empty()) at = nullptr;
-    if (!at) {
-      at = &document;
-      leaf = text.key;
+    if (at && text.plural.empty() && !at->contains(leaf)) {
+      (*at)[leaf] = text.text;
+      continue;
     }
-    if (text.plural.empty()) (*at)[leaf] = text.text;
-    else (*at)[leaf][text.plural] = text.text;
+    if (at && !text.plural.empty()) {
+      nlohmann::json& forms = (*at)[leaf];
+      if (forms.is_null() || (forms.is_object() && !forms.empty() && isFormWord(forms.begin().key()))) {
+        forms[text.plural] = text.text;
+        continue;
+      }
+    }
+    // Where the key cannot nest (a part is a text, or names another key's folder), it is kept
+    // whole at the top, which reads back the same.
+    std::string whole = appKeyOf(text);
+    if (document.contains(whole)) {
+      throw CatalogueError("\"" + whole + "\" clashes with another key in nested JSON; export flat JSON");
+    }
+    document[whole] = text.text;
   }
   return dump(document);
 }

@@ -94,8 +94,9 @@ class Parser {
       return;
     }
     std::size_t space = line.find_first_of(" \t");
-    if (space == std::string_view::npos) fail(line_, "expected a keyword and a quoted text");
-    keyword(line.substr(0, space), unquote(line.substr(line.find_first_not_of(" \t", space)), line_));
+    std::size_t quote = space == std::string_view::npos ? space : line.find_first_not_of(" \t", space);
+    if (quote == std::string_view::npos) fail(line_, "expected a keyword and a quoted text");
+    keyword(line.substr(0, space), unquote(line.substr(quote), line_));
   }
 
   void keyword(std::string_view word, std::string text) {

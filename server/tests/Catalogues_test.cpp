@@ -47,6 +47,10 @@ TEST(Catalogues, EveryFormatReadsBackWhatItWrote) {
     EXPECT_EQ(sorted(readCatalogue(c.format, file, "ru").texts, c.keepsComments), sorted(expected, c.keepsComments))
         << catalogueFormatName(c.format) << ":\n" << file;
   }
+  // A key with a plain text beside its forms cannot nest; it is written whole and reads back.
+  Catalogue mixed{"ru", {{"x", "", "plain", ""}, {"x", "one", "form", ""}}};
+  EXPECT_EQ(readCatalogue(CatalogueFormat::jsonNested, writeCatalogue(CatalogueFormat::jsonNested, mixed), "ru").texts,
+            mixed.texts);
   EXPECT_TRUE(readCatalogue(CatalogueFormat::pot, writeCatalogue(CatalogueFormat::pot, ru), "ru").texts.empty())
       << "a template holds no translations";
 }
