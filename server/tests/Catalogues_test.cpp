@@ -159,6 +159,7 @@ TEST(Catalogues, HostileFilesAreRefusedWithAReason) {
       {CatalogueFormat::po, "msgid \"\"\nmsgstr \"Content-Type: text/plain; charset=ISO-8859-1\\n\"\n", "iso-8859-1"},
       {CatalogueFormat::po, "msgid \"a\nmsgstr \"b\"\n", "line 1"},
       {CatalogueFormat::po, "msgstr \"b\"\n", "without a msgid"},
+      {CatalogueFormat::po, "msgid \"a\"\nmsgstr  \n", "line 2: expected a keyword and a quoted text"},
       {CatalogueFormat::po, "msgid \"a\"\nmsgstr \"b\"\n\nmsgid \"a\"\nmsgstr \"c\"\n", "also on line 1"},
       {CatalogueFormat::jsonNested, std::string(100000, '[') + std::string(100000, ']'), "deeper"},
       {CatalogueFormat::jsonFlat, R"({"a": {"b": "c"}})", "flat JSON file holds texts only"},
