@@ -1,11 +1,13 @@
 #!/usr/bin/env python3
 """The web console in headless Chromium against the demo project on a real tolvana-server
-(run under tests/with-demo-app): a translator signs in, edits a string and publishes, and the
-tool's update brings the text; another's edit shows on the open page; a missing string
-reported by an app is accepted; an uploaded screenshot shows a box on its string that leads to
-the key; a .po file picked for import shows its changes first, then its strings are drafts.
+(run under tests/with-demo-app), with accounts made by its add-user command: a viewer signs in
+and is offered no change, and a change without the session's CSRF token is refused; an admin
+signs in, edits a string and publishes, and the tool's update brings the text; another's edit
+shows on the open page; a missing string reported by an app is accepted; an uploaded
+screenshot shows a box on its string that leads to the key; the admin adds a translator; a .po file picked for import shows its
+changes first, then its strings are drafts.
 
-Usage: tests/with-demo-app TOLVANA console_browser_test.py TOLVANA [--pictures DIR]"""
+Usage: tests/with-demo-app TOLVANA console_browser_test.py TOLVANA TOLVANA_SERVER [--pictures DIR]"""
 import hashlib
 import hmac
 import json
@@ -72,11 +74,37 @@ def tool(*arguments):
     return subprocess.run([TOLVANA, *arguments], check=True, capture_output=True, text=True).stdout.strip()
 
 
-def sign_in(browser):
-    browser.open(SERVER + "/console/")
-    browser.evaluate(f"document.getElementById('token').value = {json.dumps(TOKEN)};"
+def add_user(server, name, role):
+    subprocess.run([server, "--data", os.environ["TOLVANA_DEMO_DATA"], "add-user", name, "--role", role],
+                   input=f"{name}-password\n", check=True, capture_output=True, text=True)
+
+
+def sign_in(browser, name, password=None):
+    browser.open(SERVER + "/console/sign-in")
+    browser.evaluate(f"document.getElementById('name').value = {json.dumps(name)};"
+                     f"document.getElementById('password').value = {json.dumps(password or name + '-password')};"
                      "document.getElementById('sign-in').requestSubmit()")
-    browser.wait_for("document.querySelectorAll('#strings-table tbody tr').length > 0", what="the strings table")
+
+
+def viewer_is_offered_no_change(browser):
+    sign_in(browser, "vic", "wrong password")
+    browser.wait_for("document.getElementById('sign-in-error').textContent.includes('wrong')", what="a wrong password refused")
+    sign_in(browser, "vic")
+    browser.wait_for("document.querySelectorAll('#strings-table tbody tr').length > 0", what="the viewer's strings table")
+    offered = browser.evaluate("""({who: document.getElementById('who').textContent,
+        publish: !document.getElementById('publish').hidden,
+        editable: [...document.querySelectorAll('#strings-table textarea')].some(t => !t.readOnly)})""")
+    check(offered == {"who": "vic (viewer)", "publish": False, "editable": False}, f"a viewer is offered {offered}")
+    browser.evaluate("document.getElementById('sign-out').click()")
+    browser.wait_for("location.pathname === '/console/sign-in'", what="the sign-in page after signing out")
+
+
+def change_without_csrf_token_refused(browser):
+    answer = browser.evaluate("""fetch('/admin/v1/projects/demo-app/entries', {method: 'PUT', credentials: 'same-origin',
+        headers: {'Content-Type': 'application/json'},
+        body: JSON.stringify({entries: [{language: 'de', group: 'main', key: 'welcome.title', draft: 'forged'}]})})
+        .then(r => r.json().then(b => [r.status, b.error]))""")
+    check(answer[0] == 403 and "CSRF" in answer[1], f"a change without the CSRF token got {answer}")
 
 
 def edit_and_publish(browser, pictures):
@@ -175,10 +203,26 @@ def import_po(browser):
         os.unlink(file.name)
 
 
+def admin_adds_a_translator(browser):
+    browser.evaluate("document.querySelector('[data-tab=users]').click()")
+    browser.wait_for("document.querySelector('#users-table tr[data-name=\"vic\"]')", what="the accounts")
+    browser.evaluate("""(() => {
+        const form = document.getElementById('add-user');
+        form.elements.namedItem('name').value = 'tom';
+        form.elements.namedItem('password').value = 'tom-password';
+        form.requestSubmit();
+    })()""")
+    browser.wait_for("document.querySelector('#users-table tr[data-name=\"tom\"] select')?.value === 'translator'",
+                     what="the added translator")
+    answer = urllib.request.urlopen(urllib.request.Request(SERVER + "/console/session", method="POST", data=json.dumps(
+        {"name": "tom", "password": "tom-password"}).encode(), headers={"Content-Type": "application/json"}))
+    check(json.load(answer)["role"] == "translator", "the added translator cannot sign in")
+
+
 def main():
     arguments = sys.argv[1:]
     global TOLVANA
-    TOLVANA = arguments[0]
+    TOLVANA, server = arguments[:2]
     pictures = arguments[arguments.index("--pictures") + 1] if "--pictures" in arguments else None
     chromium = find_chromium()
     if not chromium:
@@ -186,13 +230,20 @@ def main():
         return 77
     tool("update", "--languages", "de")
     what_apps_send()
+    add_user(server, "vic", "viewer")
+    add_user(server, "ada", "admin")
     with Browser(chromium) as browser:
-        sign_in(browser)
+        viewer_is_offered_no_change(browser)
+        sign_in(browser, "ada")
+        browser.wait_for("document.querySelectorAll('#strings-table tbody tr').length > 0", what="the strings table")
+        change_without_csrf_token_refused(browser)
         edit_and_publish(browser, pictures)
         accept_missing(browser)
         screenshot_boxes(browser, pictures)
+        admin_adds_a_translator(browser)
         import_po(browser)
-    print("console: signed in, edited and published, accepted a missing string, followed a screenshot's box, "
+    print("console: a viewer offered no change, a change without the CSRF token refused; an admin signed in, "
+          "edited and published, accepted a missing string, followed a screenshot's box, added a translator, "
           "imported a .po file")
     return 0
 

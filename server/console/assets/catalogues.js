@@ -1,7 +1,7 @@
 // Catalogue files in and out of the chosen language. A file picked for import is first sent as
 // a dry run, and only the changes shown are written (as drafts) when the import is confirmed;
 // exports come as downloads, fetched with the token like every other call.
-import { api, el, projectPath, say } from "./api.js";
+import { api, el, may, projectPath, say } from "./api.js";
 
 const $ = (id) => document.getElementById(id);
 const FORMATS = [
@@ -38,7 +38,8 @@ export class CataloguesView {
     $("catalogue-exports").replaceChildren(...FORMATS.map(([format, label, extension]) =>
       el("button", { type: "button", onclick: () => this.download(format, extension).catch(this.state.fail) }, label)));
     this.forget();
-    say("catalogues-status", `Import into ${this.state.language}: pick a file to see what it would change.`);
+    say("catalogues-status", may("translator")
+      ? `Import into ${this.state.language}: pick a file to see what it would change.` : "");
   }
 
   forget() {
