@@ -14,6 +14,7 @@
 #include "TestFixture.h"
 #include "api/AccountsApi.h"
 #include "api/AdminApi.h"
+#include "api/CatalogueEndpoints.h"
 #include "api/AdminAuth.h"
 #include "api/DeviceProfiles.h"
 #include "api/HttpAnswers.h"
@@ -45,6 +46,7 @@ struct TranslationServer::Parts {
         review(snapshots, storage, options.api),
         admin(storage, devices, auth),
         accounts(storage),
+        catalogues(storage),
         console(auth) {}
 
   bool makeServer(std::string* error);
@@ -62,6 +64,7 @@ struct TranslationServer::Parts {
   ReviewEndpoints review;
   AdminApi admin;
   AccountsApi accounts;
+  CatalogueEndpoints catalogues;
   ConsolePages console;
   std::unique_ptr<httplib::Server> server;
   std::thread thread;
@@ -112,6 +115,7 @@ void TranslationServer::Parts::addRoutes() {
   admin.addRoutes(s);
   accounts.addRoutes(s);
   sessions.addRoutes(s);
+  catalogues.addRoutes(s);
   console.addRoutes(s);
   if (options.testFixture) fixture.addRoutes(s);
   s.set_exception_handler([](const httplib::Request& q, httplib::Response& r, std::exception_ptr thrown) {

@@ -15,6 +15,8 @@
 //   GET    /admin/v1/projects/ID/screenshots/N.png      one screenshot's image
 //   GET    /admin/v1/projects/ID/issues                 issues filed from apps
 //   GET    /admin/v1/projects/ID/devices                device profiles seen
+//   POST   /admin/v1/projects/ID/languages/L/import     catalogue files in and out: CatalogueEndpoints.h
+//   GET    /admin/v1/projects/ID/languages/L/export?format=
 //
 // What a console session may send follows its role (AdminAuth); accepting with "publish"
 // also needs the right to publish.

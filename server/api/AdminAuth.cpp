@@ -51,7 +51,8 @@ std::optional<SignedIn> AdminAuth::caller(const httplib::Request& request) const
 Role AdminAuth::requiredRole(const httplib::Request& request) {
   if (request.path.starts_with("/_test/") || request.path.starts_with("/admin/v1/accounts")) return Role::admin;
   if (reads(request)) return Role::viewer;
-  static const std::regex translating(R"(/admin/v1/projects/[^/]+/(entries|missing/accept))");
+  // An import writes drafts alone, as an edit does; its dry run changes nothing but is a POST.
+  static const std::regex translating(R"(/admin/v1/projects/[^/]+/(entries|missing/accept|languages/[^/]+/import))");
   if (std::regex_match(request.path, translating)) return Role::translator;
   return Role::admin;
 }

@@ -8,7 +8,7 @@
 // Sec-Fetch-Site header and by their content type, before any credential is looked at.
 //
 // What a session may do follows its account's role: a viewer reads; a translator also edits
-// drafts and accepts missing strings; an admin (and the token) may do everything, and alone
+// drafts (by hand or by importing a catalogue) and accepts missing strings; an admin (and the token) may do everything, and alone
 // sees and manages the accounts.
 #pragma once
 

@@ -4,7 +4,8 @@
 and is offered no change, and a change without the session's CSRF token is refused; an admin
 signs in, edits a string and publishes, and the tool's update brings the text; another's edit
 shows on the open page; a missing string reported by an app is accepted; an uploaded
-screenshot shows a box on its string that leads to the key; the admin adds a translator.
+screenshot shows a box on its string that leads to the key; the admin adds a translator; a .po file picked for import shows its
+changes first, then its strings are drafts.
 
 Usage: tests/with-demo-app TOLVANA console_browser_test.py TOLVANA TOLVANA_SERVER [--pictures DIR]"""
 import hashlib
@@ -13,6 +14,7 @@ import json
 import os
 import subprocess
 import sys
+import tempfile
 import time
 import urllib.request
 import zlib
@@ -170,6 +172,37 @@ def screenshot_boxes(browser, pictures):
                      what="the clicked key open for editing")
 
 
+def import_po(browser):
+    po = ('msgctxt "welcome.greeting"\nmsgid "Hello"\nmsgstr "Grüß Gott!"\n\n'
+          'msgctxt "catalogue.new"\nmsgid "New"\nmsgstr "Neu aus dem Katalog"\n')
+    with tempfile.NamedTemporaryFile("w", suffix=".po", encoding="utf-8", delete=False) as file:
+        file.write(po)
+    try:
+        browser.evaluate("document.querySelector('[data-tab=catalogues]').click()")
+        browser.wait_for("document.querySelectorAll('#catalogue-exports button').length > 0", what="the export buttons")
+        document = browser.send("DOM.getDocument")["root"]["nodeId"]
+        picker = browser.send("DOM.querySelector", {"nodeId": document, "selector": "#catalogue-file"})["nodeId"]
+        browser.send("DOM.setFileInputFiles", {"nodeId": picker, "files": [file.name]})
+        browser.wait_for("document.getElementById('catalogues-status').textContent.includes('1 new, 1 changed')",
+                         what="the dry run of the picked file")
+        rows = browser.evaluate("[...document.querySelectorAll('#catalogue-changes tr')].map(r => r.cells[1].textContent)")
+        check(sorted(rows) == ["catalogue.new", "welcome.greeting"], f"the dry run lists {rows}")
+        request = urllib.request.Request(SERVER + "/admin/v1/projects/demo-app/entries?language=de&key=welcome.greeting",
+                                         headers={"Authorization": f"Bearer {TOKEN}"})
+        with urllib.request.urlopen(request) as answer:
+            check(json.load(answer)[0]["draft"] == "Servus!", "a dry run wrote")
+        browser.evaluate("document.getElementById('catalogue-apply').click()")
+        browser.wait_for("document.getElementById('catalogues-status').textContent.startsWith('Imported as drafts')")
+        browser.evaluate("document.querySelector('[data-tab=strings]').click();"
+                         "document.getElementById('search').value = 'Grüß';"
+                         "document.getElementById('filter').value = 'all';"
+                         "document.getElementById('filter').dispatchEvent(new Event('change'))")
+        browser.wait_for("document.querySelector('textarea[data-key=\"welcome.greeting\"]')?.value === 'Grüß Gott!'",
+                         what="the imported text in the strings table")
+    finally:
+        os.unlink(file.name)
+
+
 def admin_adds_a_translator(browser):
     browser.evaluate("document.querySelector('[data-tab=users]').click()")
     browser.wait_for("document.querySelector('#users-table tr[data-name=\"vic\"]')", what="the accounts")
@@ -208,8 +241,10 @@ def main():
         accept_missing(browser)
         screenshot_boxes(browser, pictures)
         admin_adds_a_translator(browser)
+        import_po(browser)
     print("console: a viewer offered no change, a change without the CSRF token refused; an admin signed in, "
-          "edited and published, accepted a missing string, followed a screenshot's box, added a translator")
+          "edited and published, accepted a missing string, followed a screenshot's box, added a translator, "
+          "imported a .po file")
     return 0
 
 

@@ -1,5 +1,6 @@
 // The console's frame: sign-in, the project and language chosen, and the tabs.
 import { api, el, loadSession, may, session, signOut, SignedOut, say, toSignIn } from "./api.js";
+import { CataloguesView } from "./catalogues.js";
 import { MissingView } from "./missing.js";
 import { IssuesView, ScreenshotsView } from "./screenshots.js";
 import { StringsView } from "./strings.js";
@@ -57,6 +58,7 @@ function wire() {
   views.screenshots = new ScreenshotsView(state);
   views.issues = new IssuesView(state);
   views.users = new UsersView(state);
+  views.catalogues = new CataloguesView(state);
   $("sign-out").addEventListener("click", () => signOut());
   for (const button of document.querySelectorAll("#tabs button")) {
     button.addEventListener("click", () => show(button.dataset.tab).catch(state.fail));
