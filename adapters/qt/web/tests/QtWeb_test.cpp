@@ -75,6 +75,15 @@ TEST(QtWeb, PageTextsComeFromTheStoreAlsoForNodesAddedLater) {
       {"no.such.key", "Shown as it was"},
       {"web.search", "Seite durchsuchen"},
   };
+  // Each element asks on its own, and the answers come back in any order.
+  auto answered = [&] {
+    QJsonObject texts = pageTexts(view.page());
+    for (const auto& [key, text] : expected) {
+      if (texts[key].toString().toStdString() != text) return false;
+    }
+    return true;
+  };
+  spinUntil(answered);
   QJsonObject texts = pageTexts(view.page());
   for (const auto& [key, text] : expected) EXPECT_EQ(texts[key].toString().toStdString(), text) << key;
 
