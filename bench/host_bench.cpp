@@ -131,6 +131,37 @@ void Host_baselineGettextMiss(benchmark::State& state) { gettext(state, kHostMis
 HOST_BENCHMARK(Host_baselineGettextHit);
 HOST_BENCHMARK(Host_baselineGettextMiss);
 
+// A host draws many different texts, not one text again and again, and a catalogue that
+// remembers its last answers flatters a look-up repeated on one key: these walk every
+// singular key of the store in turn.
+const std::vector<std::string>& everyKey() {
+  static const std::vector<std::string> keys = [] {
+    std::vector<std::string> all;
+    for (int i = 0; i < run.keys / 2; ++i) all.push_back("key_" + std::to_string(i));
+    return all;
+  }();
+  return keys;
+}
+template <class LookUp>
+void measureEveryKey(benchmark::State& state, LookUp lookUp) {
+  const auto& keys = everyKey();
+  if (lookUp(keys[1]) != "de-AT text 1 for %{n} items") return state.SkipWithError("wrong answer");
+  std::size_t next = 0;
+  for (auto _ : state) {
+    benchmark::DoNotOptimize(lookUp(keys[next]));
+    if (++next == keys.size()) next = 0;
+  }
+}
+void Host_baselineGettextEveryKey(benchmark::State& state) {
+  if (!gettextReady()) return state.SkipWithError("gettext catalogue could not be set up");
+  measureEveryKey(state, [](const std::string& key) { return std::string(dcgettext("bench", key.c_str(), LC_MESSAGES)); });
+}
+void Host_facadeEveryKey(benchmark::State& state) {
+  measureEveryKey(state, [](const std::string& key) { return Tolvana::localizedStringForKey(key); });
+}
+HOST_BENCHMARK(Host_baselineGettextEveryKey);
+HOST_BENCHMARK(Host_facadeEveryKey);
+
 template <class LookUp>
 void measure(benchmark::State& state, const std::string& expected, LookUp lookUp) {
   if (lookUp() != expected) return state.SkipWithError(("wrong answer: " + lookUp()).c_str());
@@ -276,6 +307,7 @@ int main(int argc, char** argv) {
 
   std::string config = std::to_string(run.keys) + " keys, " + run.mode();
   addTarget({"facade hit, " + config, "Host_facadeHit", "Host_baselineGettextHit", 0.5, true});
+  addTarget({"facade hit, every key in turn, " + config, "Host_facadeEveryKey", "Host_baselineGettextEveryKey", 0.5, true});
   addTarget({"facade miss to the default, " + config, "Host_facadeMissToDefault", "Host_baselineGettextMiss", 0.8, true});
   addTarget({"C hit over the facade hit, ns, " + config, "Host_cOverFacadeHit", "Host_baselineAllowanceNs", 1, true});
   addTarget({"C miss over the facade miss, ns, " + config, "Host_cOverFacadeMiss", "Host_baselineAllowanceNs", 1, true});

@@ -50,6 +50,17 @@ if(TARGET tolvana-qt-web)
     DESTINATION ${TOLVANA_CMAKE_DIR} COMPONENT development)
 endif()
 
+# QML scenes and the QML module, as the component "QtQuick" (Tolvana::tolvana-qt-quick), in a
+# Debian package of its own so that Widgets hosts do not pull in QtQuick.
+if(TARGET tolvana-qt-quick)
+  install(TARGETS tolvana-qt-quick EXPORT TolvanaQtQuickTargets
+    LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT qtquick NAMELINK_COMPONENT development)
+  install(DIRECTORY adapters/qt/quick/include/tolvana DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} COMPONENT development
+    FILES_MATCHING PATTERN "*.h")
+  install(EXPORT TolvanaQtQuickTargets NAMESPACE Tolvana:: FILE Tolvana-QtQuickTargets.cmake
+    DESTINATION ${TOLVANA_CMAKE_DIR} COMPONENT development)
+endif()
+
 # The Objective-C binding, as the component "ObjC" (Tolvana::tolvana-objc), in a Debian package
 # of its own so that hosts without GNUstep do not pull it in. Its interface brings GNUstep's
 # flags and libraries (Tolvana::gnustep-foundation), so that an app's target needs nothing more.

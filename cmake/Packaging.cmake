@@ -1,9 +1,9 @@
 # Debian packages, one per install component: libtolvana2 (the shared library),
 # libtolvana-qt2 (the Qt adapter, when built), libtolvana-qt-web2 (its web views, when
-# built), libtolvana-objc2 (the Objective-C binding, when built), libtolvana-dev (headers,
-# CMake package, pkg-config file), tolvana-tools (the tool) and tolvana-server (the
-# translation server). Their dependencies on other libraries come from what the
-# binaries actually link (dpkg-shlibdeps). scripts/package builds them.
+# built), libtolvana-qt-quick2 (its QML scenes, when built), libtolvana-objc2 (the Objective-C
+# binding, when built), libtolvana-dev (headers, CMake package, pkg-config file), tolvana-tools
+# (the tool) and tolvana-server (the translation server). Their dependencies on other libraries
+# come from what the binaries actually link (dpkg-shlibdeps). scripts/package builds them.
 set(CPACK_GENERATOR DEB)
 set(CPACK_PACKAGE_NAME tolvana)
 set(CPACK_PACKAGE_VENDOR "Tolvana contributors")
@@ -20,6 +20,9 @@ if(TARGET tolvana-qt)
 endif()
 if(TARGET tolvana-qt-web)
   list(APPEND CPACK_COMPONENTS_ALL qtweb)
+endif()
+if(TARGET tolvana-qt-quick)
+  list(APPEND CPACK_COMPONENTS_ALL qtquick)
 endif()
 if(TARGET tolvana-objc)
   list(APPEND CPACK_COMPONENTS_ALL objc)
@@ -71,6 +74,12 @@ set(CPACK_DEBIAN_QTWEB_PACKAGE_DEPENDS "libtolvana-qt${PROJECT_VERSION_MAJOR} (=
 set(CPACK_COMPONENT_QTWEB_DESCRIPTION "Tolvana localisation library (Qt web views)\n"
     " Linked into a Qt application, translates the pages of its QWebEngineView widgets from\n"
     " Tolvana's stores, and page scripts in a QJSEngine the application hands over.")
+
+set(CPACK_DEBIAN_QTQUICK_PACKAGE_NAME libtolvana-qt-quick${PROJECT_VERSION_MAJOR})
+set(CPACK_DEBIAN_QTQUICK_PACKAGE_DEPENDS "libtolvana-qt${PROJECT_VERSION_MAJOR} (= ${PROJECT_VERSION})")
+set(CPACK_COMPONENT_QTQUICK_DESCRIPTION "Tolvana localisation library (Qt Quick)\n"
+    " Linked into a QML application, retranslates its scenes when Tolvana's stores change,\n"
+    " brings the review tools to its QML windows and offers the QML module \"Tolvana\".")
 
 set(CPACK_DEBIAN_OBJC_PACKAGE_NAME libtolvana-objc${PROJECT_VERSION_MAJOR})
 set(CPACK_DEBIAN_OBJC_PACKAGE_DEPENDS "libtolvana${PROJECT_VERSION_MAJOR} (= ${PROJECT_VERSION})")

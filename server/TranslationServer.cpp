@@ -12,12 +12,15 @@
 
 #include "SelfSignedCertificate.h"
 #include "TestFixture.h"
+#include "api/AccountsApi.h"
 #include "api/AdminApi.h"
+#include "api/CatalogueEndpoints.h"
 #include "api/AdminAuth.h"
 #include "api/DeviceProfiles.h"
 #include "api/HttpAnswers.h"
 #include "api/RequestGate.h"
 #include "api/ReviewEndpoints.h"
+#include "api/Sessions.h"
 #include "api/Snapshots.h"
 #include "api/UpdateEndpoint.h"
 #include "console/ConsolePages.h"
@@ -36,11 +39,15 @@ struct TranslationServer::Parts {
         storage(s),
         snapshots(storage),
         devices(storage),
-        auth(options.adminToken),
+        sessions(storage, options.tls),
+        auth(options.adminToken, &sessions),
         gate(snapshots, auth, options.api),
         update(snapshots, storage, devices, options.api, options.testFixture ? &fixture : nullptr),
         review(snapshots, storage, options.api),
-        admin(storage, devices) {}
+        admin(storage, devices, auth),
+        accounts(storage),
+        catalogues(storage),
+        console(auth) {}
 
   bool makeServer(std::string* error);
   void addRoutes();
@@ -49,12 +56,15 @@ struct TranslationServer::Parts {
   Storage& storage;
   Snapshots snapshots;
   DeviceProfiles devices;
+  Sessions sessions;
   AdminAuth auth;
   RequestGate gate;
   TestFixture fixture;
   UpdateEndpoint update;
   ReviewEndpoints review;
   AdminApi admin;
+  AccountsApi accounts;
+  CatalogueEndpoints catalogues;
   ConsolePages console;
   std::unique_ptr<httplib::Server> server;
   std::thread thread;
@@ -103,6 +113,9 @@ void TranslationServer::Parts::addRoutes() {
     }
   });
   admin.addRoutes(s);
+  accounts.addRoutes(s);
+  sessions.addRoutes(s);
+  catalogues.addRoutes(s);
   console.addRoutes(s);
   if (options.testFixture) fixture.addRoutes(s);
   s.set_exception_handler([](const httplib::Request& q, httplib::Response& r, std::exception_ptr thrown) {

@@ -23,7 +23,7 @@ struct ServerOptions {
   std::optional<std::string> certificateFile, keyFile{};  // made at start when absent
   std::optional<std::string> writeCaFile{};  // where to put the certificate clients should trust
   std::string stateDirectory{};              // where a made certificate is kept
-  std::optional<std::string> adminToken{};   // without one, the admin API refuses everything
+  std::optional<std::string> adminToken{};   // without one, the admin API takes console sessions only
   // Request threads. A thread serves one connection at a time, for as long as it stays open,
   // so this is also how many devices are answered at once.
   int threads = 64;

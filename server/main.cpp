@@ -4,20 +4,25 @@
 //   tolvana-server --database postgresql://... [...]          serve from PostgreSQL
 //   tolvana-server --data DIR import PROJECT-DIR              import a project directory
 //   tolvana-server --data DIR export OUT-DIR [--project ID]   export a project
+//   tolvana-server --data DIR add-user NAME --role admin       a console account (password on stdin)
 #include <CLI/CLI.hpp>
 #include <fcntl.h>
 #include <openssl/rand.h>
 #include <signal.h>
+#include <termios.h>
 #include <unistd.h>
 
 #include <chrono>
 #include <cstdio>
 #include <ctime>
 #include <filesystem>
+#include <iostream>
 #include <stdexcept>
 
 #include "ProjectDirectory.h"
 #include "ServeUntilStopped.h"
+#include "api/AccountsApi.h"
+#include "api/PasswordHash.h"
 #include "storage/StorageError.h"
 #include "support/Files.h"
 #include "support/Hmac.h"
@@ -71,19 +76,65 @@ std::optional<std::string> adminToken(const std::string& tokenFile, const Storag
   return token;
 }
 
+// One line of standard input; from a terminal, asked for without echo.
+std::string readPassword(const char* prompt) {
+  termios saved{};
+  const bool terminal = ::isatty(STDIN_FILENO) && ::tcgetattr(STDIN_FILENO, &saved) == 0;
+  if (terminal) {
+    std::fprintf(stderr, "%s", prompt);
+    termios quiet = saved;
+    quiet.c_lflag &= ~static_cast<tcflag_t>(ECHO);
+    ::tcsetattr(STDIN_FILENO, TCSAFLUSH, &quiet);
+  }
+  std::string line;
+  std::getline(std::cin, line);
+  if (terminal) {
+    ::tcsetattr(STDIN_FILENO, TCSAFLUSH, &saved);
+    std::fprintf(stderr, "\n");
+  }
+  if (!line.empty() && line.back() == '\r') line.pop_back();
+  return line;
+}
+
+void addUser(Storage& storage, const std::string& name, const std::string& roleName) {
+  auto role = roleNamed(roleName);
+  if (!role) throw std::runtime_error("the role is viewer, translator or admin, not " + roleName);
+  if (auto problem = AccountsApi::problemWithName(name)) throw std::runtime_error(*problem);
+  std::string password = readPassword("Password: ");
+  if (auto problem = AccountsApi::problemWithPassword(password)) throw std::runtime_error(*problem);
+  if (::isatty(STDIN_FILENO) && readPassword("Again: ") != password) throw std::runtime_error("the passwords differ");
+  auto hash = PasswordHash::of(password);
+  if (!hash) throw std::runtime_error("the password could not be hashed");
+  bool existed = storage.account(name).has_value();
+  storage.replaceAccount({.name = name, .passwordHash = *hash, .role = *role});
+  std::printf("%s %s (%s)\n", existed ? "changed" : "added", name.c_str(), roleName.c_str());
+}
+
+struct Commands {
+  CLI::App* import;
+  CLI::App* exporter;
+  CLI::App* addUser;
+  std::string userName{};
+  std::string role = "viewer";
+};
+
 int run(CLI::App& app, ServerOptions& options, StorageLocation& location, const std::string& tokenFile,
-        const std::string& importDirectory, CLI::App* import, CLI::App* exporter, const std::string& directory,
+        const std::string& importDirectory, const Commands& commands, const std::string& directory,
         const std::string& projectId) {
   if (location.dataDirectory.empty() == location.databaseUrl.empty()) {
     throw std::runtime_error("say where the data lives: --data DIR (SQLite) or --database postgresql://...");
   }
   location.connections = location.databaseUrl.empty() ? std::max(options.threads, 4) : location.connections;
   auto storage = openStorage(location);
-  if (import->parsed()) {
+  if (commands.addUser->parsed()) {
+    addUser(*storage, commands.userName, commands.role);
+    return 0;
+  }
+  if (commands.import->parsed()) {
     std::printf("imported %s\n", importProjectDirectory(*storage, directory).c_str());
     return 0;
   }
-  if (exporter->parsed()) {
+  if (commands.exporter->parsed()) {
     std::string id = projectId;
     if (id.empty()) {
       auto projects = storage->projects();
@@ -99,7 +150,9 @@ int run(CLI::App& app, ServerOptions& options, StorageLocation& location, const 
   }
   if (!importDirectory.empty()) importProjectDirectory(*storage, importDirectory);
   options.adminToken = adminToken(tokenFile, location);
-  if (!options.adminToken) tolvana::logWarning("no admin token given (--admin-token-file): the admin API is off");
+  if (!options.adminToken) {
+    tolvana::logWarning("no admin token given (--admin-token-file): the admin API takes console sessions only");
+  }
   if (location.databaseUrl.empty()) {
     options.stateDirectory = location.dataDirectory;
   } else {
@@ -147,13 +200,18 @@ int main(int argc, char** argv) {
   auto* exporter = app.add_subcommand("export", "Export a project into a directory");
   exporter->add_option("DIR", directory, "Directory to write")->required();
   exporter->add_option("--project", projectId, "The project's id (needed when there are several)");
+  Commands commands{.import = import, .exporter = exporter, .addUser = nullptr};
+  auto* userAdder = app.add_subcommand("add-user", "Add a web console account, or give one a new password and role");
+  commands.addUser = userAdder;
+  userAdder->add_option("NAME", commands.userName, "The user's name")->required();
+  userAdder->add_option("--role", commands.role, "viewer, translator or admin")->capture_default_str();
   CLI11_PARSE(app, argc, argv);
   if (!certificate.empty()) options.certificateFile = certificate;
   if (!key.empty()) options.keyFile = key;
   if (!writeCa.empty()) options.writeCaFile = writeCa;
   configureLog(logLevel);
   try {
-    return run(app, options, location, tokenFile, importDirectory, import, exporter, directory, projectId);
+    return run(app, options, location, tokenFile, importDirectory, commands, directory, projectId);
   } catch (const std::exception& e) {
     std::fprintf(stderr, "tolvana-server: %s\n", e.what());
     return 1;

@@ -43,30 +43,26 @@ class CliSetup : public ::testing::Test {
 };
 
 TEST_F(CliSetup, InitPackAndUpdateBringOnlyWhatIsNewer) {
-  ServerFixture server({.tls = false, .createProject = false});
-  auto init = tolvana({"init", "--app-id", "quick", "--languages", "en,de", "--host", server.baseUrl(),
-                       "--server-project", dir.file("server"), "--force"});
+  auto init = tolvana({"init", "--app-id", "quick", "--languages", "en,de"});
   ASSERT_EQ(init.exitCode, 0) << init.err;
   EXPECT_NE(init.out.find("next:\n  tolvana pack --app-file app.json --strings en=texts/en/main.json"),
             std::string::npos) << init.out;
-  // The app and the server share id and secret; a second init writes nothing over them.
+  // The app and the server project share id and secret; a second init writes nothing over them.
   auto appFile = readWholeFile(dir.file("app.json")).value_or("");
   std::string secret = appFile.substr(appFile.find("\"apiSecret\": \"") + 14, 32);
   EXPECT_NE(readWholeFile(dir.file("server/project.json"))->find(secret), std::string::npos);
-  // The server takes the project as its admin API does; each publication raises the group's
-  // version by one, so the first makes German "main" version 1, as the app ships it.
-  server.request("POST", "/admin/v1/projects",
-                 R"({"id":"quick","apiSecret":")" + secret + R"(","baseLanguage":"en","languages":["en","de"]})");
-  auto publish = [&](const std::string& text) {
-    server.request("PUT", "/admin/v1/projects/quick/entries",
-                   R"({"entries":[{"language":"de","group":"main","key":"welcome.title","draft":")" + text + R"("}]})");
-    server.request("POST", "/admin/v1/projects/quick/publish", "{}");
-  };
-  publish("Willkommen");
   auto again = tolvana({"init"});
   EXPECT_EQ(again.exitCode, 1);
   EXPECT_NE(again.err.find("MyApp.app/Info.plist exists already"), std::string::npos) << again.err;
   EXPECT_EQ(readWholeFile(dir.file("app.json")), appFile);
+
+  // The server imports the project as written, as "tolvana serve" has it do; its port is known
+  // only now, so the app is pointed at it afterwards.
+  ServerFixture server({.tls = false, .createProject = false, .extraArguments = {"--import", dir.file("server")}});
+  std::string plist = readWholeFile(dir.file("MyApp.app/Info.plist")).value_or("");
+  ASSERT_NE(plist.find("http://127.0.0.1:8080"), std::string::npos);
+  writeFile(dir.file("MyApp.app/Info.plist"),
+            plist.replace(plist.find("http://127.0.0.1:8080"), 21, server.baseUrl()));
 
   writeFile(dir.file("texts/de/main.json"), R"({"version": 1, "entries": {"welcome.title": {"v": "Willkommen"}}})");
   auto packed = tolvana({"pack", "--app-file", "app.json", "--strings", "en=texts/en/main.json", "--strings",
@@ -75,7 +71,7 @@ TEST_F(CliSetup, InitPackAndUpdateBringOnlyWhatIsNewer) {
   EXPECT_NE(packed.out.find("app quick; app file: 0 languages, 0 entries; prepared stores: de, en"), std::string::npos);
 
   struct Step {
-    std::string serverText;  // published as version 2 of German "main" first, when given
+    std::string serverText;  // published on the server first (German "main" goes to v2), when given
     std::string update, lookup;
   };
   std::vector<Step> steps = {
@@ -85,7 +81,12 @@ TEST_F(CliSetup, InitPackAndUpdateBringOnlyWhatIsNewer) {
   };
   for (const auto& step : steps) {
     SCOPED_TRACE(step.update);
-    if (!step.serverText.empty()) publish(step.serverText);
+    if (!step.serverText.empty()) {
+      server.request("PUT", "/admin/v1/projects/quick/entries",
+                     R"({"entries":[{"language":"de","group":"main","key":"welcome.title","draft":")" +
+                         step.serverText + R"("}]})");
+      server.request("POST", "/admin/v1/projects/quick/publish", R"({"language":"de","group":"main"})");
+    }
     auto updated = tolvana({"-q", "--bundle", "MyApp.app", "update"});
     EXPECT_EQ(updated.exitCode, 0) << updated.err;
     EXPECT_EQ(updated.out, step.update);

@@ -5,6 +5,6 @@
 
 namespace tolvana::qt {
 
-void updateTolvana() { TolvanaHooks::updateBlocking(waitOneSecond); }
+bool updateTolvana() { return TolvanaHooks::updateBlocking(waitOneSecond); }
 
 }  // namespace tolvana::qt

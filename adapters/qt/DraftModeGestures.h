@@ -1,7 +1,8 @@
-// DraftModeGestures: the hidden gestures of draft mode on every window of the app. Two
-// recognizers read the touch stream: two fingers held still for four seconds, and two
-// fingers swiped up or down. Desktops without a touch screen get keys instead:
-// Ctrl+Alt+Shift+K asks for the key, Ctrl+Alt+Shift+Up or Down toggles the overlay.
+// DraftModeGestures: the hidden gestures of draft mode on every window of the app, widget
+// windows and QML scenes alike. The touch stream is read where it reaches a window, before
+// the window hands it on: two fingers held still for four seconds, and two fingers swiped up
+// or down. Desktops without a touch screen get keys instead: Ctrl+Alt+Shift+K asks for the
+// key, Ctrl+Alt+Shift+Up or Down toggles the overlay.
 //
 // One watcher per application object, made on first use and deleted with it; the handlers
 // are the process's, so an application object made later gets them too.
@@ -10,7 +11,12 @@
 #pragma once
 
 #include <QObject>
+#include <QPointF>
+#include <QTimer>
 #include <functional>
+#include <optional>
+
+class QTouchEvent;
 
 namespace tolvana::qt {
 
@@ -25,15 +31,19 @@ class DraftModeGestures final : public QObject {
 
   static constexpr int kHoldMilliseconds = 4000;
   static constexpr int kSwipeDistance = 60;  // device-independent pixels, mostly vertical
+  static constexpr int kHoldSlack = 20;      // how far fingers held still may wander
 
  protected:
   bool eventFilter(QObject* watched, QEvent* event) override;
 
  private:
   DraftModeGestures();
-  void watch(QWidget* window);
+  void track(QTouchEvent* touch);
 
-  Qt::GestureType holdType_, swipeType_;
+  // The touch sequence under way: where its two fingers came down, and whether it swiped.
+  std::optional<QPointF> start_;
+  bool swiped_ = false;
+  QTimer hold_;
 };
 
 }  // namespace tolvana::qt

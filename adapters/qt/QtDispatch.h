@@ -3,14 +3,13 @@
 // dispatch, which need no event loop.
 //
 // Tasks queued after the context object is gone (with its application object) are dropped:
-// there is no GUI thread left to run them on. Any thread may queue while the GUI thread
-// deletes the context: both go through one lock, so a task is either posted to a living
-// context or dropped.
+// there is no GUI thread left to run them on (see GuiGate).
 #pragma once
 
 #include <QObject>
 #include <memory>
 
+#include "GuiGate.h"
 #include "tolvana/platform/Dispatch.h"
 
 namespace tolvana::qt {
@@ -25,10 +24,8 @@ class QtDispatch final : public Dispatch {
   std::shared_ptr<SerialQueue> makeSerialQueue(std::string label) override;
   bool isMainThread() const override;
 
-  class Gate;
-
  private:
-  std::shared_ptr<Gate> gate_;
+  std::shared_ptr<GuiGate> gate_;
   std::shared_ptr<Dispatch> base_;
 };
 

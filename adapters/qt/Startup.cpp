@@ -8,7 +8,8 @@
 #include "EventLoopWait.h"
 #include "QtDispatch.h"
 #include "QtUi.h"
-#include "TolvanaTranslator.h"
+#include "Retranslation.h"
+#include "tolvana/qt/UiLayers.h"
 #include "tolvana/qt/WidgetKeys.h"
 #include "tolvana/Hooks.h"
 #include "tolvana/platform/Platform.h"
@@ -24,7 +25,9 @@ class LaunchGate final : public QObject {
   explicit LaunchGate(QObject* parent) : QObject(parent) {}
 
   bool eventFilter(QObject* watched, QEvent* event) override {
-    if (event->type() == QEvent::Show && watched->isWidgetType() && static_cast<QWidget*>(watched)->isWindow()) {
+    // A QML scene's window is a QWindow of its own; a widget window shows its QWindow too.
+    if (event->type() == QEvent::Show &&
+        (watched->isWindowType() || (watched->isWidgetType() && static_cast<QWidget*>(watched)->isWindow()))) {
       launch();
     }
     return false;
@@ -55,6 +58,11 @@ class KeyTracker final : public QObject {
   }
 };
 
+std::vector<UiLayer>& uiLayers() {
+  static auto* layers = new std::vector<UiLayer>;
+  return *layers;
+}
+
 void startTolvana() {
   if (!TolvanaHooks::autostartEnabled()) return;
   // Each application object gets ports of its own, built on the ports found first.
@@ -64,14 +72,15 @@ void startTolvana() {
   Platform::Ports ports = base;
   auto dispatch = std::make_shared<QtDispatch>(context, base.dispatch);
   ports.dispatch = dispatch;
-  auto ui = std::make_shared<QtUi>(context);
+  std::shared_ptr<Ui> ui = std::make_shared<QtUi>(context);
+  for (const UiLayer& layer : uiLayers()) ui = layer(ui, context);
   ports.ui = ui;
   Platform::Install(std::make_shared<Platform>(ports));
   ui->installLookupHooks();
   // New texts in the stores, or another language, reach widgets that retranslate on a
   // LanguageChange. The notice comes on the main queue, which is this application's loop.
   std::uint64_t listener =
-      TolvanaHooks::addTextsChangedListener([](const TextsChanged&) { TolvanaTranslator::announceTextsChanged(); });
+      TolvanaHooks::addTextsChangedListener([](const TextsChanged&) { Retranslation::announce(true); });
   QObject::connect(context, &QObject::destroyed, [listener] { TolvanaHooks::removeTextsChangedListener(listener); });
   if (qobject_cast<QApplication*>(app)) app->installEventFilter(new KeyTracker(context));
 
@@ -82,6 +91,8 @@ void startTolvana() {
 }
 
 }  // namespace
+
+void addUiLayer(UiLayer layer) { uiLayers().push_back(std::move(layer)); }
 
 }  // namespace tolvana::qt
 

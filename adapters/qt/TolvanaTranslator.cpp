@@ -7,6 +7,7 @@
 #include <memory>
 
 #include "tolvana/Hooks.h"
+#include "tolvana/platform/Platform.h"
 
 namespace tolvana::qt {
 
@@ -31,10 +32,24 @@ QString toQString(const std::optional<TolvanaHooks::Answer>& answer, int n = -1)
   return text;
 }
 
+// Qt's own classes (QLineEdit's menu, QDialogButtonBox's buttons) have Qt's translation
+// files; asking the stores would only report Qt's texts as the app's missing strings.
+// QObject::tr() is what an app calls from a free function, so that context is the app's.
+bool isQtClass(const char* context) {
+  return context && context[0] == 'Q' && context[1] >= 'A' && context[1] <= 'Z' && qstrcmp(context, "QObject") != 0;
+}
+
+bool keysWithContext() {
+  auto bundle = Platform::Current().bundles().mainBundle();
+  auto value = bundle ? bundle->objectForInfoDictionaryKey("TolvanaQtKeysWithContext") : std::nullopt;
+  return value && value->isBoolean() && value->boolValue();
+}
+
 }  // namespace
 
 void TolvanaTranslator::install(QObject* context) {
   auto* translator = new TolvanaTranslator(context);
+  translator->keysWithContext_ = keysWithContext();
   current = translator;
   QCoreApplication::instance()->installEventFilter(translator);
   translator->moveToFront();
@@ -51,15 +66,18 @@ void TolvanaTranslator::announceTextsChanged() {
 
 QString TolvanaTranslator::translate(const char* context, const char* sourceText, const char* disambiguation,
                                      int n) const {
-  if (!sourceText || !*sourceText) return {};
-  // Qt's own classes (QLineEdit's menu, QDialogButtonBox's buttons) have Qt's translation
-  // files; asking the stores would only report Qt's texts as the app's missing strings.
-  if (context && context[0] == 'Q' && context[1] >= 'A' && context[1] <= 'Z') return {};
+  if (!sourceText || !*sourceText || isQtClass(context)) return {};
   std::string_view key(sourceText);
   std::string_view translationContext = context ? std::string_view(context) : std::string_view();
   // qtTrId passes no context: its id is a key, not a text to show.
   std::optional<std::string_view> defaultValue;
   if (context) defaultValue = key;
+  std::string qualified;
+  if (keysWithContext_ && context) {
+    qualified.append(translationContext).append("|").append(key);
+    if (disambiguation && *disambiguation) qualified.append("|").append(disambiguation);
+    key = qualified;
+  }
   if (n >= 0) {
     return toQString(TolvanaHooks::lookUpPlural(key, defaultValue, translationContext, static_cast<std::uint64_t>(n)),
                      n);

@@ -3,9 +3,11 @@
 //
 // The key is the source text (for qtTrId, the id); tr()'s source text is also the default
 // text a miss is reported with, while an id comes without one. The context picks the
-// bundle (see BundleHook for the framework rule); the disambiguation is not part of the
-// key. A plural tr(..., n) looks up the form of n's rule. Qt's own classes (contexts "Q" and
-// a capital) are left to Qt's translation files. Where the engine has nothing the
+// bundle (see BundleHook for the framework rule). With "TolvanaQtKeysWithContext" the key is
+// "context|source" ("context|source|disambiguation" with one), so one source text can have
+// a translation per context; else neither is part of the key. A plural tr(..., n) looks up
+// the form of n's rule. Qt's own classes (contexts "Q" and a capital, except QObject, whose
+// tr() apps call from free functions) are left to Qt's translation files. Where the engine has nothing the
 // answer is a null string, so the app's other translators and finally the source text
 // answer. The translator keeps itself first in the application's list, so texts from the
 // stores win over the app's own translation files.
@@ -38,6 +40,8 @@ class TolvanaTranslator final : public QTranslator {
   void moveToFront();
   bool armed_ = false;
   bool busy_ = false;
+  // Read once, when the application object is made.
+  bool keysWithContext_ = false;
 };
 
 }  // namespace tolvana::qt

@@ -15,6 +15,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "tolvana/Export.h"
 #include "tolvana/TextsChanged.h"
@@ -72,9 +73,20 @@ class TOLVANA_EXPORT TolvanaHooks {
   static void launch(const WaitOneSecond& wait);
   /// Updates all groups and languages and returns when the update has ended, calling wait
   /// between checks (one-second sleeps when empty), or, for an update that cannot end, once
-  /// its requests' time-outs and a few seconds have passed. Never call it on the main queue
-  /// with a wait that does not run the main queue.
-  static void updateBlocking(const WaitOneSecond& wait = {});
+  /// its requests' time-outs and a few seconds have passed. True when the server answered and
+  /// its answer was taken; false otherwise, also for an update given up. Never call it on the
+  /// main queue with a wait that does not run the main queue.
+  static bool updateBlocking(const WaitOneSecond& wait = {});
+
+  /// The language look-ups answer in first: the device's (or the forced) language with its
+  /// region, else without, where the stores hold it, else the base language; the device's
+  /// language when there are no stores.
+  static std::string currentLanguage();
+  /// The languages the stores hold, sorted; empty before the engine has stores.
+  static std::vector<std::string> availableLanguages();
+  /// Whether look-ups show drafts, and whether they show keys.
+  static bool inDraftMode();
+  static bool inShowIdMode();
 
   /// Counts the updates that wrote texts into the stores; a change tells the adapter that
   /// shown texts may be out of date.

@@ -162,10 +162,15 @@ void AdminApi::acceptMissing(const httplib::Request& request, httplib::Response&
   const Value* group = body->find("group");
   std::string groupName = group && group->isString() ? group->asString() : "main";
   if (!InputRules::isGroupName(groupName)) return refuse(request, response, 400, "\"group\" is unusable");
-  auto added = storage_.acceptMissing(request.matches[1], keys, groupName);
   const Value* now = body->find("publish");
+  const bool publishing = now && now->isBoolean() && now->asBoolean();
+  if (publishing) {
+    auto who = auth_.caller(request);
+    if (!who || who->role < Role::admin) return refuse(request, response, 403, "only an admin publishes");
+  }
+  auto added = storage_.acceptMissing(request.matches[1], keys, groupName);
   Value::Dictionary answer;
-  if (now && now->isBoolean() && now->asBoolean() && !added.empty()) {
+  if (publishing && !added.empty()) {
     auto publication = storage_.publish(request.matches[1], {.language = added.front().language, .group = groupName});
     answer["version"] = publication.contentVersion;
   }

@@ -15,12 +15,18 @@
 //   GET    /admin/v1/projects/ID/screenshots/N.png      one screenshot's image
 //   GET    /admin/v1/projects/ID/issues                 issues filed from apps
 //   GET    /admin/v1/projects/ID/devices                device profiles seen
+//   POST   /admin/v1/projects/ID/languages/L/import     catalogue files in and out: CatalogueEndpoints.h
+//   GET    /admin/v1/projects/ID/languages/L/export?format=
 //
-// Answers are JSON; a refusal is {"error": why} with 400, 404, 409, 503 or 507.
+// What a console session may send follows its role (AdminAuth); accepting with "publish"
+// also needs the right to publish.
+//
+// Answers are JSON; a refusal is {"error": why} with 400, 403, 404, 409, 503 or 507.
 #pragma once
 
 #include <httplib.h>
 
+#include "api/AdminAuth.h"
 #include "api/DeviceProfiles.h"
 #include "storage/Storage.h"
 
@@ -28,7 +34,8 @@ namespace tolvana::server {
 
 class AdminApi {
  public:
-  AdminApi(Storage& storage, DeviceProfiles& devices) : storage_(storage), devices_(devices) {}
+  AdminApi(Storage& storage, DeviceProfiles& devices, const AdminAuth& auth)
+      : storage_(storage), devices_(devices), auth_(auth) {}
   void addRoutes(httplib::Server& server);
 
  private:
@@ -53,6 +60,7 @@ class AdminApi {
 
   Storage& storage_;
   DeviceProfiles& devices_;
+  const AdminAuth& auth_;
 };
 
 }  // namespace tolvana::server

@@ -11,7 +11,9 @@ namespace tolvana::server {
 
 namespace {
 
-enum class Route { update, screenshot, issue, screenTags, admin, other };
+enum class Route { update, screenshot, issue, screenTags, admin, signIn, other };
+
+constexpr std::size_t kMaxSignInBytes = 4096;
 
 struct Routed {
   Route route = Route::other;
@@ -22,6 +24,7 @@ bool isAdmin(const std::string& path) { return path.starts_with("/admin/") || pa
 
 Routed routeOf(const std::string& path) {
   if (isAdmin(path)) return {Route::admin, ""};
+  if (path == "/console/session" || path == "/console/sign-out") return {Route::signIn, ""};
   static const std::regex library(R"(/v[34]/mobile-apps/sdk/([^/]+)(/(uploadScreenshot|createJiraIssue|screenTag))?)");
   std::smatch match;
   if (std::regex_match(path, match, library)) {
@@ -46,10 +49,17 @@ bool RequestGate::refused(const httplib::Request& request, httplib::Response& re
   if (isAdmin(request.path)) {
     if (auto refusal = auth_.refusal(request)) return closeWith(request, response, refusal->status, refusal->reason);
   }
-  const bool hasBody = request.method == "POST" || request.method == "PUT" || request.method == "PATCH" ||
-                       request.method == "DELETE";
-  if (!hasBody) return false;
   Routed routed = routeOf(request.path);
+  if (routed.route == Route::signIn && request.method != "GET") {
+    if (auto refusal = AdminAuth::crossSiteRefusal(request)) {
+      return closeWith(request, response, refusal->status, refusal->reason);
+    }
+  }
+  // A DELETE that declares no length and no chunks has no body (as scripts send it).
+  const bool hasBody = request.method == "POST" || request.method == "PUT" || request.method == "PATCH" ||
+                       (request.method == "DELETE" &&
+                        (request.has_header("Content-Length") || request.has_header("Transfer-Encoding")));
+  if (!hasBody) return false;
   std::size_t limit = 0;
   switch (routed.route) {
     case Route::update:
@@ -64,11 +74,14 @@ bool RequestGate::refused(const httplib::Request& request, httplib::Response& re
     case Route::admin:
       limit = options_.maxAdminBytes;
       break;
+    case Route::signIn:
+      limit = kMaxSignInBytes;
+      break;
     case Route::screenTags:
     case Route::other:
       return closeWith(request, response, 404, "no such endpoint takes a body");
   }
-  if (routed.route != Route::admin) {
+  if (routed.route != Route::admin && routed.route != Route::signIn) {
     try {
       if (!snapshots_.current(routed.project)) return closeWith(request, response, 404, "no project " + routed.project);
     } catch (const StorageError& error) {

@@ -3,7 +3,9 @@
 #include <algorithm>
 #include <string>
 
+#include "api/HttpAnswers.h"
 #include "console/ConsoleAssets.h"
+#include "storage/StorageError.h"
 
 namespace tolvana::server {
 
@@ -39,15 +41,39 @@ void serve(const std::string& name, httplib::Response& response) {
   response.set_content(std::string(found->bytes), typeOf(found->name));
 }
 
+bool isPublic(const std::string& name) { return name == "sign-in.html" || name == "sign-in.js" || name == "console.css"; }
+
 }  // namespace
+
+void ConsolePages::serveIfAllowed(const httplib::Request& request, httplib::Response& response,
+                                  const std::string& name) const {
+  if (!isPublic(name)) {
+    std::optional<SignedIn> who;
+    try {
+      who = auth_.caller(request);
+    } catch (const StorageError& error) {
+      return refuse(request, response, error);
+    }
+    if (!who && name == "index.html") return response.set_redirect("/console/sign-in", 303);
+    if (!who) return refuse(request, response, 401, "sign in first");
+  }
+  serve(name, response);
+}
 
 void ConsolePages::addRoutes(httplib::Server& server) {
   server.Get("/console", [](const httplib::Request&, httplib::Response& response) {
     response.set_redirect("/console/");
   });
-  server.Get("/console/", [](const httplib::Request&, httplib::Response& response) { serve("index.html", response); });
+  server.Get("/console/", [this](const httplib::Request& request, httplib::Response& response) {
+    serveIfAllowed(request, response, "index.html");
+  });
+  server.Get("/console/sign-in", [this](const httplib::Request& request, httplib::Response& response) {
+    serveIfAllowed(request, response, "sign-in.html");
+  });
   server.Get(R"(/console/([a-z0-9-]{1,40}\.(html|js|css|svg)))",
-             [](const httplib::Request& request, httplib::Response& response) { serve(request.matches[1], response); });
+             [this](const httplib::Request& request, httplib::Response& response) {
+               serveIfAllowed(request, response, request.matches[1]);
+             });
 }
 
 }  // namespace tolvana::server

@@ -51,6 +51,13 @@ const std::vector<Step>& steps() {
         "INSERT INTO change_generation (id, generation) VALUES (1, 0)",
         "CREATE TABLE server_instances (id TEXT PRIMARY KEY, lease_until_ms BIGINT NOT NULL, "
         "seen_generation BIGINT NOT NULL)"}},
+      // The console's accounts and their sessions (kept by a digest of the session id).
+      {3,
+       {"CREATE TABLE accounts (name TEXT PRIMARY KEY, password_hash TEXT NOT NULL, role TEXT NOT NULL, "
+        "created_at BIGINT NOT NULL)",
+        "CREATE TABLE sessions (id_digest TEXT PRIMARY KEY, "
+        "account TEXT NOT NULL REFERENCES accounts (name) ON DELETE CASCADE, expires_at BIGINT NOT NULL)",
+        "CREATE INDEX sessions_by_expiry ON sessions (expires_at)"}},
   };
   return all;
 }

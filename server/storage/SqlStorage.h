@@ -45,6 +45,15 @@ class SqlStorage final : public Storage {
   void recordDevices(const std::string& id, const std::vector<DeviceProfile>& seen) override;
   std::vector<DeviceProfile> devices(const std::string& id) override;
 
+  void createAccount(const Account& account) override;
+  void replaceAccount(const Account& account) override;
+  std::optional<Account> account(const std::string& name) override;
+  std::vector<Account> accounts() override;
+  bool removeAccount(const std::string& name) override;
+  void createSession(const SessionRecord& session, Seconds now) override;
+  std::optional<SignedIn> session(const std::string& idDigest, Seconds now) override;
+  void endSession(const std::string& idDigest) override;
+
  private:
   std::unique_ptr<SqlDatabase> database_;
 };

@@ -18,6 +18,7 @@
 #include <string>
 #include <vector>
 
+#include "storage/Accounts.h"
 #include "storage/Records.h"
 
 namespace tolvana::server {
@@ -97,6 +98,21 @@ class Storage {
   // Adds the requests of each device to what is kept of it, in one transaction.
   virtual void recordDevices(const std::string& id, const std::vector<DeviceProfile>& seen) = 0;
   virtual std::vector<DeviceProfile> devices(const std::string& id) = 0;
+
+  // Console accounts and their sessions.
+  // Throws a conflict when the name is taken.
+  virtual void createAccount(const Account& account) = 0;
+  // Creates the account, or gives an existing one this password and role and ends its sessions.
+  virtual void replaceAccount(const Account& account) = 0;
+  virtual std::optional<Account> account(const std::string& name) = 0;
+  virtual std::vector<Account> accounts() = 0;
+  // False when there was no such account; its sessions end with it.
+  virtual bool removeAccount(const std::string& name) = 0;
+  // Keeps a new session, and lets go of every session that has expired at `now`.
+  virtual void createSession(const SessionRecord& session, Seconds now) = 0;
+  // Whose the session is, while it lasts at `now`.
+  virtual std::optional<SignedIn> session(const std::string& idDigest, Seconds now) = 0;
+  virtual void endSession(const std::string& idDigest) = 0;
 };
 
 // Where the data lives: a directory for SQLite, or a PostgreSQL connection URL.

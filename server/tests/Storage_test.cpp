@@ -152,6 +152,30 @@ TEST_P(StorageContract, ConcurrentWritersEachGetTheirOwnNumber) {
   EXPECT_EQ(devices[0].lastSeen, 20 + kWriters - 1);
 }
 
+TEST_P(StorageContract, SessionsLastUntilTheyExpireOrTheirAccountChanges) {
+  storage->createAccount({.name = "ann", .passwordHash = "h1", .role = Role::translator});
+  EXPECT_THROW(storage->createAccount({.name = "ann", .passwordHash = "h2"}), StorageError);
+  const Seconds now = 1'000'000;
+  storage->createSession({.idDigest = "old", .account = "ann", .expiresAt = now}, now - 1);
+  storage->createSession({.idDigest = "live", .account = "ann", .expiresAt = now + 60}, now - 1);
+  ASSERT_TRUE(storage->session("live", now).has_value());
+  EXPECT_EQ(storage->session("live", now)->role, Role::translator);
+  EXPECT_FALSE(storage->session("old", now).has_value());
+  EXPECT_FALSE(storage->session("nobody's", now).has_value());
+
+  // A new password (or role) ends the sessions made with the old one.
+  storage->replaceAccount({.name = "ann", .passwordHash = "h3", .role = Role::admin});
+  EXPECT_FALSE(storage->session("live", now).has_value());
+  EXPECT_EQ(storage->account("ann")->passwordHash, "h3");
+  EXPECT_EQ(storage->account("ann")->role, Role::admin);
+
+  storage->createSession({.idDigest = "again", .account = "ann", .expiresAt = now + 60}, now);
+  EXPECT_TRUE(storage->removeAccount("ann"));
+  EXPECT_FALSE(storage->session("again", now).has_value());
+  EXPECT_FALSE(storage->removeAccount("ann"));
+  EXPECT_TRUE(storage->accounts().empty());
+}
+
 INSTANTIATE_TEST_SUITE_P(Backends, StorageContract, ::testing::Values("sqlite", "postgres"),
                          [](const auto& info) { return info.param; });
 

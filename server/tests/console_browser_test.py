@@ -1,17 +1,20 @@
 #!/usr/bin/env python3
 """The web console in headless Chromium against the demo project on a real tolvana-server
-(run under tests/with-demo-app): a translator signs in, edits a string and publishes, and the
-tool's update brings the text; another's edit shows on the open page; a missing string
-reported by an app is accepted; an uploaded screenshot shows a box on its string that leads to
-the key.
+(run under tests/with-demo-app), with accounts made by its add-user command: a viewer signs in
+and is offered no change, and a change without the session's CSRF token is refused; an admin
+signs in, edits a string and publishes, and the tool's update brings the text; another's edit
+shows on the open page; a missing string reported by an app is accepted; an uploaded
+screenshot shows a box on its string that leads to the key; the admin adds a translator; a .po file picked for import shows its
+changes first, then its strings are drafts.
 
-Usage: tests/with-demo-app TOLVANA console_browser_test.py TOLVANA [--pictures DIR]"""
+Usage: tests/with-demo-app TOLVANA console_browser_test.py TOLVANA TOLVANA_SERVER [--pictures DIR]"""
 import hashlib
 import hmac
 import json
 import os
 import subprocess
 import sys
+import tempfile
 import time
 import urllib.request
 import zlib
@@ -71,11 +74,37 @@ def tool(*arguments):
     return subprocess.run([TOLVANA, *arguments], check=True, capture_output=True, text=True).stdout.strip()
 
 
-def sign_in(browser):
-    browser.open(SERVER + "/console/")
-    browser.evaluate(f"document.getElementById('token').value = {json.dumps(TOKEN)};"
+def add_user(server, name, role):
+    subprocess.run([server, "--data", os.environ["TOLVANA_DEMO_DATA"], "add-user", name, "--role", role],
+                   input=f"{name}-password\n", check=True, capture_output=True, text=True)
+
+
+def sign_in(browser, name, password=None):
+    browser.open(SERVER + "/console/sign-in")
+    browser.evaluate(f"document.getElementById('name').value = {json.dumps(name)};"
+                     f"document.getElementById('password').value = {json.dumps(password or name + '-password')};"
                      "document.getElementById('sign-in').requestSubmit()")
-    browser.wait_for("document.querySelectorAll('#strings-table tbody tr').length > 0", what="the strings table")
+
+
+def viewer_is_offered_no_change(browser):
+    sign_in(browser, "vic", "wrong password")
+    browser.wait_for("document.getElementById('sign-in-error').textContent.includes('wrong')", what="a wrong password refused")
+    sign_in(browser, "vic")
+    browser.wait_for("document.querySelectorAll('#strings-table tbody tr').length > 0", what="the viewer's strings table")
+    offered = browser.evaluate("""({who: document.getElementById('who').textContent,
+        publish: !document.getElementById('publish').hidden,
+        editable: [...document.querySelectorAll('#strings-table textarea')].some(t => !t.readOnly)})""")
+    check(offered == {"who": "vic (viewer)", "publish": False, "editable": False}, f"a viewer is offered {offered}")
+    browser.evaluate("document.getElementById('sign-out').click()")
+    browser.wait_for("location.pathname === '/console/sign-in'", what="the sign-in page after signing out")
+
+
+def change_without_csrf_token_refused(browser):
+    answer = browser.evaluate("""fetch('/admin/v1/projects/demo-app/entries', {method: 'PUT', credentials: 'same-origin',
+        headers: {'Content-Type': 'application/json'},
+        body: JSON.stringify({entries: [{language: 'de', group: 'main', key: 'welcome.title', draft: 'forged'}]})})
+        .then(r => r.json().then(b => [r.status, b.error]))""")
+    check(answer[0] == 403 and "CSRF" in answer[1], f"a change without the CSRF token got {answer}")
 
 
 def edit_and_publish(browser, pictures):
@@ -143,10 +172,57 @@ def screenshot_boxes(browser, pictures):
                      what="the clicked key open for editing")
 
 
+def import_po(browser):
+    po = ('msgctxt "welcome.greeting"\nmsgid "Hello"\nmsgstr "Grüß Gott!"\n\n'
+          'msgctxt "catalogue.new"\nmsgid "New"\nmsgstr "Neu aus dem Katalog"\n')
+    with tempfile.NamedTemporaryFile("w", suffix=".po", encoding="utf-8", delete=False) as file:
+        file.write(po)
+    try:
+        browser.evaluate("document.querySelector('[data-tab=catalogues]').click()")
+        browser.wait_for("document.querySelectorAll('#catalogue-exports button').length > 0", what="the export buttons")
+        document = browser.send("DOM.getDocument")["root"]["nodeId"]
+        picker = browser.send("DOM.querySelector", {"nodeId": document, "selector": "#catalogue-file"})["nodeId"]
+        browser.send("DOM.setFileInputFiles", {"nodeId": picker, "files": [file.name]})
+        browser.wait_for("document.getElementById('catalogues-status').textContent.includes('1 new, 1 changed')",
+                         what="the dry run of the picked file")
+        rows = browser.evaluate("[...document.querySelectorAll('#catalogue-changes tr')].map(r => r.cells[1].textContent)")
+        check(sorted(rows) == ["catalogue.new", "welcome.greeting"], f"the dry run lists {rows}")
+        request = urllib.request.Request(SERVER + "/admin/v1/projects/demo-app/entries?language=de&key=welcome.greeting",
+                                         headers={"Authorization": f"Bearer {TOKEN}"})
+        with urllib.request.urlopen(request) as answer:
+            check(json.load(answer)[0]["draft"] == "Servus!", "a dry run wrote")
+        browser.evaluate("document.getElementById('catalogue-apply').click()")
+        browser.wait_for("document.getElementById('catalogues-status').textContent.startsWith('Imported as drafts')")
+        browser.evaluate("document.querySelector('[data-tab=strings]').click();"
+                         "document.getElementById('search').value = 'Grüß';"
+                         "document.getElementById('filter').value = 'all';"
+                         "document.getElementById('filter').dispatchEvent(new Event('change'))")
+        browser.wait_for("document.querySelector('textarea[data-key=\"welcome.greeting\"]')?.value === 'Grüß Gott!'",
+                         what="the imported text in the strings table")
+    finally:
+        os.unlink(file.name)
+
+
+def admin_adds_a_translator(browser):
+    browser.evaluate("document.querySelector('[data-tab=users]').click()")
+    browser.wait_for("document.querySelector('#users-table tr[data-name=\"vic\"]')", what="the accounts")
+    browser.evaluate("""(() => {
+        const form = document.getElementById('add-user');
+        form.elements.namedItem('name').value = 'tom';
+        form.elements.namedItem('password').value = 'tom-password';
+        form.requestSubmit();
+    })()""")
+    browser.wait_for("document.querySelector('#users-table tr[data-name=\"tom\"] select')?.value === 'translator'",
+                     what="the added translator")
+    answer = urllib.request.urlopen(urllib.request.Request(SERVER + "/console/session", method="POST", data=json.dumps(
+        {"name": "tom", "password": "tom-password"}).encode(), headers={"Content-Type": "application/json"}))
+    check(json.load(answer)["role"] == "translator", "the added translator cannot sign in")
+
+
 def main():
     arguments = sys.argv[1:]
     global TOLVANA
-    TOLVANA = arguments[0]
+    TOLVANA, server = arguments[:2]
     pictures = arguments[arguments.index("--pictures") + 1] if "--pictures" in arguments else None
     chromium = find_chromium()
     if not chromium:
@@ -154,12 +230,21 @@ def main():
         return 77
     tool("update", "--languages", "de")
     what_apps_send()
+    add_user(server, "vic", "viewer")
+    add_user(server, "ada", "admin")
     with Browser(chromium) as browser:
-        sign_in(browser)
+        viewer_is_offered_no_change(browser)
+        sign_in(browser, "ada")
+        browser.wait_for("document.querySelectorAll('#strings-table tbody tr').length > 0", what="the strings table")
+        change_without_csrf_token_refused(browser)
         edit_and_publish(browser, pictures)
         accept_missing(browser)
         screenshot_boxes(browser, pictures)
-    print("console: signed in, edited and published, accepted a missing string, followed a screenshot's box")
+        admin_adds_a_translator(browser)
+        import_po(browser)
+    print("console: a viewer offered no change, a change without the CSRF token refused; an admin signed in, "
+          "edited and published, accepted a missing string, followed a screenshot's box, added a translator, "
+          "imported a .po file")
     return 0
 
 

@@ -118,11 +118,13 @@ TEST(LaunchHook, AnUpdateThatNeverEndsStillEndsTheWait) {
   app.platform.http = silent;
   app.install();
   int waits = 0;
-  EXPECT_NO_THROW(LaunchHook::updateBlocking([&] {
+  bool succeeded = true;
+  EXPECT_NO_THROW(succeeded = LaunchHook::updateBlocking([&] {
     app.platform.dispatch->drain();
     std::this_thread::sleep_for(std::chrono::milliseconds(20));
     if (++waits > 500) throw std::runtime_error("still waiting after 500 waits");
   }));
+  EXPECT_FALSE(succeeded) << "an update given up is no success";
   EXPECT_EQ(silent->droppedCount(), 1u);
   EXPECT_TRUE(app.platform.log->contains("The update did not end"));
 }

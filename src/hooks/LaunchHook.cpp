@@ -27,26 +27,34 @@ constexpr std::chrono::seconds kMargin{3};
 // completion (an answer that is no JSON object, a failure inside) raises the flag as it lets
 // the completion go; one that cannot end at all is given up once its requests' time-outs and
 // a margin have passed, so that the host's launch goes on.
-void updateAndWait(const LaunchHook::Wait& wait) {
-  auto done = std::make_shared<std::atomic<bool>>(false);
+bool updateAndWait(const LaunchHook::Wait& wait) {
+  struct Outcome {
+    std::atomic<bool> done{false}, succeeded{false};
+  };
+  auto outcome = std::make_shared<Outcome>();
   const auto limit =
       std::chrono::duration_cast<std::chrono::steady_clock::duration>(UpdateClient::longestUpdate() + kMargin);
   const auto deadline = std::chrono::steady_clock::now() + limit;
-  Platform::Current().dispatch().globalAsync([done] {
+  Platform::Current().dispatch().globalAsync([outcome] {
     TLInternal::sharedInstance()->updateGroups(std::nullopt, std::nullopt, false,
-                                               completionOnce([done](bool) { *done = true; }));
+                                               completionOnce([outcome](bool success) {
+                                                 outcome->succeeded = success;
+                                                 outcome->done = true;
+                                               }));
   });
-  while (!*done && std::chrono::steady_clock::now() < deadline) {
+  while (!outcome->done && std::chrono::steady_clock::now() < deadline) {
     if (wait) {
       wait();
     } else {
       std::this_thread::sleep_for(std::chrono::seconds(1));
     }
   }
-  if (!*done) {
+  if (!outcome->done) {
     logWarning("The update did not end within %@ seconds; the app goes on without waiting for it.",
                std::to_string(std::chrono::duration_cast<std::chrono::seconds>(limit).count()));
+    return false;
   }
+  return outcome->succeeded;
 }
 
 }  // namespace
@@ -65,7 +73,7 @@ void LaunchHook::launch(const Wait& wait) {
   updateAndWait(wait);
 }
 
-void LaunchHook::updateBlocking(const Wait& wait) { updateAndWait(wait); }
+bool LaunchHook::updateBlocking(const Wait& wait) { return updateAndWait(wait); }
 
 void LaunchHook::forgetForTesting() { launched = false; }
 

@@ -17,7 +17,8 @@ class LaunchHook {
   // a test runner hosts the app, autostart for tests on.
   static bool once();
   static void launch(const Wait& wait);
-  static void updateBlocking(const Wait& wait);
+  // True when the update ended with the server's answer taken.
+  static bool updateBlocking(const Wait& wait);
   // Lets the next call of once() count as the first, as in a new process.
   static void forgetForTesting();
 };

@@ -1,6 +1,7 @@
 #include "tolvana/Hooks.h"
 
 #include "config/ProcessState.h"
+#include "config/TLDeviceUtil.h"
 #include "config/TLSettings.h"
 #include "config/TextsChangedNotices.h"
 #include "core/TLInternal.h"
@@ -14,9 +15,10 @@ namespace tolvana {
 // A toolkit calls these from inside its own machinery; nothing may escape into it.
 namespace {
 
-std::optional<TolvanaHooks::Answer> answer(const std::optional<TLLocalizedString>& result) {
+// The look-up's text moves on: a toolkit's every tr() passes here.
+std::optional<TolvanaHooks::Answer> answer(std::optional<TLLocalizedString>&& result) {
   if (!result) return std::nullopt;
-  return TolvanaHooks::Answer{result->text, result->key};
+  return TolvanaHooks::Answer{std::move(result->text), std::move(result->key)};
 }
 
 }  // namespace
@@ -56,8 +58,38 @@ void TolvanaHooks::launch(const WaitOneSecond& wait) {
   guarded("launch", [&] { LaunchHook::launch(wait); });
 }
 
-void TolvanaHooks::updateBlocking(const WaitOneSecond& wait) {
-  guarded("updateBlocking", [&] { LaunchHook::updateBlocking(wait); });
+bool TolvanaHooks::updateBlocking(const WaitOneSecond& wait) {
+  return guarded("updateBlocking", false, [&] { return LaunchHook::updateBlocking(wait); });
+}
+
+std::string TolvanaHooks::currentLanguage() {
+  return guarded("currentLanguage", std::string(), [] {
+    // Starting the engine applies a forced language before the device's is read.
+    auto database = TLInternal::sharedInstance()->database();
+    std::string longLanguage = TLDeviceUtil::deviceLanguageLong();
+    if (!database || database->availableLanguages().empty()) return longLanguage;
+    auto languages = database->availableLanguages();
+    if (languages.count(longLanguage)) return longLanguage;
+    if (std::string shortLanguage = TLDeviceUtil::deviceLanguage(); languages.count(shortLanguage)) return shortLanguage;
+    return database->baseLanguage().value_or(longLanguage);
+  });
+}
+
+std::vector<std::string> TolvanaHooks::availableLanguages() {
+  return guarded("availableLanguages", std::vector<std::string>(), [] {
+    auto database = TLInternal::sharedInstance()->database();
+    if (!database) return std::vector<std::string>();
+    auto languages = database->availableLanguages();
+    return std::vector<std::string>(languages.begin(), languages.end());
+  });
+}
+
+bool TolvanaHooks::inDraftMode() {
+  return guarded("inDraftMode", false, [] { return TLInternal::sharedInstance()->isInDraftMode(); });
+}
+
+bool TolvanaHooks::inShowIdMode() {
+  return guarded("inShowIdMode", false, [] { return TLInternal::sharedInstance()->isInShowIdMode(); });
 }
 
 std::uint64_t TolvanaHooks::textsChangedCount() { return ProcessState::get().textsChanged.load(); }

@@ -31,6 +31,7 @@ void addStoreCommand(CLI::App& app, Session& session);
 void addMissingCommand(CLI::App& app, Session& session);
 void addExtractCommand(CLI::App& app, Session& session);
 void addServeCommand(CLI::App& app, Session& session);
+void addCatalogueCommands(CLI::App& app, Session& session);  // import, export
 void addCompletionCommand(CLI::App& app);  // needs every other command added first
 
 }  // namespace tolvana::cli

@@ -1,6 +1,6 @@
 // tolvana extract: the keys and default texts of an app's sources, written as the base
 // language's translation file ({"version": N, "entries": {key: {"v": text}}}), which
-// `pack --strings` ships and the reference server serves.
+// `pack --strings` ships and the translation server imports.
 //
 //   tolvana extract src/ qml/ -o texts/en/main.json
 #include <algorithm>

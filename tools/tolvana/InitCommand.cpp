@@ -4,7 +4,7 @@
 //   <bundle>/Info.plist               the app's identifier, base language and TolvanaHost
 //   app.json                          the app file: id, API secret, version, base language
 //   texts/<lang>/main.json            the texts the app ships, packed with --strings
-//   server/project.json               the same id and secret on the reference server
+//   server/project.json               the same id and secret, for tolvana serve to import
 //   server/translations/<lang>/main.json
 //
 // Nothing is written when any of the files exists already (unless --force), or when an

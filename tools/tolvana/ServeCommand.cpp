@@ -1,8 +1,7 @@
 // tolvana serve: a project directory served by the translation server, for development.
 // The tool becomes tolvana-server (the same process, so signals and exit status are the
-// server's), which imports the directory into a SQLite database beside it at start. The
-// project is checked first, so that a mistake in it is reported before the server writes
-// anything.
+// server's), which imports the directory into a SQLite database at start, once the tool has
+// checked the project: a mistake in it is reported before the server writes anything.
 #include <unistd.h>
 
 #include <cerrno>
@@ -32,15 +31,18 @@ std::string serverProgram() {
 }
 
 struct ServeOptions {
-  std::string project, host, cert, key, writeCa;
+  std::string project, host, cert, key, store, writeCa;
   int port = 8080;
   bool tls = false;
   bool testFixture = false;
 };
 
+// The server would make its data directory before it finds the project unusable, and name a
+// JSON error without its place.
 void checkProject(const std::string& directory) {
   std::string file = (fs::path(directory) / "project.json").string();
-  if (!fs::is_regular_file(file)) throw CommandError("project.json in " + directory + " is missing");
+  std::error_code ec;
+  if (!fs::is_regular_file(file, ec)) throw CommandError("project.json in " + directory + " is missing");
   auto project = readJsonFile(file, "project file");
   for (const char* field : {"appId", "apiSecret"}) {
     if (!project.is_object() || !project.contains(field) || !project[field].is_string()) {
@@ -53,9 +55,11 @@ void checkProject(const std::string& directory) {
   if (options.port < 0 || options.port > 65535) {
     throw CommandError("port " + std::to_string(options.port) + " is out of range (1-65535, or 0 for a free one)");
   }
+  if (options.cert.empty() != options.key.empty()) throw UsageError("--cert and --key go together");
   checkProject(options.project);
-  std::vector<std::string> arguments = {serverProgram(), "--data", (fs::path(options.project) / ".tolvana-server").string(),
-                                        "--import", options.project, "--port", std::to_string(options.port)};
+  std::string data = options.store.empty() ? (fs::path(options.project) / ".tolvana-server").string() : options.store;
+  std::vector<std::string> arguments = {serverProgram(), "--data", data, "--import", options.project,
+                                        "--port", std::to_string(options.port)};
   auto pass = [&](const char* name, const std::string& value) {
     if (!value.empty()) arguments.insert(arguments.end(), {name, value});
   };
@@ -84,9 +88,10 @@ void addServeCommand(CLI::App& app, Session&) {
   command->add_flag("--tls", options->tls, "Serve HTTPS, with a certificate made at start unless --cert names one");
   command->add_option("--cert", options->cert, "Certificate (PEM) to serve HTTPS with");
   command->add_option("--key", options->key, "Private key (PEM) of --cert");
+  command->add_option("--store", options->store, "Directory of the server's database and admin token (default: DIR/.tolvana-server)");
   command->add_option("--write-ca", options->writeCa, "Write the certificate clients should trust to this file");
   command->add_flag("--test-fixture", options->testFixture,
-                    "Offer the fault modes an app's tests can make the server play (admin token in DIR/.tolvana-server)");
+                    "Offer the fault modes an app's tests can make the server play (admin token in the --store directory)");
   command->callback([options] { serve(*options); });
 }
 

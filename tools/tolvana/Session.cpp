@@ -53,7 +53,7 @@ class StderrUi final : public Ui {
   explicit StderrUi(std::string bundle) : bundle_(std::move(bundle)) {}
   void presentAlert(Alert alert) override {
     std::fprintf(stderr, "alert: %s — %s\n", printable(alert.title).c_str(), printable(alert.message).c_str());
-    // The alert sends the developer to a dashboard; with the reference server the archive is
+    // The alert sends the developer to a dashboard; with a server of one's own the archive is
     // made here.
     if (alert.message.find("settings file missing or outdated") != std::string::npos) {
       std::fprintf(stderr, "hint: make it with: tolvana pack --app-file app.json --strings LANG=TEXTS.json -o %s\n",
@@ -147,10 +147,7 @@ void Session::requireApp() {
   portOptions.mainBundlePath = bundle;
   if (!options_.defaults.empty()) portOptions.userDefaultsFile = absolute(options_.defaults);
   if (!options_.dataDir.empty()) portOptions.dataDirectory = absolute(options_.dataDir);
-  if (!options_.caFile.empty()) {
-    if (!fs::is_regular_file(options_.caFile)) throw CommandError("no certificate file " + options_.caFile);
-    portOptions.extraCaFile = absolute(options_.caFile);
-  }
+  trustCaFile(portOptions);
   if (options_.language) portOptions.preferredLanguages = std::vector<std::string>{*options_.language};
   portOptions.onAnswerBytes = [impl = impl_.get()](std::size_t received) { impl->answerBytes = received; };
   Platform::Ports ports = makeLinuxPorts(portOptions);
@@ -158,6 +155,13 @@ void Session::requireApp() {
   impl_->http = std::make_shared<WatchingHttp>(ports.http);
   ports.http = impl_->http;
   impl_->ports = std::move(ports);
+}
+
+// Commands without an app talk to servers too (import, export), so --ca counts for them alike.
+void Session::trustCaFile(LinuxPortOptions& portOptions) const {
+  if (options_.caFile.empty()) return;
+  if (!fs::is_regular_file(options_.caFile)) throw CommandError("no certificate file " + options_.caFile);
+  portOptions.extraCaFile = absolute(options_.caFile);
 }
 
 void Session::capture(Platform::Ports& ports, const std::string& bundle) {
@@ -169,7 +173,9 @@ void Session::capture(Platform::Ports& ports, const std::string& bundle) {
 void Session::installWithoutApp() {
   if (!options_.bundle.empty()) return install();
   if (impl_->installed) return;
-  Platform::Ports ports = makeLinuxPorts();
+  LinuxPortOptions portOptions;
+  trustCaFile(portOptions);
+  Platform::Ports ports = makeLinuxPorts(portOptions);
   capture(ports, "");
   Platform::Install(std::make_shared<Platform>(std::move(ports)));
   impl_->installed = true;

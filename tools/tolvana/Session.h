@@ -16,6 +16,10 @@
 #include "core/TLInternal.h"
 #include "tolvana/platform/Platform.h"
 
+namespace tolvana {
+struct LinuxPortOptions;
+}
+
 namespace tolvana::cli {
 
 // A failed operation: exit status 1.
@@ -80,6 +84,7 @@ class Session {
  private:
   struct Impl;
   void capture(Platform::Ports& ports, const std::string& bundle);
+  void trustCaFile(LinuxPortOptions& portOptions) const;
 
   SessionOptions options_;
   std::unique_ptr<Impl> impl_;

@@ -96,36 +96,37 @@ void update(Session& session, const UpdateArguments& args) {
   session.note("updating from " + TLSettings::hostWithAppId(db->appId()) + " ...");
   std::fflush(stdout);
 
-  // Shared with the handlers, which an answer after the time-out still reaches.
+  // Shared with the completion, which the library may still call after --timeout has ended
+  // this function.
   struct Outcome {
     std::mutex mutex;
     std::condition_variable done;
     std::optional<bool> success;
     TextChanges changes;
   };
-  auto result = std::make_shared<Outcome>();
+  auto outcome = std::make_shared<Outcome>();
   engine->updateGroups(
       listOption(args.groups), listOption(args.languages), false,
-      [result](bool success) {
-        std::lock_guard lock(result->mutex);
-        result->success = success;
-        result->done.notify_all();
+      [outcome](bool success) {
+        std::lock_guard lock(outcome->mutex);
+        outcome->success = success;
+        outcome->done.notify_all();
       },
-      [result](const TextChanges& written) {
-        std::lock_guard lock(result->mutex);
-        result->changes = written;
+      [outcome](const TextChanges& written) {
+        std::lock_guard lock(outcome->mutex);
+        outcome->changes = written;
       });
   ProgressLine progress(session, *db);
-  std::unique_lock lock(result->mutex);
+  std::unique_lock lock(outcome->mutex);
   const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(args.timeoutSeconds);
-  while (!result->done.wait_for(lock, std::chrono::milliseconds(200), [&] { return result->success.has_value(); })) {
+  while (!outcome->done.wait_for(lock, std::chrono::milliseconds(200), [&] { return outcome->success.has_value(); })) {
     if (std::chrono::steady_clock::now() >= deadline) {
       throw CommandError("no answer within " + std::to_string(args.timeoutSeconds) + " s");
     }
     progress.show();
   }
   progress.finish();
-  if (!*result->success) {
+  if (!*outcome->success) {
     auto cause = session.lastHttpFailure();
     throw CommandError(cause ? "update failed: " + *cause : session.withEngineError("update failed"));
   }
@@ -135,11 +136,11 @@ void update(Session& session, const UpdateArguments& args) {
                                                (unwritten == 1 ? "" : "s") + " could not be written"));
   }
   warnAboutUnknown(*db, args);
-  if (result->changes.empty()) {
+  if (outcome->changes.empty()) {
     std::printf("nothing new\n");
     return;
   }
-  for (const auto& [language, groups] : result->changes) std::printf("%s\n", describe(language, groups).c_str());
+  for (const auto& [language, groups] : outcome->changes) std::printf("%s\n", describe(language, groups).c_str());
 }
 
 }  // namespace

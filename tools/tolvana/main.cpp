@@ -89,6 +89,7 @@ int main(int argc, char** argv) {
   addMissingCommand(app, session);
   addExtractCommand(app, session);
   addServeCommand(app, session);
+  addCatalogueCommands(app, session);
   addCompletionCommand(app);
   listGlobalOptionsUnderEachCommand(app);
 

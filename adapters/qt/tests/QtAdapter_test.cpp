@@ -48,6 +48,7 @@ TEST(QtAdapter, TranslatorAnswersFromTheStoresAndLeavesMissesToOtherTranslators)
   EXPECT_EQ(tr("%n item(s) in your cart", 1), "Ein Artikel im Warenkorb");
   EXPECT_EQ(tr("%n item(s) in your cart", 3), "3 Artikel im Warenkorb");
   EXPECT_EQ(QCoreApplication::translate("QLineEdit", "Welcome"), "Welcome");  // Qt's own texts
+  EXPECT_EQ(QObject::tr("Welcome"), "Willkommen") << "tr() from a free function is the app's";
   OtherTranslator other;
   QCoreApplication::installTranslator(&other);
   EXPECT_EQ(tr("Help"), "Hilfe");

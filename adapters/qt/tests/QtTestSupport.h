@@ -8,6 +8,9 @@
 #include <QFile>
 #include <QProcess>
 #include <functional>
+#include <string>
+#include <tolvana/platform/Ui.h>
+#include <vector>
 
 // Runs the event loop until done() holds or the limit passes.
 inline bool spinUntil(const std::function<bool()>& done, int limitMs = 30000) {
@@ -55,4 +58,16 @@ inline void runAsSample(const QString& bundle, const QString& home) {
   }
   qputenv("LANG", "de_DE.UTF-8");
   for (const char* variable : {"LANGUAGE", "LC_ALL", "LC_MESSAGES"}) qunsetenv(variable);
+}
+
+// "text|textKey|viewKey|x,y,w,h" of each view with text a user sees (not hidden, not fully
+// transparent, nor under such a view), depth first.
+inline void flatten(const tolvana::UiView& view, std::vector<std::string>& out, bool underHidden = false) {
+  bool skipped = underHidden || view.hidden || view.alpha <= 0;
+  if (view.text && !skipped) {
+    const auto& f = view.frame;
+    out.push_back(*view.text + "|" + view.textKey + "|" + view.viewKey + "|" + std::to_string(int(f.x)) + "," +
+                  std::to_string(int(f.y)) + "," + std::to_string(int(f.width)) + "," + std::to_string(int(f.height)));
+  }
+  for (const auto& child : view.subviews) flatten(child, out, skipped);
 }

@@ -16,17 +16,6 @@
 
 namespace {
 
-// "text|textKey|viewKey|x,y,w,h" of each view with text, depth first.
-void flatten(const tolvana::UiView& view, std::vector<std::string>& out, bool underHidden = false) {
-  bool skipped = underHidden || view.hidden || view.alpha <= 0;
-  if (view.text && !skipped) {
-    const auto& f = view.frame;
-    out.push_back(*view.text + "|" + view.textKey + "|" + view.viewKey + "|" + std::to_string(int(f.x)) + "," +
-                  std::to_string(int(f.y)) + "," + std::to_string(int(f.width)) + "," + std::to_string(int(f.height)));
-  }
-  for (const auto& child : view.subviews) flatten(child, out, skipped);
-}
-
 TEST(ReviewTools, TheRootWindowAsAViewTree) {
   QWidget window;
   window.setFixedSize(300, 200);

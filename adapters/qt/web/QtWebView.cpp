@@ -4,7 +4,6 @@
 #include <QJsonObject>
 #include <QWebChannel>
 #include <QWebEngineScript>
-#include <QWebEngineScriptCollection>
 
 #include "BridgeScripts.h"
 #include "QtValue.h"
@@ -48,17 +47,12 @@ void MessageHandlerObject::postMessage(const QJsonValue& envelope) {
   handler_(toValue(message.value("body")), from);
 }
 
-QtWebView::QtWebView(QWebEnginePage* page) : page_(page) {}
+QtWebView::QtWebView(QObject* page) : page_(page) {}
 
 void QtWebView::addScriptMessageHandler(std::string_view name, const std::vector<std::string>& origins,
                                         MessageHandler handler) {
-  if (!page_) return;
-  QWebChannel* channel = page_->webChannel();
-  if (!channel) {
-    channel = new QWebChannel(page_);
-    page_->setWebChannel(channel, kBridgeWorld);
-    channelWorld_ = kBridgeWorld;
-  }
+  QWebChannel* channel = page_.channel(channelWorld_, kBridgeWorld);
+  if (!channel) return;
   QString id = QString::fromUtf8(name.data(), static_cast<qsizetype>(name.size()));
   channel->registerObject(id, new MessageHandlerObject(std::move(handler), shared_from_this(), channel));
   QWebEngineScript relay;
@@ -67,19 +61,19 @@ void QtWebView::addScriptMessageHandler(std::string_view name, const std::vector
   relay.setInjectionPoint(QWebEngineScript::DocumentCreation);
   relay.setRunsOnSubFrames(false);
   relay.setWorldId(channelWorld_);
-  page_->scripts().insert(relay);
+  page_.insertScript(relay);
   handlerScripts_ += handlerScript(id, toQStringList(origins));
 }
 
 void QtWebView::addUserScript(std::string_view source) {
-  if (!page_) return;
+  if (!page_.object()) return;
   QWebEngineScript script;
   script.setName(QStringLiteral("tolvana-page-script"));
   script.setSourceCode(handlerScripts_ + QString::fromUtf8(source.data(), static_cast<qsizetype>(source.size())));
   script.setInjectionPoint(QWebEngineScript::DocumentReady);
   script.setRunsOnSubFrames(false);
   script.setWorldId(QWebEngineScript::MainWorld);
-  page_->scripts().insert(script);
+  page_.insertScript(script);
 }
 
 void QtWebView::evaluateJavaScript(std::string_view script, const Document& to) {
@@ -87,8 +81,8 @@ void QtWebView::evaluateJavaScript(std::string_view script, const Document& to) 
   if (!to.id.empty()) text = guardedAnswer(text, QString::fromStdString(to.id));
   // Answers may come on any thread, and the GUI thread may delete the page at any moment: the
   // page is looked at only on the GUI thread, in a task of the main queue.
-  Platform::Current().dispatch().mainAsync([page = page_, text, world = channelWorld_] {
-    if (page) page->runJavaScript(text, world);
+  Platform::Current().dispatch().mainAsync([page = page_, text, world = channelWorld_]() mutable {
+    page.runJavaScript(text, world);
   });
 }
 

@@ -1,7 +1,8 @@
-// QtWebView: the WebView port over a QWebEnginePage. Pages post to named handlers over a
-// QWebChannel that lives in a script world of its own (BridgeScripts.h says how messages and
-// answers cross between it and the page's world); each message comes with an id of the
-// document that posted it, and answers run only while the view still shows that document.
+// QtWebView: the WebView port over a web page (a QWebEnginePage, or a QML WebEngineView item:
+// see WebPage). Pages post to named handlers over a QWebChannel that lives in a script world of
+// its own (BridgeScripts.h says how messages and answers cross between it and the page's
+// world); each message comes with an id of the document that posted it, and answers run only
+// while the view still shows that document.
 //
 // Thread contract: the GUI thread. An answer for a page that is gone is dropped.
 #pragma once
@@ -10,9 +11,10 @@
 #include <QObject>
 #include <QPointer>
 #include <QStringList>
-#include <QWebEnginePage>
 #include <memory>
 #include <tolvana/platform/WebView.h>
+
+#include "WebPage.h"
 
 namespace tolvana::qt {
 
@@ -32,14 +34,14 @@ class MessageHandlerObject final : public QObject {
 
 class QtWebView final : public WebView, public std::enable_shared_from_this<QtWebView> {
  public:
-  explicit QtWebView(QWebEnginePage* page);
+  explicit QtWebView(QObject* page);
   void addScriptMessageHandler(std::string_view name, const std::vector<std::string>& origins,
                                MessageHandler handler) override;
   void addUserScript(std::string_view source) override;
   void evaluateJavaScript(std::string_view script, const Document& to) override;
 
  private:
-  QPointer<QWebEnginePage> page_;
+  WebPage page_;
   // The world the channel and the relay live in: one of the bridge's own, unless the app
   // gave the page a channel already, which the bridge then shares.
   quint32 channelWorld_ = 0;

@@ -1,24 +1,43 @@
-// The admin API as the console uses it. The token lives in sessionStorage: it is gone when
-// the tab closes and is sent only as a header, never in a cookie a foreign page could make
-// the browser attach.
-const TOKEN = "tolvana.adminToken";
+// The admin API as the console uses it. The session cookie (which no script can read) goes
+// with every request; a change also carries the session's CSRF token, which only a page of
+// this site can have learnt.
+const RANKS = { viewer: 0, translator: 1, admin: 2 };
 
 export class SignedOut extends Error {}
 
-export const token = {
-  get: () => sessionStorage.getItem(TOKEN),
-  set: (value) => sessionStorage.setItem(TOKEN, value),
-  clear: () => sessionStorage.removeItem(TOKEN),
-};
+// Who is signed in: {name, role, csrfToken}, from the server.
+export const session = { name: null, role: null, csrfToken: null };
+
+export async function loadSession() {
+  const response = await fetch("/console/session", { credentials: "same-origin", cache: "no-store" });
+  if (!response.ok) throw new SignedOut("not signed in");
+  Object.assign(session, await response.json());
+}
+
+// Whether the signed-in role may do what `role` may; the server decides anyway.
+export const may = (role) => (RANKS[session.role] ?? -1) >= RANKS[role];
+
+export function toSignIn() {
+  location.replace("/console/sign-in");
+}
+
+export async function signOut() {
+  await fetch("/console/sign-out", {
+    method: "POST", credentials: "same-origin", body: "{}",
+    headers: { "Content-Type": "application/json", "X-CSRF-Token": session.csrfToken ?? "" },
+  }).catch(() => {});
+  toSignIn();
+}
 
 async function call(method, path, body, as = "json") {
-  const headers = { Authorization: `Bearer ${token.get() ?? ""}` };
+  const headers = {};
+  if (method !== "GET") headers["X-CSRF-Token"] = session.csrfToken ?? "";
   if (body !== undefined) headers["Content-Type"] = "application/json";
   // Paths the API hands out (a screenshot's image) are whole; the console's own are relative.
   const url = path.startsWith("/admin/") ? path : `/admin/v1${path}`;
   const response = await fetch(url, {
     method, headers, body: body === undefined ? undefined : JSON.stringify(body),
-    credentials: "omit", cache: "no-store",
+    credentials: "same-origin", cache: "no-store",
   });
   if (response.status === 401) throw new SignedOut((await response.json().catch(() => ({}))).error ?? "signed out");
   if (!response.ok) {
@@ -32,6 +51,8 @@ export const api = {
   get: (path) => call("GET", path),
   blob: (path) => call("GET", path, undefined, "blob"),
   put: (path, body) => call("PUT", path, body),
+  patch: (path, body) => call("PATCH", path, body),
+  del: (path) => call("DELETE", path, {}),
   post: (path, body) => call("POST", path, body ?? {}),
 };
 

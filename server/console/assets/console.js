@@ -1,15 +1,17 @@
 // The console's frame: sign-in, the project and language chosen, and the tabs.
-import { api, el, SignedOut, token, say } from "./api.js";
+import { api, el, loadSession, may, session, signOut, SignedOut, say, toSignIn } from "./api.js";
+import { CataloguesView } from "./catalogues.js";
 import { MissingView } from "./missing.js";
 import { IssuesView, ScreenshotsView } from "./screenshots.js";
 import { StringsView } from "./strings.js";
+import { UsersView } from "./users.js";
 
 const $ = (id) => document.getElementById(id);
 const state = { projects: [], project: null, language: null, tab: "strings" };
 const views = {};
 
 state.fail = (error) => {
-  if (error instanceof SignedOut) return signOut(error.message);
+  if (error instanceof SignedOut) return toSignIn();
   say(`${state.tab}-status`, error.message, true);
   console.error(error);
 };
@@ -17,14 +19,6 @@ state.fail = (error) => {
 state.openKey = (appKey) => {
   show("strings").then(() => views.strings.focus(appKey)).catch(state.fail);
 };
-
-function signOut(why = "") {
-  token.clear();
-  for (const id of ["tabs", "context", ...Object.keys(views)]) $(id).hidden = true;
-  $("sign-in").hidden = false;
-  $("sign-in-error").textContent = why;
-  $("token").focus();
-}
 
 async function show(tab) {
   state.tab = tab;
@@ -43,8 +37,11 @@ function chooseProject(id) {
 }
 
 async function start() {
+  await loadSession();
+  $("who").textContent = `${session.name} (${session.role})`;
+  // What the role may not do is not offered; the server refuses it all the same.
+  for (const node of document.querySelectorAll("[data-needs]")) node.hidden = !may(node.dataset.needs);
   state.projects = await api.get("/projects");
-  $("sign-in").hidden = true;
   $("tabs").hidden = $("context").hidden = false;
   if (!state.projects.length) {
     $("strings").hidden = false;
@@ -60,12 +57,8 @@ function wire() {
   views.missing = new MissingView(state);
   views.screenshots = new ScreenshotsView(state);
   views.issues = new IssuesView(state);
-  $("sign-in").addEventListener("submit", (event) => {
-    event.preventDefault();
-    token.set($("token").value.trim());
-    $("token").value = "";
-    start().catch(state.fail);
-  });
+  views.users = new UsersView(state);
+  views.catalogues = new CataloguesView(state);
   $("sign-out").addEventListener("click", () => signOut());
   for (const button of document.querySelectorAll("#tabs button")) {
     button.addEventListener("click", () => show(button.dataset.tab).catch(state.fail));
@@ -78,11 +71,10 @@ function wire() {
 // small read, where a held-open request would keep one of the server's threads per open tab.
 const CATCH_UP_EVERY_MS = 2000;
 setInterval(() => {
-  if (token.get() && state.project && state.tab === "strings" && !document.hidden) {
+  if (session.role && state.project && state.tab === "strings" && !document.hidden) {
     views.strings.catchUp().catch(state.fail);
   }
 }, CATCH_UP_EVERY_MS);
 
 wire();
-if (token.get()) start().catch(state.fail);
-else signOut();
+start().catch(state.fail);

@@ -1,5 +1,5 @@
 // Strings apps looked up and did not find: accepted into the project in one step.
-import { api, el, projectPath, say, when } from "./api.js";
+import { api, el, may, projectPath, say, when } from "./api.js";
 
 export class MissingView {
   constructor(state) {
@@ -15,9 +15,9 @@ export class MissingView {
   }
 
   rowElement(m) {
-    const action = m.acceptedAt === null
-      ? el("button", { type: "button", class: "accept", onclick: () => this.accept(m).catch(this.state.fail) }, "Accept")
-      : el("span", { class: "muted" }, `accepted ${when(m.acceptedAt)}`);
+    const action = m.acceptedAt !== null ? el("span", { class: "muted" }, `accepted ${when(m.acceptedAt)}`)
+      : !may("translator") ? el("span", { class: "muted" }, "waiting")
+      : el("button", { type: "button", class: "accept", onclick: () => this.accept(m).catch(this.state.fail) }, "Accept");
     return el("tr", { dataset: { key: m.key, language: m.language } },
       el("td", {}, m.language), el("td", { class: "key" }, m.key), el("td", {}, m.value),
       el("td", {}, m.count), el("td", {}, m.appVersion), el("td", {}, when(m.firstSeen)), el("td", {}, when(m.lastSeen)),
@@ -25,7 +25,7 @@ export class MissingView {
   }
 
   async accept(m) {
-    const publish = document.getElementById("accept-publish").checked;
+    const publish = may("admin") && document.getElementById("accept-publish").checked;
     const answer = await api.post(`${projectPath(this.state.project.id)}/missing/accept`,
       { keys: [{ language: m.language, key: m.key }], publish });
     const added = answer.added.length;

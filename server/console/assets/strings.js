@@ -1,6 +1,6 @@
 // The strings of one project and language beside the base language: search, filters, edits
 // saved as drafts, and publishing.
-import { api, el, projectPath, say } from "./api.js";
+import { api, el, may, projectPath, say } from "./api.js";
 
 const SHOWN_AT_MOST = 500;
 const rowId = (group, appKey) => `${group}\u001f${appKey}`;
@@ -79,6 +79,7 @@ export class StringsView {
     const base = row.base ? row.base.draft ?? row.base.value : null;
     const editor = el("textarea", {
       rows: 1, value: row.target?.draft ?? "", placeholder: "no draft", "aria-label": `Draft of ${row.appKey}`,
+      readOnly: !may("translator"),
       dataset: { key: row.appKey, group: row.group },
       onchange: (event) => this.save(row, event.target).catch(this.state.fail),
       onkeydown: (event) => { if (event.key === "Enter" && !event.shiftKey) { event.preventDefault(); event.target.blur(); } },

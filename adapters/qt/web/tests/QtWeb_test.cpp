@@ -1,5 +1,5 @@
-// One QApplication with tolvana-qt-web linked: a real page in a QWebEngineView the test
-// creates as any app would, and page scripts in a QJSEngine.
+// One QApplication with tolvana-qt-web linked: real pages in a QWebEngineView and in a QML
+// scene's WebEngineView the test creates as any app would, and page scripts in a QJSEngine.
 #include <gtest/gtest.h>
 
 #include <QApplication>
@@ -10,6 +10,8 @@
 #include <QNetworkReply>
 #include <QNetworkRequest>
 #include <QProcess>
+#include <QQmlApplicationEngine>
+#include <QtWebEngineQuick>
 #include <QTemporaryDir>
 #include <QUrlQuery>
 #include <QWebEnginePage>
@@ -73,6 +75,15 @@ TEST(QtWeb, PageTextsComeFromTheStoreAlsoForNodesAddedLater) {
       {"no.such.key", "Shown as it was"},
       {"web.search", "Seite durchsuchen"},
   };
+  // Each element asks on its own, and the answers come back in any order.
+  auto answered = [&] {
+    QJsonObject texts = pageTexts(view.page());
+    for (const auto& [key, text] : expected) {
+      if (texts[key].toString().toStdString() != text) return false;
+    }
+    return true;
+  };
+  spinUntil(answered);
   QJsonObject texts = pageTexts(view.page());
   for (const auto& [key, text] : expected) EXPECT_EQ(texts[key].toString().toStdString(), text) << key;
 
@@ -80,6 +91,24 @@ TEST(QtWeb, PageTextsComeFromTheStoreAlsoForNodesAddedLater) {
                         "p.textContent = 'Later'; document.body.appendChild(p); true");
   EXPECT_TRUE(spinUntil([&] { return pageTexts(view.page())["web.later"].toString() != "Later"; }));
   EXPECT_EQ(pageTexts(view.page())["web.later"].toString(), "Nach dem Laden hinzugefügt, auch übersetzt");
+}
+
+// A QML scene's view gets the bridge with no code of the app's; the page shows what its
+// script wrote in through its title, which the item reports.
+TEST(QtWeb, AQmlWebEngineViewGetsTheBridge) {
+  QQmlApplicationEngine engine;
+  engine.loadData("import QtQuick\nimport QtWebEngine\nWindow { width: 400; height: 300; visible: true\n"
+                  "  WebEngineView { objectName: 'web'; anchors.fill: parent } }");
+  ASSERT_FALSE(engine.rootObjects().isEmpty());
+  QObject* view = engine.rootObjects().first()->findChild<QObject*>("web");
+  ASSERT_NE(view, nullptr);
+  const QString page = QString::fromUtf8(kPage).replace(
+      "</body>", "<script>new MutationObserver(function () { document.title = "
+                 "document.querySelector('[tolvana-text=\"web.title\"]').textContent; })"
+                 ".observe(document.body, {subtree: true, childList: true, characterData: true});</script></body>");
+  QMetaObject::invokeMethod(view, "loadHtml", Q_ARG(QString, page), Q_ARG(QUrl, QUrl("file:///test/")));
+  EXPECT_TRUE(spinUntil([&] { return view->property("title").toString() == "Tolvana auf einer Webseite"; }))
+      << view->property("title").toString().toStdString();
 }
 
 TEST(QtWeb, UpdateGroupsFromThePageBringsTheServersTexts) {
@@ -228,6 +257,8 @@ int main(int argc, char** argv) {
   runAsSample(bundle, work.path());
   int status;
   {
+    // QML's WebEngineView asks for this before the application object, as in any QML app.
+    QtWebEngineQuick::initialize();
     QApplication app(argc, argv);
     status = RUN_ALL_TESTS();
   }

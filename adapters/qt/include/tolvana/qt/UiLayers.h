@@ -1,0 +1,25 @@
+// UiLayers: how a library of the adapter adds a kind of window to the review tools, for
+// tolvana-qt-quick and the like; an app has no use for it.
+//
+// Each application object gets a Ui over its widgets; every layer added wraps the result, in
+// the order added, and gets what it does not handle done by the Ui below it. A layer is
+// added from a static initializer of its library, so it is in place whichever library's
+// start-up function Qt runs first.
+#pragma once
+
+#include <QObject>
+#include <functional>
+#include <memory>
+#include <tolvana/platform/Ui.h>
+
+#include "tolvana/qt/Export.h"
+
+namespace tolvana::qt {
+
+// Makes the layer of one application object over the Ui below; context lives as long as the
+// application object, on the GUI thread.
+using UiLayer = std::function<std::shared_ptr<Ui>(std::shared_ptr<Ui> below, QObject* context)>;
+
+TOLVANA_QT_EXPORT void addUiLayer(UiLayer layer);
+
+}  // namespace tolvana::qt

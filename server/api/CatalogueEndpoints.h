@@ -1,0 +1,34 @@
+// CatalogueEndpoints: a language's texts in and out as catalogue files, beside the AdminApi
+// and behind the same AdminAuth.
+//
+//   POST /admin/v1/projects/ID/languages/LANG/import   {"format": "po", "content": base64,
+//                                                      "dryRun": true}: what would be added and
+//                                                      changed; without dryRun it is written as drafts
+//   GET  /admin/v1/projects/ID/languages/LANG/export?format=po   the file
+//
+// The file travels as base64 inside JSON: admin requests are JSON (a cross-site form cannot
+// send one), and bytes that are not UTF-8 reach the reader, which says so, rather than the
+// JSON parser.
+#pragma once
+
+#include <httplib.h>
+
+#include "storage/Storage.h"
+
+namespace tolvana::server {
+
+class CatalogueEndpoints {
+ public:
+  explicit CatalogueEndpoints(Storage& storage) : storage_(storage) {}
+  void addRoutes(httplib::Server& server);
+
+ private:
+  void importFile(const httplib::Request& request, httplib::Response& response, const std::string& id,
+                  const std::string& language);
+  void exportFile(const httplib::Request& request, httplib::Response& response, const std::string& id,
+                  const std::string& language);
+
+  Storage& storage_;
+};
+
+}  // namespace tolvana::server
