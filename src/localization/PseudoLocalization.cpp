@@ -24,7 +24,7 @@ std::size_t skipDigits(std::string_view text, std::size_t at) {
   return at;
 }
 
-// The end of a format specification that starts with "%" at `at`, or `at` when none does:
+// The end of a format placeholder that starts with "%" at `at`, or `at` when none does:
 // %[n$][flags][width][.precision][length]conversion, with the object conversion %@.
 std::size_t printfEnd(std::string_view text, std::size_t at) {
   std::size_t i = at + 1;
