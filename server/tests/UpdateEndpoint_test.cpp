@@ -119,8 +119,13 @@ TEST(UpdateEndpoint, ABurstOfConnectionsIsTakenAtOnce) {
   int answered = 0;
   for (auto& answer : answers) answered += answer.get().starts_with("HTTP/1.1 200");
   EXPECT_EQ(answered, 300);
-  // A connection the kernel dropped is tried again a second later.
+  // A connection the kernel dropped is tried again a second later. Under ThreadSanitizer
+  // the 300 client threads alone can take that long.
+#if !defined(__SANITIZE_THREAD__)
   EXPECT_LT(std::chrono::steady_clock::now() - started, std::chrono::milliseconds(900));
+#else
+  (void)started;
+#endif
 }
 
 }  // namespace

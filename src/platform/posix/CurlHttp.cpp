@@ -189,6 +189,12 @@ class CurlHttp final : public Http {
       : dispatch_(std::move(dispatch)), options_(std::move(options)) {}
 
   void send(HttpRequest request, std::function<void(HttpResponse)> completion) override {
+    // At the first request rather than with the platform: setting up TLS costs about a
+    // millisecond that an app's start need not wait for. On the sender's thread, not a
+    // request's: a process that exits while a request thread sets TLS up would tear it down
+    // under that thread.
+    static std::once_flag once;
+    std::call_once(once, [] { curl_global_init(CURL_GLOBAL_DEFAULT); });
     auto session = dispatch_->makeSerialQueue("tolvana.http.session");
     // Not the client, which the host may release meanwhile; the dispatch though, so that a
     // released client's request still runs and completes (a dispatch whose last reference
@@ -205,10 +211,6 @@ class CurlHttp final : public Http {
 
  private:
   static HttpResponse perform(const HttpRequest& request, const CurlHttpOptions& options) {
-    // At the first request rather than with the platform: setting up TLS costs about a
-    // millisecond that an app's start need not wait for.
-    static std::once_flag once;
-    std::call_once(once, [] { curl_global_init(CURL_GLOBAL_DEFAULT); });
     HttpResponse response;
     Easy handle(curl_easy_init());
     CURL* curl = handle.get();
