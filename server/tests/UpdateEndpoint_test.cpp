@@ -106,6 +106,9 @@ TEST(UpdateEndpoint, RefusedRequestsSayWhyAndLeaveNothingBehind) {
 // Every request of the library comes on a connection of its own, so devices that start
 // together arrive as a burst of connections; none may wait for the kernel to retry it.
 TEST(UpdateEndpoint, ABurstOfConnectionsIsTakenAtOnce) {
+#if defined(__SANITIZE_THREAD__)
+  GTEST_SKIP() << "under ThreadSanitizer 300 client threads and the server's take seconds, which is what this measures";
+#endif
   ServerFixture server({.tls = false});
   HttpRequest update = testing::updateRequest(R"({"requestedData":{}})", true);
   std::string raw = "GET " + update.url + " HTTP/1.1\r\nHost: 127.0.0.1\r\nConnection: close\r\n";
@@ -119,13 +122,8 @@ TEST(UpdateEndpoint, ABurstOfConnectionsIsTakenAtOnce) {
   int answered = 0;
   for (auto& answer : answers) answered += answer.get().starts_with("HTTP/1.1 200");
   EXPECT_EQ(answered, 300);
-  // A connection the kernel dropped is tried again a second later. Under ThreadSanitizer
-  // the 300 client threads alone can take that long.
-#if !defined(__SANITIZE_THREAD__)
+  // A connection the kernel dropped is tried again a second later.
   EXPECT_LT(std::chrono::steady_clock::now() - started, std::chrono::milliseconds(900));
-#else
-  (void)started;
-#endif
 }
 
 }  // namespace
