@@ -36,6 +36,8 @@ bool utf16Prefix(std::string_view utf8, std::size_t n, std::string* prefix);
 // Well-formed UTF-8: no stray continuation bytes, overlong forms, surrogates or code points
 // past U+10FFFF.
 bool isValidUtf8(std::string_view text);
+// Appends a code point as UTF-8; surrogates and values past U+10FFFF become U+FFFD.
+void appendUtf8(std::string& out, char32_t c);
 std::string removeAll(std::string_view text, char c);
 std::string toLower(std::string_view text);
 // The characters a URL query may hold stay as they are; everything else is percent-encoded.
