@@ -190,9 +190,12 @@ bool TLDBSqlite::loadIndex() {
     if (!index) return false;
     ReadIndexSnapshot::save(dbPath_, fingerprint, *index);
   }
-  LockGuard lock(indexMutex_);
-  index_ = std::move(index);
-  indexSignature_ = signature;
+  {
+    LockGuard lock(indexMutex_);
+    index_ = std::move(index);
+    indexSignature_ = signature;
+  }
+  contentChanged();
   return true;
 }
 
@@ -236,8 +239,12 @@ void TLDBSqlite::noticeOutsideChanges() {
   std::int64_t due = nextOutsideCheck_.load(std::memory_order_relaxed);
   if (now < due || !nextOutsideCheck_.compare_exchange_strong(due, now + kOutsideCheckInterval.count())) return;
   FileSignature current = FileSignature::of(dbPath_);
-  LockGuard lock(indexMutex_);
-  if (index_ && !(current == indexSignature_)) index_.reset();
+  {
+    LockGuard lock(indexMutex_);
+    if (!index_ || current == indexSignature_) return;
+    index_.reset();
+  }
+  contentChanged();
 }
 
 std::size_t TLDBSqlite::indexBytes() const {

@@ -1,5 +1,6 @@
 // TLDatabase's read side: what look-ups ask of the manager, answered without its main lock
 // and, while nothing changes, without any lock of the manager's.
+#include <algorithm>
 #include <utility>
 
 #include "store/TLDatabase.h"
@@ -111,5 +112,13 @@ std::optional<TLLanguageEntry> TLDatabase::entryWithKey(std::string_view key, st
 }
 
 const TLDatabase::LookupSettings& TLDatabase::lookupSettings() const { return readView().settings; }
+
+std::int64_t TLDatabase::nextOutsideCheck() const {
+  std::int64_t earliest = INT64_MAX;
+  for (const auto& [code, store] : readView().stores) {
+    if (store) earliest = std::min(earliest, store->nextOutsideCheck());
+  }
+  return earliest;
+}
 
 }  // namespace tolvana
