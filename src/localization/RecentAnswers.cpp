@@ -29,11 +29,17 @@ struct ThreadAnswers {
 // thread ends.
 constinit thread_local ThreadAnswers* current = nullptr;
 
+// Clears the pointer before the answers go, for a look-up made by a later thread-exit handler.
+struct ThreadOwner {
+  std::unique_ptr<ThreadAnswers> answers;
+  ~ThreadOwner() { current = nullptr; }
+};
+
 ThreadAnswers& threadAnswers() {
   if (ThreadAnswers* answers = current) return *answers;
-  static thread_local std::unique_ptr<ThreadAnswers> owner;
-  owner = std::make_unique<ThreadAnswers>();
-  current = owner.get();
+  static thread_local ThreadOwner owner;
+  owner.answers = std::make_unique<ThreadAnswers>();
+  current = owner.answers.get();
   return *current;
 }
 

@@ -82,26 +82,26 @@ TLLocalizedString StringLookup::localizedStringForKey(std::string_view key, std:
   if (!state.enabled || !db || !settings.initialized) {
     return tagged(shown(orMainBundle(bundle)->localizedStringForKey(key, value, table)), key);
   }
-  // A look-up that may record a miss goes to the collection every time, and one in another
-  // table or bundle is rare enough not to keep.
-  if (table || bundle || (value && !value->empty() && state.collectMissingEnabled(settings))) {
+  // A look-up that may record a miss goes to the collection every time, one that is logged
+  // logs what it found, and one in another table or bundle is rare enough not to keep.
+  if (table || bundle || state.logGetString || (value && !value->empty() && state.collectMissingEnabled(settings))) {
     return lookUpInStores(*db, settings, TLDeviceUtil::deviceLanguages(), key, value, table, std::move(bundle));
   }
   const RecentAnswers::Stamp stamp = stampFor(*db);
   RecentAnswers::Probe probe = RecentAnswers::find(stamp, key, value);
   if (probe.kept && monotonicNanoseconds() < probe.kept->validUntil) {
-    if (state.logGetString) logVerbose("getString called - key: '%@' value: '%@'", key, probe.kept->text);
     TLLocalizedString answer = tagged(probe.kept->text, key);
     answer.source = probe.kept->source;
     answer.sourceLanguage = probe.kept->sourceLanguage;
     return answer;
   }
+  // Before the look-up: each store it reads is then due to look for outside changes later.
+  const std::int64_t started = probe.admit ? monotonicNanoseconds() : 0;
   TLLocalizedString answer =
       lookUpInStores(*db, settings, TLDeviceUtil::deviceLanguages(), key, value, table, nullptr);
   // Taken again: an answer made while something changed is not kept under the stamp before.
   if (probe.admit && stampFor(*db) == stamp) {
-    const std::int64_t validUntil =
-        std::min(monotonicNanoseconds() + kAnswerLifetime.count(), db->nextOutsideCheck());
+    const std::int64_t validUntil = std::min(started + kAnswerLifetime.count(), db->nextOutsideCheck(started));
     RecentAnswers::keep(stamp, key, value, answer, validUntil);
   }
   return answer;

@@ -106,9 +106,10 @@ class TLDatabase {
   const LookupSettings& lookupSettings() const;
   // Moves on with every change to what look-ups read of the manager itself.
   std::uint64_t lookupVersion() const { return lookupVersion_.load(std::memory_order_acquire); }
-  // The earliest of the next outside-change checks of the stores look-ups have read
-  // (steady-clock nanoseconds); inside a ReadEpoch::Section.
-  std::int64_t nextOutsideCheck() const;
+  // The earliest of the next outside-change checks after the given time among the stores
+  // look-ups have read (steady-clock nanoseconds); one due earlier has not been read since.
+  // Inside a ReadEpoch::Section.
+  std::int64_t nextOutsideCheck(std::int64_t after) const;
   std::string apiSecret() const;
   std::string appId() const;
   std::optional<std::string> baseLanguage() const;

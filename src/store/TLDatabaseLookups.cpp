@@ -113,10 +113,11 @@ std::optional<TLLanguageEntry> TLDatabase::entryWithKey(std::string_view key, st
 
 const TLDatabase::LookupSettings& TLDatabase::lookupSettings() const { return readView().settings; }
 
-std::int64_t TLDatabase::nextOutsideCheck() const {
+std::int64_t TLDatabase::nextOutsideCheck(std::int64_t after) const {
   std::int64_t earliest = INT64_MAX;
   for (const auto& [code, store] : readView().stores) {
-    if (store) earliest = std::min(earliest, store->nextOutsideCheck());
+    const std::int64_t due = store ? store->nextOutsideCheck() : INT64_MAX;
+    if (due > after) earliest = std::min(earliest, due);
   }
   return earliest;
 }
