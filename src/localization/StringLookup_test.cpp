@@ -184,7 +184,7 @@ TEST_F(StringLookupTest, RepeatedLookUpsSeeEveryChange) {
   EXPECT_EQ(repeated("hello"), "Hallo");
 
   EXPECT_EQ(repeated("missing", "Missing text"), "Missing text");
-  app.platform.device->setBeingTraced(true);
+  parts->state.inDraftMode = true;  // misses are collected from now on
   EXPECT_EQ(repeated("missing", "Missing text"), "Missing text");
   EXPECT_EQ(parts->missing.missingEntries(), (TLLanguageMap{{"en", {{"missing", "Missing text"}}}}));
 }
