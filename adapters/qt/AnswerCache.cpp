@@ -21,15 +21,16 @@ AnswerCache::Key::Key(const Query& query) {
   hash_ = std::hash<std::string_view>()(view());
 }
 
-std::optional<QString> AnswerCache::find(std::uint64_t generation, const Key& key) const {
+std::optional<QString> AnswerCache::find(std::uint64_t generation, const Key& key, std::int64_t now) const {
   if (newest_.load(std::memory_order_relaxed) != generation) return std::nullopt;
   QReadLocker lock(&mutex_);
   auto it = answers_.find(key);
-  if (it == answers_.end() || it->second.generation != generation) return std::nullopt;
+  if (it == answers_.end() || it->second.generation != generation || now >= it->second.validUntil) return std::nullopt;
   return it->second.text;
 }
 
-QString AnswerCache::keep(std::uint64_t generation, const Key& key, const std::string& text) {
+QString AnswerCache::keep(std::uint64_t generation, const Key& key, const std::string& text,
+                          std::int64_t validUntil) {
   QWriteLocker lock(&mutex_);
   if (generation > newest_.load(std::memory_order_relaxed)) newest_.store(generation, std::memory_order_relaxed);
   auto it = answers_.find(key);
@@ -38,6 +39,7 @@ QString AnswerCache::keep(std::uint64_t generation, const Key& key, const std::s
     // A look-up that read an older generation must not put its answer over a newer one.
     if (entry.generation > generation) return QString::fromStdString(text);
     entry.generation = generation;
+    entry.validUntil = validUntil;
     if (entry.utf8 != text) {
       bytes_ = bytes_ - entry.utf8.size() + text.size();
       entry.utf8 = text;
@@ -51,7 +53,7 @@ QString AnswerCache::keep(std::uint64_t generation, const Key& key, const std::s
     bytes_ = 0;
   }
   bytes_ += size;
-  return answers_.try_emplace(std::string(key.view()), Entry{generation, text, QString::fromStdString(text)})
+  return answers_.try_emplace(std::string(key.view()), Entry{generation, validUntil, text, QString::fromStdString(text)})
       .first->second.text;
 }
 

@@ -3,7 +3,9 @@
 // look-up and a conversion from UTF-8; a window retranslating asks for every text again.
 //
 // An answer is served only in the generation of the engine's answers it was kept in
-// (TolvanaHooks::answersGeneration), and only the engine's repeatable answers are kept, so
+// (TolvanaHooks::answersGeneration) and before the time the engine gave it to last (when
+// another process's write to the stores would be noticed), and only the engine's repeatable
+// answers are kept, so
 // nothing a look-up must do (record a miss, tag a text with its key, log) is skipped. After
 // the generation moves on, the first look-up of each text asks the engine again; where the
 // engine's text is the one kept, the converted text is kept too, since most of an update's
@@ -54,15 +56,16 @@ class AnswerCache {
   static constexpr std::size_t kMaxEntries = 16384;
   static constexpr std::size_t kMaxBytes = 8 << 20;
 
-  // The answer kept for the key in this generation.
-  std::optional<QString> find(std::uint64_t generation, const Key& key) const;
+  // The answer kept for the key in this generation, if it still holds at now.
+  std::optional<QString> find(std::uint64_t generation, const Key& key, std::int64_t now) const;
   // The engine's text for the key as a QString, kept as the answer of a look-up that read
-  // generation before it asked the engine.
-  QString keep(std::uint64_t generation, const Key& key, const std::string& text);
+  // generation before it asked the engine, until validUntil (TolvanaHooks' clock).
+  QString keep(std::uint64_t generation, const Key& key, const std::string& text, std::int64_t validUntil);
 
  private:
   struct Entry {
     std::uint64_t generation;
+    std::int64_t validUntil;
     std::string utf8;
     QString text;
   };

@@ -72,7 +72,7 @@ QString TolvanaTranslator::translate(const char* context, const char* sourceText
   const std::uint64_t generation = TolvanaHooks::answersGeneration();
   const AnswerCache::Key cacheKey(AnswerCache::Query{context, sourceText, disambiguation});
   if (n < 0) {
-    if (auto kept = answers_.find(generation, cacheKey)) return *std::move(kept);
+    if (auto kept = answers_.find(generation, cacheKey, TolvanaHooks::monotonicNanoseconds())) return *std::move(kept);
   }
   std::string_view key(sourceText);
   std::string_view translationContext = context ? std::string_view(context) : std::string_view();
@@ -90,7 +90,7 @@ QString TolvanaTranslator::translate(const char* context, const char* sourceText
                      n);
   }
   auto answer = TolvanaHooks::lookUp(key, defaultValue, translationContext);
-  if (answer && answer->repeatable) return answers_.keep(generation, cacheKey, answer->text);
+  if (answer && answer->repeatable) return answers_.keep(generation, cacheKey, answer->text, answer->validUntil);
   return toQString(answer);
 }
 

@@ -35,8 +35,10 @@ class TOLVANA_EXPORT TolvanaHooks {
     std::optional<std::string> key;  ///< Set when the text must carry its key (draft mode, UI tests).
     /// The same look-up answers the same text, and has nothing else to do (no miss to record,
     /// no line to log, no key to tag), for as long as answersGeneration() stays where it was
-    /// before this look-up: an adapter may keep the answer for that long.
+    /// before this look-up and monotonicNanoseconds() is below validUntil (by then another
+    /// process may have written the stores): an adapter may keep the answer for that long.
     bool repeatable = false;
+    std::int64_t validUntil = 0;
   };
 
   /// Whether the app lets the library insert itself ("TolvanaEnableAutostart").
@@ -96,6 +98,8 @@ class TOLVANA_EXPORT TolvanaHooks {
   /// language switched, draft, show-ID or pseudo-localisation mode turned on or off, the
   /// engine enabled, disabled or started again. Never moves back.
   static std::uint64_t answersGeneration();
+  /// The library's monotonic clock in nanoseconds, the clock of Answer::validUntil.
+  static std::int64_t monotonicNanoseconds();
   /// Counts the updates that wrote texts into the stores; a change tells the adapter that
   /// shown texts may be out of date.
   static std::uint64_t textsChangedCount();

@@ -46,6 +46,8 @@ const DeviceLanguages& TLDeviceUtil::deviceLanguages() {
   return ProcessState::get().deviceLanguages.get([] { return DeviceLanguages{computeLong(), computeShort()}; });
 }
 
+std::uint64_t TLDeviceUtil::deviceLanguagesVersion() { return ProcessState::get().deviceLanguages.version(); }
+
 std::string TLDeviceUtil::deviceLanguageLong() {
   ReadEpoch::Section section;
   return deviceLanguages().longCode;

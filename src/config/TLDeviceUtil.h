@@ -36,6 +36,8 @@ class TLDeviceUtil {
   // Both, without a copy, for the look-up path: only inside a ReadEpoch::Section, which the
   // reference does not outlive.
   static const DeviceLanguages& deviceLanguages();
+  // Changes whenever deviceLanguages() may answer differently; read before it.
+  static std::uint64_t deviceLanguagesVersion();
   // The next read computes both again (after the app's language changed).
   static void forgetDeviceLanguages();
   // The first preferred language as the platform gives it; not cached.

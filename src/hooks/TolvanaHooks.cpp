@@ -9,6 +9,7 @@
 #include "hooks/KeyTags.h"
 #include "hooks/LaunchHook.h"
 #include "support/Boundary.h"
+#include "tolvana/platform/Platform.h"
 
 namespace tolvana {
 
@@ -21,6 +22,12 @@ std::optional<TolvanaHooks::Answer> answer(std::optional<TLLocalizedString>&& re
   return TolvanaHooks::Answer{std::move(result->text), std::move(result->key), result->repeatable};
 }
 
+// Only an answer an adapter may keep needs to know for how long, which costs a clock read.
+TolvanaHooks::Answer& withLifetime(TolvanaHooks::Answer& answer, std::int64_t started) {
+  if (answer.repeatable) answer.validUntil = TLInternal::sharedInstance()->answersValidUntil(started);
+  return answer;
+}
+
 }  // namespace
 
 bool TolvanaHooks::autostartEnabled() {
@@ -30,8 +37,12 @@ bool TolvanaHooks::autostartEnabled() {
 std::optional<TolvanaHooks::Answer> TolvanaHooks::lookUp(std::string_view key,
                                                          std::optional<std::string_view> defaultValue,
                                                          std::string_view context) {
-  return guarded("lookUp", std::optional<Answer>(),
-                 [&] { return answer(BundleHook::lookUp(key, defaultValue, context)); });
+  return guarded("lookUp", std::optional<Answer>(), [&] {
+    const std::int64_t started = monotonicNanoseconds();
+    auto result = answer(BundleHook::lookUp(key, defaultValue, context));
+    if (result) withLifetime(*result, started);
+    return result;
+  });
 }
 
 std::optional<TolvanaHooks::Answer> TolvanaHooks::lookUpPlural(std::string_view key,
@@ -49,8 +60,10 @@ TolvanaHooks::Answer TolvanaHooks::lookUpInBundle(std::string_view key, std::opt
                                                   std::optional<std::string_view> table,
                                                   std::shared_ptr<const Bundle> bundle) {
   return guarded("lookUpInBundle", Answer{std::string(key), std::nullopt, false}, [&] {
+    const std::int64_t started = monotonicNanoseconds();
     auto result = TLInternal::sharedInstance()->localizedStringForKey(key, defaultValue, table, std::move(bundle));
-    return Answer{std::move(result.text), std::move(result.key), result.repeatable};
+    Answer found{std::move(result.text), std::move(result.key), result.repeatable};
+    return withLifetime(found, started);
   });
 }
 
@@ -95,6 +108,8 @@ bool TolvanaHooks::inShowIdMode() {
 std::uint64_t TolvanaHooks::answersGeneration() {
   return ProcessState::get().answersGeneration.load(std::memory_order_acquire);
 }
+
+std::int64_t TolvanaHooks::monotonicNanoseconds() { return Platform::Current().clock().monotonicNanoseconds(); }
 
 std::uint64_t TolvanaHooks::textsChangedCount() { return ProcessState::get().textsChanged.load(); }
 

@@ -1,6 +1,7 @@
 #include "localization/StringLookup.h"
 
 #include <algorithm>
+#include <chrono>
 
 #include "config/TLDeviceUtil.h"
 #include "localization/DevelopmentLanguage.h"
@@ -16,6 +17,9 @@ namespace tolvana {
 namespace {
 
 bool absentOrEmpty(const std::optional<std::string>& text) { return !text || text->empty(); }
+
+// On the platform's clock, which tests move on by hand, as the stores' checks are.
+std::int64_t monotonicNanoseconds() { return Platform::Current().clock().monotonicNanoseconds(); }
 
 std::shared_ptr<const Bundle> orMainBundle(std::shared_ptr<const Bundle> bundle) {
   return bundle ? bundle : Platform::Current().bundles().mainBundle();
@@ -70,19 +74,68 @@ TLLocalizedString StringLookup::localizedStringForKey(std::string_view key, std:
   if (!state.enabled || !db || !settings.initialized) {
     return tagged(shown(orMainBundle(bundle)->localizedStringForKey(key, value, table)), key);
   }
-  const DeviceLanguages& device = TLDeviceUtil::deviceLanguages();
+  // A look-up that may record a miss goes to the collection every time, one that is logged
+  // logs what it found, and one in another table or bundle is rare enough not to keep.
+  if (table || bundle || state.logGetString || (value && !value->empty() && state.collectMissingEnabled(settings))) {
+    return lookUpInStores(*db, settings, TLDeviceUtil::deviceLanguages(), key, value, table, std::move(bundle));
+  }
+  const RecentAnswers::Stamp stamp = stampFor(*db);
+  RecentAnswers::Probe probe = RecentAnswers::find(stamp, key, value);
+  if (probe.kept && monotonicNanoseconds() < probe.kept->validUntil) {
+    TLLocalizedString answer = tagged(probe.kept->text, key);
+    answer.source = probe.kept->source;
+    answer.sourceLanguage = probe.kept->sourceLanguage;
+    answer.repeatable = !answer.key;
+    return answer;
+  }
+  // Before the look-up: each store it reads is then due to look for outside changes later.
+  const std::int64_t started = probe.admit ? monotonicNanoseconds() : 0;
+  TLLocalizedString answer =
+      lookUpInStores(*db, settings, TLDeviceUtil::deviceLanguages(), key, value, table, nullptr);
+  // Taken again: an answer made while something changed is not kept under the stamp before.
+  if (probe.admit && stampFor(*db) == stamp) {
+    RecentAnswers::keep(stamp, key, value, answer, db->answersValidUntil(started));
+  }
+  return answer;
+}
+
+std::int64_t StringLookup::answersValidUntil(std::int64_t started) const {
+  ReadEpoch::Section section;
+  const TLDatabase* db = context_.state.currentDatabase();
+  return db ? db->answersValidUntil(started) : started;
+}
+
+// Taken before the device languages are read, so that a change of them in between shows.
+RecentAnswers::Stamp StringLookup::stampFor(const TLDatabase& db) const {
+  const EngineState& state = context_.state;
+  return {owner_,
+          &db,
+          &Platform::Current(),
+          db.lookupVersion(),
+          TLDBProtocol::contentVersion(),
+          (state.enabled ? 1u : 0u) | (state.inDraftMode ? 2u : 0u) | (state.inShowIdMode ? 4u : 0u),
+          state.pseudoExpansion.load(std::memory_order_relaxed),
+          TLDeviceUtil::deviceLanguagesVersion()};
+}
+
+TLLocalizedString StringLookup::lookUpInStores(TLDatabase& db, const TLDatabase::LookupSettings& settings,
+                                               const DeviceLanguages& device, std::string_view key,
+                                               std::optional<std::string_view> value,
+                                               std::optional<std::string_view> table,
+                                               std::shared_ptr<const Bundle> bundle) const {
+  const EngineState& state = context_.state;
   const std::optional<std::string>& base = settings.baseLanguage;
 
-  std::optional<std::string> result = valueIn(*db, key, device.longCode);
+  std::optional<std::string> result = valueIn(db, key, device.longCode);
   const std::string* answeredIn = &device.longCode;
   if (absentOrEmpty(result) && device.shortCode != device.longCode) {
-    result = valueIn(*db, key, device.shortCode);
+    result = valueIn(db, key, device.shortCode);
     answeredIn = &device.shortCode;
   }
   std::optional<std::optional<std::string>> baseValue;
   bool missSeen = false;
   if (absentOrEmpty(result) && base) {
-    result = valueIn(*db, key, *base);
+    result = valueIn(db, key, *base);
     baseValue = result;
     answeredIn = &*base;
   }
@@ -90,7 +143,7 @@ TLLocalizedString StringLookup::localizedStringForKey(std::string_view key, std:
   // A miss is recorded only in the base language (or the bundle's development language),
   // and only for keys that come with a default text.
   if (value && !value->empty() && state.collectMissingEnabled(settings)) {
-    if (!baseValue) baseValue = base ? valueIn(*db, key, *base) : std::nullopt;
+    if (!baseValue) baseValue = base ? valueIn(db, key, *base) : std::nullopt;
     if (absentOrEmpty(*baseValue)) {
       missSeen = true;
       bool fromInterfaceFile = false;

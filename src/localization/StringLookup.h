@@ -14,26 +14,13 @@
 #include <string>
 #include <string_view>
 
+#include "config/TLDeviceUtil.h"
+#include "localization/RecentAnswers.h"
 #include "localization/EngineState.h"
+#include "localization/TLLocalizedString.h"
 #include "tolvana/platform/Bundle.h"
 
 namespace tolvana {
-
-// Which step of the look-up chain answered, for tools that explain a look-up.
-enum class TLLookupSource { engineOff, language, bundleTable, defaultValue, key };
-
-// A look-up result; key is set when the text must carry the key that produced it (draft
-// mode and UI tests), so the review tools can tie a shown text back to its key.
-// sourceLanguage is the store's language when a store answered.
-struct TLLocalizedString {
-  std::string text;
-  std::optional<std::string> key;
-  TLLookupSource source = TLLookupSource::engineOff;
-  std::string sourceLanguage;
-  // Asking again gives the same text with nothing else to do (no miss to record, no line to
-  // log, no key to tag) until the engine's answers move on (ProcessState::answersGeneration).
-  bool repeatable = false;
-};
 
 // Language → key → text (or default value).
 using TLLanguageMap = std::map<std::string, std::map<std::string, std::string>>;
@@ -50,6 +37,9 @@ class StringLookup {
   explicit StringLookup(Context context) : context_(std::move(context)) {}
 
   std::optional<std::string> localizedStringForKeyAndLanguage(std::string_view key, std::string_view language) const;
+  // Until when a repeatable answer of a look-up that started then stays true (steady-clock
+  // nanoseconds on the platform's clock); see TLDatabase::answersValidUntil.
+  std::int64_t answersValidUntil(std::int64_t started) const;
   TLLocalizedString localizedStringForKey(std::string_view key, std::optional<std::string_view> value,
                                           std::optional<std::string_view> table,
                                           std::shared_ptr<const Bundle> bundle) const;
@@ -78,8 +68,15 @@ class StringLookup {
   std::string shown(std::string text) const;
   std::map<std::string, std::string> storedStrings(std::string_view language) const;
   TLLocalizedString tagged(std::string text, std::string_view key) const;
+  // The look-up itself, past the kept answers.
+  TLLocalizedString lookUpInStores(TLDatabase& db, const TLDatabase::LookupSettings& settings,
+                                   const DeviceLanguages& device, std::string_view key,
+                                   std::optional<std::string_view> value, std::optional<std::string_view> table,
+                                   std::shared_ptr<const Bundle> bundle) const;
+  RecentAnswers::Stamp stampFor(const TLDatabase& db) const;
 
   Context context_;
+  const std::uint64_t owner_ = RecentAnswers::newOwner();
 };
 
 }  // namespace tolvana

@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
+#include <sqlite3.h>
 
+#include <chrono>
 #include <cstdio>
 
 #include "config/TLDeviceUtil.h"
@@ -160,6 +162,44 @@ TEST_F(StringLookupTest, TablesMapsAndExistence) {
 
   EXPECT_TRUE(parts->lookup.entryExists("empty.base"));
   EXPECT_FALSE(parts->lookup.entryExists("short.only"));
+}
+
+// Asked for often enough, a text comes from the thread's recent answers; every change that
+// bears on it must still show at once, an outside write within a second.
+TEST_F(StringLookupTest, RepeatedLookUpsSeeEveryChange) {
+  start();
+  auto repeated = [&](std::string_view key, std::optional<std::string_view> value = std::nullopt) {
+    lookup(key, value);
+    lookup(key, value);
+    return lookup(key, value);
+  };
+  EXPECT_EQ(repeated("hello"), "Servus");
+  auto store = parts->state.database()->databaseForLanguage("de-AT", false);
+  store->beginWriteTransaction();
+  store->createOrUpdateEntry("hello", "Grüß Gott", std::nullopt);
+  ASSERT_TRUE(store->commitWriteTransaction());
+  EXPECT_EQ(repeated("hello"), "Grüß Gott");
+
+  sqlite3* other = nullptr;
+  ASSERT_EQ(sqlite3_open(app.storePath("de-AT").c_str(), &other), SQLITE_OK);
+  ASSERT_EQ(sqlite3_exec(other, "UPDATE entries SET value='Von draußen, ganz neu' WHERE key='hello'", nullptr, nullptr,
+                         nullptr),
+            SQLITE_OK);
+  sqlite3_close(other);
+  app.platform.clock->advance(std::chrono::seconds(1));
+  EXPECT_EQ(repeated("hello"), "Von draußen, ganz neu");
+
+  parts->state.inShowIdMode = true;
+  EXPECT_EQ(repeated("hello"), "hello");
+  parts->state.inShowIdMode = false;
+  app.platform.locale->setPreferredLanguages({"de"});
+  TLDeviceUtil::forgetDeviceLanguages();
+  EXPECT_EQ(repeated("hello"), "Hallo");
+
+  EXPECT_EQ(repeated("missing", "Missing text"), "Missing text");
+  parts->state.inDraftMode = true;  // misses are collected from now on
+  EXPECT_EQ(repeated("missing", "Missing text"), "Missing text");
+  EXPECT_EQ(parts->missing.missingEntries(), (TLLanguageMap{{"en", {{"missing", "Missing text"}}}}));
 }
 
 }  // namespace

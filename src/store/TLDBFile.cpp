@@ -39,9 +39,13 @@ void TLDBFile::open(bool) {
   } else {
     database_.emplace();
   }
+  contentChanged();
 }
 
-void TLDBFile::close() { database_.reset(); }
+void TLDBFile::close() {
+  database_.reset();
+  contentChanged();
+}
 
 void TLDBFile::save() {
   if (!database_) return;
@@ -66,6 +70,7 @@ void TLDBFile::createOrUpdateEntry(std::string_view key, std::optional<std::stri
   if (value) row.emplace("value", *value);
   if (draft) row.emplace("draft", *draft);
   (*database_)[prefixed(kEntryPrefix, key)] = Value(std::move(row));
+  contentChanged();
 }
 
 void TLDBFile::createOrUpdateGroup(std::string_view name, std::int64_t version) {

@@ -10,6 +10,7 @@
 // prepared statements live in the object.
 #pragma once
 
+#include <atomic>
 #include <cstdint>
 #include <map>
 #include <optional>
@@ -48,6 +49,20 @@ class TLDBProtocol {
   // True when entryValueForKey() and entryForKey() may run concurrently with the owner's
   // other calls; otherwise the owner serialises them too.
   virtual bool readsConcurrently() const { return false; }
+  // When the store next looks for changes made to its file by another process (steady-clock
+  // nanoseconds); an answer taken from it holds until then at the latest.
+  virtual std::int64_t nextOutsideCheck() const { return INT64_MAX; }
+
+  // Counts every change to what any store of the process answers: whoever keeps answers
+  // keeps them only while it stands still.
+  static std::uint64_t contentVersion() { return contentVersion_.load(std::memory_order_acquire); }
+
+ protected:
+  // After the change is visible to readers.
+  static void contentChanged() { contentVersion_.fetch_add(1, std::memory_order_release); }
+
+ private:
+  static inline std::atomic<std::uint64_t> contentVersion_{1};
 };
 
 }  // namespace tolvana

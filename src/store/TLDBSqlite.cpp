@@ -190,9 +190,12 @@ bool TLDBSqlite::loadIndex() {
     if (!index) return false;
     ReadIndexSnapshot::save(dbPath_, fingerprint, *index);
   }
-  LockGuard lock(indexMutex_);
-  index_ = std::move(index);
-  indexSignature_ = signature;
+  {
+    LockGuard lock(indexMutex_);
+    index_ = std::move(index);
+    indexSignature_ = signature;
+  }
+  contentChanged();
   return true;
 }
 
@@ -230,14 +233,16 @@ std::optional<TLReadIndex> TLDBSqlite::readIndexFromStore() {
 
 void TLDBSqlite::noticeOutsideChanges() {
   // The platform's clock, so that tests can let a second pass.
-  const std::int64_t now = std::chrono::duration_cast<std::chrono::nanoseconds>(
-                               Platform::Current().clock().monotonicNow().time_since_epoch())
-                               .count();
+  const std::int64_t now = Platform::Current().clock().monotonicNanoseconds();
   std::int64_t due = nextOutsideCheck_.load(std::memory_order_relaxed);
   if (now < due || !nextOutsideCheck_.compare_exchange_strong(due, now + kOutsideCheckInterval.count())) return;
   FileSignature current = FileSignature::of(dbPath_);
-  LockGuard lock(indexMutex_);
-  if (index_ && !(current == indexSignature_)) index_.reset();
+  {
+    LockGuard lock(indexMutex_);
+    if (!index_ || current == indexSignature_) return;
+    index_.reset();
+  }
+  contentChanged();
 }
 
 std::size_t TLDBSqlite::indexBytes() const {

@@ -71,6 +71,7 @@ class TLDBSqlite final : public TLDBProtocol {
   void save() override;
   bool isBroken() const override { return broken_; }
   bool readsConcurrently() const override { return true; }
+  std::int64_t nextOutsideCheck() const override { return nextOutsideCheck_.load(std::memory_order_acquire); }
   // The heap bytes of the read index; 0 before it is loaded.
   std::size_t indexBytes() const;
 

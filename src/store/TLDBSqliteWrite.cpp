@@ -35,6 +35,7 @@ void TLDBSqlite::applyCommittedRows() {
     groupVersions_.reset();
   }
   pendingGroups_.clear();
+  contentChanged();
 }
 
 void TLDBSqlite::noteFailure(int result, bool writing) {

@@ -104,6 +104,16 @@ class TLDatabase {
     std::optional<std::string> baseLanguage;
   };
   const LookupSettings& lookupSettings() const;
+  // Moves on with every change to what look-ups read of the manager itself.
+  std::uint64_t lookupVersion() const { return lookupVersion_.load(std::memory_order_acquire); }
+  // The earliest of the next outside-change checks after the given time among the stores
+  // look-ups have read (steady-clock nanoseconds); one due earlier has not been read since.
+  // Inside a ReadEpoch::Section.
+  std::int64_t nextOutsideCheck(std::int64_t after) const;
+  // Until when an answer of a look-up that started then may be given again without reading
+  // the stores: a second at most, and no later than the next outside-change check of a store
+  // it read. Inside a ReadEpoch::Section.
+  std::int64_t answersValidUntil(std::int64_t started) const;
   std::string apiSecret() const;
   std::string appId() const;
   std::optional<std::string> baseLanguage() const;

@@ -1,5 +1,7 @@
 // TLDatabase's read side: what look-ups ask of the manager, answered without its main lock
 // and, while nothing changes, without any lock of the manager's.
+#include <algorithm>
+#include <chrono>
 #include <utility>
 
 #include "config/ProcessState.h"
@@ -115,5 +117,21 @@ std::optional<TLLanguageEntry> TLDatabase::entryWithKey(std::string_view key, st
 }
 
 const TLDatabase::LookupSettings& TLDatabase::lookupSettings() const { return readView().settings; }
+
+std::int64_t TLDatabase::answersValidUntil(std::int64_t started) const {
+  // Outside changes to a store's file are looked for once a second; a kept answer lasts no
+  // longer, for stores whose next look it cannot know.
+  constexpr std::int64_t kAnswerLifetime = std::chrono::nanoseconds(std::chrono::seconds(1)).count();
+  return std::min(started + kAnswerLifetime, nextOutsideCheck(started));
+}
+
+std::int64_t TLDatabase::nextOutsideCheck(std::int64_t after) const {
+  std::int64_t earliest = INT64_MAX;
+  for (const auto& [code, store] : readView().stores) {
+    const std::int64_t due = store ? store->nextOutsideCheck() : INT64_MAX;
+    if (due > after) earliest = std::min(earliest, due);
+  }
+  return earliest;
+}
 
 }  // namespace tolvana

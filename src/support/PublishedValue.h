@@ -52,12 +52,18 @@ class PublishedValue {
     return *computed;
   }
 
+  // Differs from every number another value or another generation of this one had: read
+  // before get(), it tells a reader that kept something derived from the value whether that
+  // still stands.
+  std::uint64_t version() const { return version_.load(std::memory_order_acquire); }
+
   void clear() {
     const T* old;
     {
       LockGuard lock(mutex_);
       ++generation_;
       old = value_.exchange(nullptr);
+      version_.store(nextVersion(), std::memory_order_release);
     }
     if (old) ReadEpoch::retire([old] { delete old; });
   }
@@ -66,6 +72,11 @@ class PublishedValue {
   Mutex mutex_;
   std::uint64_t generation_ TL_GUARDED_BY(mutex_) = 0;
   std::atomic<const T*> value_{nullptr};
+  static std::uint64_t nextVersion() {
+    static std::atomic<std::uint64_t> versions{1};
+    return versions.fetch_add(1, std::memory_order_relaxed);
+  }
+  std::atomic<std::uint64_t> version_{nextVersion()};
 };
 
 }  // namespace tolvana

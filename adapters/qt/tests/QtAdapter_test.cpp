@@ -5,6 +5,7 @@
 #include <QAbstractButton>
 #include <QApplication>
 #include <QDialog>
+#include <QDirIterator>
 #include <QElapsedTimer>
 #include <QLabel>
 #include <QLineEdit>
@@ -14,9 +15,11 @@
 #include <QThread>
 #include <QTranslator>
 #include <atomic>
+#include <chrono>
 #include <functional>
 #include <thread>
 #include <vector>
+#include <sqlite3.h>
 #include <tolvana/Tolvana.h>
 #include <tolvana/platform/Platform.h>
 #include <tolvana/qt/WidgetKeys.h>
@@ -170,6 +173,23 @@ TEST(QtAdapter, KeptAnswersFollowShowIdMode) {
   for (auto& reader : readers) reader.join();
   EXPECT_EQ(wrong, 0);
   EXPECT_EQ(tr("Welcome"), "Willkommen");
+
+  // Another process's write to the store moves no generation on; the kept answer lapses at
+  // the store's next look for outside changes, a second at most.
+  QString store;
+  for (QDirIterator it(qEnvironmentVariable("XDG_DATA_HOME"), {"de.sqlite"}, QDir::Files,
+                       QDirIterator::Subdirectories);
+       it.hasNext();) {
+    store = it.next();
+  }
+  ASSERT_FALSE(store.isEmpty());
+  sqlite3* other = nullptr;
+  ASSERT_EQ(sqlite3_open(store.toUtf8().constData(), &other), SQLITE_OK);
+  const char* write = "UPDATE entries SET value='Willkommen von draussen' WHERE key='Welcome'";
+  ASSERT_EQ(sqlite3_exec(other, write, nullptr, nullptr, nullptr), SQLITE_OK);
+  sqlite3_close(other);
+  std::this_thread::sleep_for(std::chrono::milliseconds(1100));
+  EXPECT_EQ(tr("Welcome"), "Willkommen von draussen");
 }
 
 class LanguageChanges final : public QWidget {

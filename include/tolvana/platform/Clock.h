@@ -4,6 +4,7 @@
 #pragma once
 
 #include <chrono>
+#include <cstdint>
 
 #include "tolvana/Export.h"
 
@@ -16,6 +17,10 @@ class TOLVANA_EXPORT Clock {
   virtual double secondsSince1970() const = 0;
   // A monotonic time point, for delays and time-outs.
   virtual std::chrono::steady_clock::time_point monotonicNow() const = 0;
+  // The same in nanoseconds, the unit kept answers and outside-change checks are stamped in.
+  std::int64_t monotonicNanoseconds() const {
+    return std::chrono::duration_cast<std::chrono::nanoseconds>(monotonicNow().time_since_epoch()).count();
+  }
 };
 
 }  // namespace tolvana

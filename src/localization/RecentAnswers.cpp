@@ -1,0 +1,115 @@
+#include "localization/RecentAnswers.h"
+
+#include <algorithm>
+#include <atomic>
+#include <cstring>
+#include <memory>
+
+namespace tolvana {
+
+namespace {
+
+// Room for the texts of many screens, a few thousand keys, at about 170 bytes a slot (700 KB
+// in each thread that looks texts up, besides the texts): a smaller table lets keys drawn
+// in turn push each other out before they come round again.
+constexpr std::uint32_t kSlots = 4096;
+
+struct Slot {
+  RecentAnswers::Entry entry;
+  std::uint32_t sighted = 0;  // the hash of the last key that missed here
+};
+
+struct ThreadAnswers {
+  RecentAnswers::Stamp stamp;
+  std::uint64_t generation = 1;
+  Slot slots[kSlots];
+};
+
+// A plain pointer, so that a probe reaches it without a guard; the owner frees it when the
+// thread ends.
+constinit thread_local ThreadAnswers* current = nullptr;
+
+// Clears the pointer before the answers go, for a look-up made by a later thread-exit handler.
+struct ThreadOwner {
+  std::unique_ptr<ThreadAnswers> answers;
+  ~ThreadOwner() { current = nullptr; }
+};
+
+ThreadAnswers& threadAnswers() {
+  if (ThreadAnswers* answers = current) return *answers;
+  static thread_local ThreadOwner owner;
+  owner.answers = std::make_unique<ThreadAnswers>();
+  current = owner.answers.get();
+  return *current;
+}
+
+// Only picks a slot, the key is compared in full: its length and its first and last eight
+// bytes tell apart the keys a screen shows, at a fraction of the cost of hashing each byte.
+std::uint32_t hashOf(std::string_view key) {
+  if (key.empty()) return 0;
+  std::uint64_t head = 0;
+  std::uint64_t tail = 0;
+  const std::size_t n = std::min<std::size_t>(key.size(), 8);
+  std::memcpy(&head, key.data(), n);
+  std::memcpy(&tail, key.data() + key.size() - n, n);
+  std::uint64_t mixed = head ^ (tail * 0x9E3779B97F4A7C15ull) ^ key.size();
+  // Folded down before and after the multiplication: a key's last bytes sit in the high bits.
+  mixed ^= mixed >> 33;
+  mixed *= 0xFF51AFD7ED558CCDull;
+  mixed ^= mixed >> 33;
+  return static_cast<std::uint32_t>(mixed);
+}
+
+bool sameValue(const std::optional<std::string>& kept, std::optional<std::string_view> value) {
+  return kept.has_value() == value.has_value() && (!value || *kept == *value);
+}
+
+// Under a new stamp every kept answer is void; the generation says so without touching them.
+void takeOn(ThreadAnswers& answers, const RecentAnswers::Stamp& stamp) {
+  if (answers.stamp == stamp) return;
+  answers.stamp = stamp;
+  ++answers.generation;
+}
+
+}  // namespace
+
+RecentAnswers::Probe RecentAnswers::find(const Stamp& stamp, std::string_view key, std::optional<std::string_view> value) {
+  ThreadAnswers& answers = threadAnswers();
+  takeOn(answers, stamp);
+  const std::uint32_t hash = hashOf(key);
+  Slot& slot = answers.slots[hash % kSlots];
+  const Entry& entry = slot.entry;
+  if (entry.generation == answers.generation && entry.hash == hash && entry.key == key && sameValue(entry.value, value)) {
+    return {&entry, true};
+  }
+  bool again = slot.sighted == hash;
+  slot.sighted = hash;
+  return {nullptr, again};
+}
+
+void RecentAnswers::keep(const Stamp& stamp, std::string_view key, std::optional<std::string_view> value,
+                       const TLLocalizedString& answer, std::int64_t validUntil) {
+  ThreadAnswers& answers = threadAnswers();
+  if (!(answers.stamp == stamp)) return;
+  const std::uint32_t hash = hashOf(key);
+  Entry& entry = answers.slots[hash % kSlots].entry;
+  entry.generation = answers.generation;
+  entry.hash = hash;
+  entry.validUntil = validUntil;
+  entry.key.assign(key);
+  if (value) {
+    entry.value.emplace(*value);
+  } else {
+    entry.value.reset();
+  }
+  entry.text = answer.text;
+  entry.source = answer.source;
+  entry.sourceLanguage = answer.sourceLanguage;
+}
+
+std::uint64_t RecentAnswers::newOwner() {
+  static std::atomic<std::uint64_t> next{1};
+  return next.fetch_add(1, std::memory_order_relaxed);
+}
+
+}  // namespace tolvana

@@ -1,0 +1,59 @@
+// RecentAnswers: the answers a thread's look-ups gave lately, so that a text shown again costs
+// a probe instead of a walk through the stores of three languages and the bundle. Each thread
+// keeps its own, so a probe takes no lock and shares no line with other threads.
+//
+// An answer is kept under a stamp of everything it was made from besides its key and default
+// text (the engine, the store manager's version, the stores' contents, the switches, the
+// device languages); a look-up under another stamp drops every kept answer. An answer also
+// lapses when a store it may come from is due to look for outside changes to its file.
+// Only keys seen twice in a row in their slot are kept, so a walk over more keys than the
+// slots hold does not pay to fill them.
+//
+// Thread contract: any thread; each sees only its own answers.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "localization/TLLocalizedString.h"
+
+namespace tolvana {
+
+class RecentAnswers {
+ public:
+  struct Stamp {
+    std::uint64_t owner = 0;
+    const void* database = nullptr;
+    const void* platform = nullptr;
+    std::uint64_t lookupVersion = 0;
+    std::uint64_t contentVersion = 0;
+    unsigned switches = 0;
+    double pseudoExpansion = -1;
+    std::uint64_t deviceLanguages = 0;
+    bool operator==(const Stamp& other) const = default;
+  };
+  struct Entry {
+    std::uint64_t generation = 0;
+    std::uint32_t hash = 0;
+    std::int64_t validUntil = 0;  // steady-clock nanoseconds
+    std::string key;
+    std::optional<std::string> value;
+    std::string text;
+    TLLookupSource source = TLLookupSource::engineOff;
+    std::string sourceLanguage;
+  };
+  struct Probe {
+    const Entry* kept = nullptr;  // still to be checked against the clock
+    bool admit = false;           // whether the answer, once made, is worth keeping
+  };
+
+  static Probe find(const Stamp& stamp, std::string_view key, std::optional<std::string_view> value);
+  static void keep(const Stamp& stamp, std::string_view key, std::optional<std::string_view> value,
+                   const TLLocalizedString& answer, std::int64_t validUntil);
+  // A number no other owner of answers ever had.
+  static std::uint64_t newOwner();
+};
+
+}  // namespace tolvana
