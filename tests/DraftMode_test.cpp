@@ -4,6 +4,7 @@
 
 #include "core/TLInternal.h"
 #include "tests/support/AppFixture.h"
+#include "tolvana/Hooks.h"
 
 namespace tolvana {
 namespace {
@@ -45,6 +46,7 @@ TEST(DraftMode, KeyDialogFlows) {
     auto engine = TLInternal::sharedInstance();
     if (c.startInDraftMode) engine->setScreenShotMenuVisible(true);
     app.platform.dispatch->drain();
+    const std::uint64_t answers = TolvanaHooks::answersGeneration();
 
     engine->showDraftModeDialog();
     engine->showDraftModeDialog();  // a press held on asks again
@@ -65,6 +67,8 @@ TEST(DraftMode, KeyDialogFlows) {
     bool nowInDraftMode = c.startInDraftMode != c.switched;
     EXPECT_EQ(engine->isInDraftMode(), nowInDraftMode);
     EXPECT_EQ(TLInternal::readDraftMode(*app.platform.defaults), nowInDraftMode);
+    // Answers an adapter kept must go with the mode they were given in.
+    EXPECT_EQ(TolvanaHooks::answersGeneration() != answers, c.switched);
 
     app.platform.clock->advance(std::chrono::milliseconds(999));
     app.platform.dispatch->drain();

@@ -67,6 +67,13 @@ void TolvanaTranslator::announceTextsChanged() {
 QString TolvanaTranslator::translate(const char* context, const char* sourceText, const char* disambiguation,
                                      int n) const {
   if (!sourceText || !*sourceText || isQtClass(context)) return {};
+  // Read before the look-up: an answer that changes while it runs is then kept for a
+  // generation that has already passed, and never served.
+  const std::uint64_t generation = TolvanaHooks::answersGeneration();
+  const AnswerCache::Key cacheKey(AnswerCache::Query{context, sourceText, disambiguation});
+  if (n < 0) {
+    if (auto kept = answers_.find(generation, cacheKey)) return *std::move(kept);
+  }
   std::string_view key(sourceText);
   std::string_view translationContext = context ? std::string_view(context) : std::string_view();
   // qtTrId passes no context: its id is a key, not a text to show.
@@ -82,7 +89,9 @@ QString TolvanaTranslator::translate(const char* context, const char* sourceText
     return toQString(TolvanaHooks::lookUpPlural(key, defaultValue, translationContext, static_cast<std::uint64_t>(n)),
                      n);
   }
-  return toQString(TolvanaHooks::lookUp(key, defaultValue, translationContext));
+  auto answer = TolvanaHooks::lookUp(key, defaultValue, translationContext);
+  if (answer && answer->repeatable) return answers_.keep(generation, cacheKey, answer->text);
+  return toQString(answer);
 }
 
 bool TolvanaTranslator::eventFilter(QObject* watched, QEvent* event) {

@@ -16,6 +16,8 @@
 #include <QObject>
 #include <QTranslator>
 
+#include "AnswerCache.h"
+
 namespace tolvana::qt {
 
 class TolvanaTranslator final : public QTranslator {
@@ -42,6 +44,8 @@ class TolvanaTranslator final : public QTranslator {
   bool busy_ = false;
   // Read once, when the application object is made.
   bool keysWithContext_ = false;
+  // Plural answers are not kept: the quantity is part of the text.
+  mutable AnswerCache answers_;
 };
 
 }  // namespace tolvana::qt

@@ -33,6 +33,10 @@ class TOLVANA_EXPORT TolvanaHooks {
   struct Answer {
     std::string text;                ///< The text to show.
     std::optional<std::string> key;  ///< Set when the text must carry its key (draft mode, UI tests).
+    /// The same look-up answers the same text, and has nothing else to do (no miss to record,
+    /// no line to log, no key to tag), for as long as answersGeneration() stays where it was
+    /// before this look-up: an adapter may keep the answer for that long.
+    bool repeatable = false;
   };
 
   /// Whether the app lets the library insert itself ("TolvanaEnableAutostart").
@@ -88,6 +92,10 @@ class TOLVANA_EXPORT TolvanaHooks {
   static bool inDraftMode();
   static bool inShowIdMode();
 
+  /// Moves on after anything that may change an answer: texts written into the stores, the
+  /// language switched, draft, show-ID or pseudo-localisation mode turned on or off, the
+  /// engine enabled, disabled or started again. Never moves back.
+  static std::uint64_t answersGeneration();
   /// Counts the updates that wrote texts into the stores; a change tells the adapter that
   /// shown texts may be out of date.
   static std::uint64_t textsChangedCount();

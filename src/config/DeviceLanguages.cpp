@@ -56,7 +56,11 @@ std::string TLDeviceUtil::deviceLanguage() {
   return deviceLanguages().shortCode;
 }
 
-void TLDeviceUtil::forgetDeviceLanguages() { ProcessState::get().deviceLanguages.clear(); }
+void TLDeviceUtil::forgetDeviceLanguages() {
+  ProcessState& state = ProcessState::get();
+  state.deviceLanguages.clear();
+  state.answersChanged();
+}
 
 std::string TLDeviceUtil::deviceLocale() {
   std::string language = firstPreferredLanguage();

@@ -41,6 +41,11 @@ struct ProcessState {
   std::atomic<bool> firstUpdateCompleted{false};
   std::atomic<bool> gesturesRegistered{false};
   std::atomic<std::uint64_t> textsChanged{0};  // updates that wrote texts, for toolkit adapters
+  // Moves on after anything that may change what a look-up answers, so that an adapter may keep
+  // answers for as long as it stands still. Never reset, not even for a simulated new process:
+  // an answer kept before must not pass for one of the new engine's.
+  std::atomic<std::uint64_t> answersGeneration{1};
+  void answersChanged() { answersGeneration.fetch_add(1, std::memory_order_release); }
 
   // Facts read on first use and kept for the process.
   CachedFlag searchAllBundles;

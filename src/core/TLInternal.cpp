@@ -130,6 +130,7 @@ std::shared_ptr<TLInternal> TLInternal::sharedInstance() {
   state.starting->start();
   state.engine = state.starting;
   published_.store(state.engine.get());
+  state.answersChanged();  // look-ups during the start were answered from the bundle alone
   return state.engine;
 }
 
@@ -245,17 +246,13 @@ void TLInternal::setEnabled(bool enabled) {
     LockGuard lock(state_.lock());
     if (state_.enabled == enabled) return;
     state_.enabled = enabled;
+    ProcessState::get().answersChanged();
     logInfo("Tolvana is now %@!", enabled ? "enabled" : "disabled");
     writeTolvanaEnabled();
     auto database = state_.database();
     restart = enabled && (!database || !database->initialized());
   }
   if (restart) resetInstance();
-}
-
-void TLInternal::setInDraftMode(bool inDraftMode) {
-  if (state_.inDraftMode.exchange(inDraftMode) == inDraftMode) return;
-  inDraftMode ? live_->startIfWanted() : removeOverlay();
 }
 
 bool TLInternal::readDraftMode(const UserDefaults& defaults) {

@@ -26,6 +26,7 @@
 #include <string_view>
 #include <vector>
 
+#include "config/ProcessState.h"
 #include "localization/EngineState.h"
 #include "localization/LanguageSelection.h"
 #include "localization/StringLookup.h"
@@ -78,9 +79,15 @@ class TLInternal : public std::enable_shared_from_this<TLInternal> {
   static bool readTolvanaEnabled(const UserDefaults& defaults);
   void writeTolvanaEnabled();
   bool isInDraftMode() const { return state_.inDraftMode; }
-  void setInDraftMode(bool inDraftMode);
+  void setInDraftMode(bool inDraftMode) {
+    if (state_.inDraftMode.exchange(inDraftMode) == inDraftMode) return;
+    ProcessState::get().answersChanged();
+    inDraftMode ? live_->startIfWanted() : removeOverlay();
+  }
   bool isInShowIdMode() const { return state_.inShowIdMode; }
-  void setInShowIdMode(bool inShowIdMode) { state_.inShowIdMode = inShowIdMode; }
+  void setInShowIdMode(bool inShowIdMode) {
+    if (state_.inShowIdMode.exchange(inShowIdMode) != inShowIdMode) ProcessState::get().answersChanged();
+  }
   static bool readDraftMode(const UserDefaults& defaults);
   void writeDraftMode();
   bool IsDraftModeEnabled() const;

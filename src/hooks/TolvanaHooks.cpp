@@ -18,7 +18,7 @@ namespace {
 // The look-up's text moves on: a toolkit's every tr() passes here.
 std::optional<TolvanaHooks::Answer> answer(std::optional<TLLocalizedString>&& result) {
   if (!result) return std::nullopt;
-  return TolvanaHooks::Answer{std::move(result->text), std::move(result->key)};
+  return TolvanaHooks::Answer{std::move(result->text), std::move(result->key), result->repeatable};
 }
 
 }  // namespace
@@ -48,9 +48,9 @@ bool TolvanaHooks::servesOtherBundle(const Bundle& bundle) {
 TolvanaHooks::Answer TolvanaHooks::lookUpInBundle(std::string_view key, std::optional<std::string_view> defaultValue,
                                                   std::optional<std::string_view> table,
                                                   std::shared_ptr<const Bundle> bundle) {
-  return guarded("lookUpInBundle", Answer{std::string(key), std::nullopt}, [&] {
+  return guarded("lookUpInBundle", Answer{std::string(key), std::nullopt, false}, [&] {
     auto result = TLInternal::sharedInstance()->localizedStringForKey(key, defaultValue, table, std::move(bundle));
-    return Answer{std::move(result.text), std::move(result.key)};
+    return Answer{std::move(result.text), std::move(result.key), result.repeatable};
   });
 }
 
@@ -90,6 +90,10 @@ bool TolvanaHooks::inDraftMode() {
 
 bool TolvanaHooks::inShowIdMode() {
   return guarded("inShowIdMode", false, [] { return TLInternal::sharedInstance()->isInShowIdMode(); });
+}
+
+std::uint64_t TolvanaHooks::answersGeneration() {
+  return ProcessState::get().answersGeneration.load(std::memory_order_acquire);
 }
 
 std::uint64_t TolvanaHooks::textsChangedCount() { return ProcessState::get().textsChanged.load(); }

@@ -12,6 +12,7 @@
 #include <mutex>
 #include <vector>
 
+#include "config/ProcessState.h"
 #include "store/TLDatabase.h"
 #include "support/Mutex.h"
 
@@ -32,6 +33,7 @@ class EngineState {
     if (database_) replaced_.push_back(std::move(database_));
     database_ = std::move(database);
     current_.store(database_.get(), std::memory_order_release);
+    ProcessState::get().answersChanged();
   }
   // The manager for the look-up path, which runs for every text a screen shows: no lock and
   // no reference count. Valid as long as this state.

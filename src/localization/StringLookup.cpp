@@ -80,6 +80,7 @@ TLLocalizedString StringLookup::localizedStringForKey(std::string_view key, std:
     answeredIn = &device.shortCode;
   }
   std::optional<std::optional<std::string>> baseValue;
+  bool missSeen = false;
   if (absentOrEmpty(result) && base) {
     result = valueIn(*db, key, *base);
     baseValue = result;
@@ -91,6 +92,7 @@ TLLocalizedString StringLookup::localizedStringForKey(std::string_view key, std:
   if (value && !value->empty() && state.collectMissingEnabled(settings)) {
     if (!baseValue) baseValue = base ? valueIn(*db, key, *base) : std::nullopt;
     if (absentOrEmpty(*baseValue)) {
+      missSeen = true;
       bool fromInterfaceFile = false;
       if (table) {
         bundle = orMainBundle(bundle);
@@ -122,6 +124,7 @@ TLLocalizedString StringLookup::localizedStringForKey(std::string_view key, std:
   TLLocalizedString answer = tagged(shown(std::move(*result)), key);
   answer.source = source;
   if (source == TLLookupSource::language) answer.sourceLanguage = *answeredIn;
+  answer.repeatable = !missSeen && !state.logGetString && !answer.key;
   return answer;
 }
 

@@ -30,6 +30,9 @@ struct TLLocalizedString {
   std::optional<std::string> key;
   TLLookupSource source = TLLookupSource::engineOff;
   std::string sourceLanguage;
+  // Asking again gives the same text with nothing else to do (no miss to record, no line to
+  // log, no key to tag) until the engine's answers move on (ProcessState::answersGeneration).
+  bool repeatable = false;
 };
 
 // Language → key → text (or default value).

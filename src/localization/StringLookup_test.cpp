@@ -85,6 +85,19 @@ TEST_F(StringLookupTest, MissesAreRecordedOnlyUnderTheirConditions) {
             1u);
 }
 
+// What an adapter may keep: an answer whose look-up had nothing else to do.
+TEST_F(StringLookupTest, RepeatableOnlyWithoutAMissToRecordOrAKeyToTag) {
+  app.platform.device->setBeingTraced(true);
+  start();
+  auto repeatable = [&](std::string_view key, std::optional<std::string_view> value) {
+    return parts->lookup.localizedStringForKey(key, value, std::nullopt, nullptr).repeatable;
+  };
+  EXPECT_TRUE(repeatable("hello", "Hi"));
+  EXPECT_FALSE(repeatable("missing", "Missing text"));
+  parts->state.inDraftMode = true;
+  EXPECT_FALSE(repeatable("hello", "Hi"));
+}
+
 TEST_F(StringLookupTest, StoryboardStringsAreSkippedWhenNotCollected) {
   app.platform.device->setBeingTraced(true);
   app.bundle.info("TolvanaCollectStoryBoardStrings", false);

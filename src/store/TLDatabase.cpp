@@ -3,6 +3,7 @@
 #include <chrono>
 #include <filesystem>
 
+#include "config/ProcessState.h"
 #include "config/TLDeviceUtil.h"
 #include "config/TLSettings.h"
 #include "platform/PropertyList.h"
@@ -189,7 +190,7 @@ std::shared_ptr<TLDBProtocol> TLDatabase::openStore(std::string_view language, b
   std::string path = storePath(language);
   std::error_code ec;
   if (!createDatabase && !fs::exists(path, ec)) {
-    LookupWrite writing(*this);
+    LookupWrite writing(*this, Answers::unchanged);
     s.absentUntil[std::string(language)] = Platform::Current().clock().monotonicNow() + std::chrono::seconds(1);
     return nullptr;
   }
@@ -200,7 +201,7 @@ std::shared_ptr<TLDBProtocol> TLDatabase::openStore(std::string_view language, b
     store = TLDBSqlite::initWithPath(s.dbPathFormat.empty() ? std::nullopt : std::optional(path));
   }
   if (store) {
-    LookupWrite writing(*this);
+    LookupWrite writing(*this, Answers::unchanged);
     s.absentUntil.erase(std::string(language));
     s.databases.emplace(std::string(language), store);
   }
@@ -262,19 +263,21 @@ bool TLDatabase::isLanguageSupported(std::string_view language) {
   return state_->availableLanguages.count(std::string(language)) > 0;
 }
 
+// A parse may have written texts, whether it ended well or not.
 bool TLDatabase::parseResponseV1(const Value& answer) {
   LockGuard lock(mutex_);
-  return ResponseParser(*this).parseV1(answer);
+  bool parsed = ResponseParser(*this).parseV1(answer);
+  ProcessState::get().answersChanged();
+  return parsed;
 }
 
-bool TLDatabase::parseResponseV2(const Value& answer) {
-  LockGuard lock(mutex_);
-  return ResponseParser(*this).parseV2(json::serialize(answer));
-}
+bool TLDatabase::parseResponseV2(const Value& answer) { return parseResponseV2Json(json::serialize(answer)); }
 
 bool TLDatabase::parseResponseV2Json(const std::string& text, TextChanges* changes) {
   LockGuard lock(mutex_);
-  return ResponseParser(*this).parseV2(text, changes);
+  bool parsed = ResponseParser(*this).parseV2(text, changes);
+  ProcessState::get().answersChanged();
+  return parsed;
 }
 
 void TLDatabase::removeUnusedDatabases(const std::vector<std::string>& languages) {

@@ -141,14 +141,19 @@ class TLDatabase {
   template <typename Read>
   auto readInStore(std::string_view language, Read read) -> decltype(read(std::declval<TLDBProtocol&>()));
   // Every change to what look-ups read takes the lock exclusively and counts one version on.
+  // Opening a store, or noting that it has no file, changes no answer: the file came with an
+  // unpacking or a parse, which tell of new answers themselves.
+  enum class Answers { mayChange, unchanged };
   class TL_SCOPED_CAPABILITY LookupWrite {
    public:
-    explicit LookupWrite(const TLDatabase& database) TL_ACQUIRE(database.lookupMutex_);
+    explicit LookupWrite(const TLDatabase& database, Answers answers = Answers::mayChange)
+        TL_ACQUIRE(database.lookupMutex_);
     ~LookupWrite() TL_RELEASE();
 
    private:
     LockGuard<SharedMutex> lock_;
     std::atomic<std::uint64_t>& version_;
+    const Answers answers_;
   };
   // Guards, besides mutex_, what look-ups read: the store table, the absent languages and
   // the app-level state. Changes take both; readers only this one, so that a parse holding

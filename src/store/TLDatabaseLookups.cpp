@@ -2,6 +2,7 @@
 // and, while nothing changes, without any lock of the manager's.
 #include <utility>
 
+#include "config/ProcessState.h"
 #include "store/TLDatabase.h"
 #include "store/TLDatabaseState.h"
 #include "support/Mutex.h"
@@ -20,10 +21,13 @@ struct TLDatabase::ReadView {
 
 TLDatabase::~TLDatabase() { delete readView_.load(); }
 
-TLDatabase::LookupWrite::LookupWrite(const TLDatabase& database)
-    : lock_(database.lookupMutex_), version_(database.lookupVersion_) {}
+TLDatabase::LookupWrite::LookupWrite(const TLDatabase& database, Answers answers)
+    : lock_(database.lookupMutex_), version_(database.lookupVersion_), answers_(answers) {}
 
-TLDatabase::LookupWrite::~LookupWrite() { version_.fetch_add(1, std::memory_order_release); }
+TLDatabase::LookupWrite::~LookupWrite() {
+  version_.fetch_add(1, std::memory_order_release);
+  if (answers_ == Answers::mayChange) ProcessState::get().answersChanged();
+}
 
 const TLDatabase::ReadView& TLDatabase::publish(const ReadView* expected, ReadView* next) const {
   if (readView_.compare_exchange_strong(expected, next)) {

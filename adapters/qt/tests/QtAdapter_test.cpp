@@ -16,6 +16,7 @@
 #include <atomic>
 #include <functional>
 #include <thread>
+#include <vector>
 #include <tolvana/Tolvana.h>
 #include <tolvana/platform/Platform.h>
 #include <tolvana/qt/WidgetKeys.h>
@@ -139,6 +140,36 @@ TEST(QtAdapter, MainQueueRunsInOrderOnTheGuiThreadAndDelayedTasksNeverEarly) {
   }).join();
   ASSERT_TRUE(spinUntil([&] { return ran.size() == 6 && offGuiThread == 2; }));
   EXPECT_EQ(ran, (std::vector<std::string>{"0", "1", "2", "20a", "20b", "60"}));
+}
+
+// A text asked for again comes from what the translator kept (with the launch argument of the
+// other run, nothing is kept: every answer carries its key); whatever moves the engine's
+// answers on shows at the next ask, also while other threads ask.
+TEST(QtAdapter, KeptAnswersFollowShowIdMode) {
+  ASSERT_EQ(tr("Welcome"), "Willkommen");
+  ASSERT_EQ(tr("Welcome"), "Willkommen");
+  tolvana::Tolvana::setShowIdModeEnabled(true);
+  EXPECT_EQ(tr("Welcome"), "Welcome");
+  tolvana::Tolvana::setShowIdModeEnabled(false);
+  EXPECT_EQ(tr("Welcome"), "Willkommen");
+
+  std::atomic<bool> stop{false};
+  std::atomic<int> wrong{0};
+  std::vector<std::thread> readers;
+  for (int i = 0; i < 2; ++i) {
+    readers.emplace_back([&] {
+      while (!stop) {
+        QString text = tr("Welcome");
+        if (text != "Willkommen" && text != "Welcome") ++wrong;
+      }
+    });
+  }
+  for (int i = 0; i < 200; ++i) tolvana::Tolvana::setShowIdModeEnabled(i % 2 == 0);
+  tolvana::Tolvana::setShowIdModeEnabled(false);
+  stop = true;
+  for (auto& reader : readers) reader.join();
+  EXPECT_EQ(wrong, 0);
+  EXPECT_EQ(tr("Welcome"), "Willkommen");
 }
 
 class LanguageChanges final : public QWidget {

@@ -1,0 +1,92 @@
+// AnswerCache: the translator's answers kept per look-up (context, source text and
+// disambiguation), so that a text asked for again costs one hash probe instead of the engine's
+// look-up and a conversion from UTF-8; a window retranslating asks for every text again.
+//
+// An answer is served only in the generation of the engine's answers it was kept in
+// (TolvanaHooks::answersGeneration), and only the engine's repeatable answers are kept, so
+// nothing a look-up must do (record a miss, tag a text with its key, log) is skipped. After
+// the generation moves on, the first look-up of each text asks the engine again; where the
+// engine's text is the one kept, the converted text is kept too, since most of an update's
+// texts are those shown before. Bounded: when full, everything is forgotten at once.
+//
+// Thread contract: any thread. Finds share the lock; keeping an answer takes it alone.
+#pragma once
+
+#include <QReadWriteLock>
+#include <QString>
+#include <atomic>
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <unordered_map>
+
+namespace tolvana::qt {
+
+class AnswerCache {
+ public:
+  struct Query {
+    const char* context;  // null for an id, which differs from any context
+    const char* sourceText;
+    const char* disambiguation;
+  };
+  // The three parts as one key, on the stack where it fits: a find that allocated would pay
+  // back much of what it saves. None of the parts holds a NUL, so the joined form is
+  // unambiguous.
+  class Key {
+   public:
+    explicit Key(const Query& query);
+    Key(const Key&) = delete;
+    Key& operator=(const Key&) = delete;
+    std::string_view view() const { return {data_, size_}; }
+    // Hashed once: a look-up the cache cannot answer probes twice, before and after the engine.
+    std::size_t hash() const { return hash_; }
+
+   private:
+    char buffer_[256];
+    std::string spill_;
+    char* data_;
+    std::size_t size_;
+    std::size_t hash_;
+  };
+  static constexpr std::size_t kMaxEntries = 16384;
+  static constexpr std::size_t kMaxBytes = 8 << 20;
+
+  // The answer kept for the key in this generation.
+  std::optional<QString> find(std::uint64_t generation, const Key& key) const;
+  // The engine's text for the key as a QString, kept as the answer of a look-up that read
+  // generation before it asked the engine.
+  QString keep(std::uint64_t generation, const Key& key, const std::string& text);
+
+ private:
+  struct Entry {
+    std::uint64_t generation;
+    std::string utf8;
+    QString text;
+  };
+  struct Hash {
+    using is_transparent = void;
+    std::size_t operator()(const std::string& key) const { return std::hash<std::string_view>()(key); }
+    std::size_t operator()(const Key& key) const { return key.hash(); }
+  };
+  struct Equal {
+    using is_transparent = void;
+    bool operator()(const std::string& a, const std::string& b) const { return a == b; }
+    bool operator()(const Key& a, const std::string& b) const { return a.view() == b; }
+    bool operator()(const std::string& a, const Key& b) const { return a == b.view(); }
+  };
+
+  // Uncontended, a read lock is one compare-and-swap, where a pthread one is a call of dozens
+  // of instructions each way.
+  mutable QReadWriteLock mutex_;
+  // The newest generation an answer was kept in; while the engine's is newer, no kept answer
+  // can serve and a find need not look.
+  std::atomic<std::uint64_t> newest_{0};
+  // Guarded by mutex_.
+  std::size_t bytes_ = 0;
+  std::unordered_map<std::string, Entry, Hash, Equal> answers_;
+};
+
+}  // namespace tolvana::qt
