@@ -18,6 +18,7 @@
 #include "api/AdminAuth.h"
 #include "api/DeviceProfiles.h"
 #include "api/HttpAnswers.h"
+#include "api/LiveEndpoint.h"
 #include "api/RequestGate.h"
 #include "api/ReviewEndpoints.h"
 #include "api/Sessions.h"
@@ -44,9 +45,11 @@ struct TranslationServer::Parts {
         gate(snapshots, auth, options.api),
         update(snapshots, storage, devices, options.api, options.testFixture ? &fixture : nullptr),
         review(snapshots, storage, options.api),
-        admin(storage, devices, auth),
+        live(std::max(options.threads, 2) / 4),
+        liveEndpoint(snapshots, live, options.api),
+        admin(storage, devices, auth, live),
         accounts(storage),
-        catalogues(storage),
+        catalogues(storage, live),
         console(auth) {}
 
   bool makeServer(std::string* error);
@@ -62,6 +65,8 @@ struct TranslationServer::Parts {
   TestFixture fixture;
   UpdateEndpoint update;
   ReviewEndpoints review;
+  LiveChanges live;
+  LiveEndpoint liveEndpoint;
   AdminApi admin;
   AccountsApi accounts;
   CatalogueEndpoints catalogues;
@@ -98,6 +103,7 @@ void TranslationServer::Parts::addRoutes() {
   });
   s.Get(R"(/v4/mobile-apps/sdk/([^/]+))", [this](const auto& q, auto& r) { update.handle(q, r); });
   s.Post(R"(/v4/mobile-apps/sdk/([^/]+))", [this](const auto& q, auto& r) { update.handle(q, r); });
+  s.Get(R"(/v4/mobile-apps/sdk/([^/]+)/changes)", [this](const auto& q, auto& r) { liveEndpoint.handle(q, r); });
   s.Get(R"(/v3/mobile-apps/sdk/([^/]+)/screenTag)", [this](const auto& q, auto& r) { review.screenTags(q, r); });
   s.Post(R"(/v3/mobile-apps/sdk/([^/]+)/uploadScreenshot)",
          [this](const httplib::Request& q, httplib::Response& r, const httplib::ContentReader& reader) {
@@ -189,6 +195,8 @@ void TranslationServer::stop() {
   Parts& p = *parts_;
   if (!p.server) return;
   p.fixture.stop();
+  // Held live-preview requests end now; the pool's threads are joined by the stop.
+  p.live.close();
   p.server->stop();
   if (p.thread.joinable()) p.thread.join();
   p.server.reset();

@@ -25,7 +25,8 @@ struct ServerOptions {
   std::string stateDirectory{};              // where a made certificate is kept
   std::optional<std::string> adminToken{};   // without one, the admin API takes console sessions only
   // Request threads. A thread serves one connection at a time, for as long as it stays open,
-  // so this is also how many devices are answered at once.
+  // so this is also how many devices are answered at once. At most a quarter of them hold a
+  // live-preview request open (LiveChanges).
   int threads = 64;
   ApiOptions api;
   bool testFixture = false;  // faults and the request record that tests use

@@ -26,6 +26,19 @@ std::optional<Value> objectBody(const httplib::Request& request, httplib::Respon
   return body;
 }
 
+template <class Records>
+std::vector<LiveChanges::Change> changesOf(const Records& records) {
+  std::vector<LiveChanges::Change> changes;
+  for (const auto& record : records) {
+    if constexpr (requires { record.name; }) {
+      changes.push_back({record.language, record.name});
+    } else {
+      changes.push_back({record.language, record.group});
+    }
+  }
+  return changes;
+}
+
 std::optional<std::string> param(const httplib::Request& request, const char* name) {
   if (!request.has_param(name)) return std::nullopt;
   return request.get_param_value(name);
@@ -120,6 +133,7 @@ void AdminApi::editEntries(const httplib::Request& request, httplib::Response& r
     if (auto problem = readEdit(items->asArray()[i], &edits[i])) return refuse(request, response, 400, *problem);
   }
   storage_.editDrafts(request.matches[1], edits);
+  live_.note(request.matches[1], changesOf(edits));
   answerJson(response, Value::Dictionary{{"edited", static_cast<std::int64_t>(edits.size())}});
 }
 
@@ -134,6 +148,7 @@ void AdminApi::publish(const httplib::Request& request, httplib::Response& respo
     }
   }
   Publication publication = storage_.publish(request.matches[1], scope);
+  live_.note(request.matches[1], changesOf(publication.changed));
   Value::Array changed;
   for (const Group& group : publication.changed) changed.push_back(toJson(group));
   answerJson(response, Value::Dictionary{{"changed", changed}, {"version", publication.contentVersion}});
@@ -169,6 +184,7 @@ void AdminApi::acceptMissing(const httplib::Request& request, httplib::Response&
     if (!who || who->role < Role::admin) return refuse(request, response, 403, "only an admin publishes");
   }
   auto added = storage_.acceptMissing(request.matches[1], keys, groupName);
+  live_.note(request.matches[1], changesOf(added));
   Value::Dictionary answer;
   if (publishing && !added.empty()) {
     auto publication = storage_.publish(request.matches[1], {.language = added.front().language, .group = groupName});

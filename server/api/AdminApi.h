@@ -28,14 +28,16 @@
 
 #include "api/AdminAuth.h"
 #include "api/DeviceProfiles.h"
+#include "api/LiveChanges.h"
 #include "storage/Storage.h"
 
 namespace tolvana::server {
 
 class AdminApi {
  public:
-  AdminApi(Storage& storage, DeviceProfiles& devices, const AdminAuth& auth)
-      : storage_(storage), devices_(devices), auth_(auth) {}
+  // Edits and publications are noted in live for the apps that preview them.
+  AdminApi(Storage& storage, DeviceProfiles& devices, const AdminAuth& auth, LiveChanges& live)
+      : storage_(storage), devices_(devices), auth_(auth), live_(live) {}
   void addRoutes(httplib::Server& server);
 
  private:
@@ -61,6 +63,7 @@ class AdminApi {
   Storage& storage_;
   DeviceProfiles& devices_;
   const AdminAuth& auth_;
+  LiveChanges& live_;
 };
 
 }  // namespace tolvana::server

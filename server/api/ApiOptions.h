@@ -20,6 +20,10 @@ struct ApiOptions {
   std::size_t maxAdminBytes = 16u << 20;     // an admin script's batch of edits
   // Uploads being read at once; the other request threads stay free for answers.
   int maxConcurrentUploads = 4;
+  // How long a live-preview request is held open when nothing changes. Below the library's
+  // idle time-out of such a request (40 s), and short enough that a proxy in between does not
+  // close it for silence.
+  int livePollSeconds = 25;
 };
 
 }  // namespace tolvana::server

@@ -75,7 +75,14 @@ void CatalogueEndpoints::importFile(const httplib::Request& request, httplib::Re
   ImportPlan plan = planImport(storage_, id, readCatalogue(*kind, *bytes, language));
   const Value* dryRun = body->find("dryRun");
   bool apply = !(dryRun && dryRun->boolValue());
-  if (apply) applyImport(storage_, id, plan);
+  if (apply) {
+    applyImport(storage_, id, plan);
+    std::vector<LiveChanges::Change> touched;
+    for (const auto* list : {&plan.added, &plan.changed}) {
+      for (const ImportChange& c : *list) touched.push_back({language, c.group});
+    }
+    live_.note(id, touched);
+  }
   Value::Array added, changed;
   for (const ImportChange& c : plan.added) added.push_back(toJson(c));
   for (const ImportChange& c : plan.changed) changed.push_back(toJson(c));

@@ -13,13 +13,15 @@
 
 #include <httplib.h>
 
+#include "api/LiveChanges.h"
 #include "storage/Storage.h"
 
 namespace tolvana::server {
 
 class CatalogueEndpoints {
  public:
-  explicit CatalogueEndpoints(Storage& storage) : storage_(storage) {}
+  // An applied import is noted in live for the apps that preview it.
+  CatalogueEndpoints(Storage& storage, LiveChanges& live) : storage_(storage), live_(live) {}
   void addRoutes(httplib::Server& server);
 
  private:
@@ -29,6 +31,7 @@ class CatalogueEndpoints {
                   const std::string& language);
 
   Storage& storage_;
+  LiveChanges& live_;
 };
 
 }  // namespace tolvana::server

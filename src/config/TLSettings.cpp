@@ -95,6 +95,7 @@ bool TLSettings::enableLogGetString() { return getBool("TolvanaLogGetString", fa
 bool TLSettings::draftModeEnabled() { return getBool("TolvanaDraftModeEnabled", true); }
 bool TLSettings::collectStoryBoardStrings() { return getBool("TolvanaCollectStoryBoardStrings", true); }
 bool TLSettings::keepDatabaseOpen() { return getBool("TolvanaKeepDatabaseOpen", false); }
+bool TLSettings::livePreview() { return getBool("TolvanaLivePreview", false); }
 std::string TLSettings::proxyHost() { return getString("TolvanaProxyHost", ""); }
 std::string TLSettings::settingsFileName() { return getString("TolvanaSettingsFilename", "tolvana_settings.tolvana"); }
 std::string TLSettings::testSettingsFileName() {

@@ -49,6 +49,8 @@ class TLSettings {
   static bool draftModeEnabled();
   static bool collectStoryBoardStrings();
   static bool keepDatabaseOpen();
+  // "TolvanaLivePreview": in draft mode, hear of the server's edits as they are made.
+  static bool livePreview();
   // "TolvanaHost", else the build's public API base; a "%@" in it becomes the app id.
   static std::string hostWithAppId(std::string_view appId);
   static std::string proxyHost();

@@ -86,6 +86,9 @@ void TLInternal::assemble() {
         e.registerTestModeGesture();
         e.registerDraftMenuGesture();
       })});
+  live_ = std::make_unique<LivePreview>(LivePreview::Context{
+      state_, owner, hmac, engine([](TLInternal& e) { return e.defaultLanguages(); }),
+      engine([](TLInternal& e, auto groups, auto languages) { e.updateGroups(groups, languages, false, nullptr); })});
   overlay_ = std::make_unique<OverlayControl>(OverlayControl::Context{
       state_, owner,
       engine([](TLInternal& e, Screenshots::TagsCompletion done) { e.loadScreenTagsWithCompletionHandler(std::move(done)); }),
@@ -376,9 +379,6 @@ void TLInternal::updateGroupsFromHost(std::optional<std::vector<std::string>> gr
                                  std::move(completion));
 }
 std::string TLInternal::generateHmac(std::string_view message) const { return updates_->generateHmac(message); }
-bool TLInternal::shouldSendMAU() const { return updates_->shouldSendMAU(); }
-void TLInternal::writeLastMAU() { updates_->writeLastMAU(); }
-std::vector<std::string> TLInternal::defaultGroups() const { return updates_->defaultGroups(); }
 bool TLInternal::isEnterpriseHost(std::string_view url) const { return updates_->isEnterpriseHost(url); }
 
 bool TLInternal::storeMissingEntryForLanguage(std::optional<std::string_view> language,

@@ -39,6 +39,7 @@
 #include "store/TLDatabase.h"
 #include "support/Mutex.h"
 #include "support/ReadEpoch.h"
+#include "sync/LivePreview.h"
 #include "sync/MissingEntries.h"
 #include "sync/UpdateClient.h"
 #include "tolvana/platform/Bundle.h"
@@ -81,7 +82,7 @@ class TLInternal : public std::enable_shared_from_this<TLInternal> {
   void setInDraftMode(bool inDraftMode) {
     if (state_.inDraftMode.exchange(inDraftMode) == inDraftMode) return;
     ProcessState::get().answersChanged();
-    if (!inDraftMode) removeOverlay();
+    inDraftMode ? live_->startIfWanted() : removeOverlay();
   }
   bool isInShowIdMode() const { return state_.inShowIdMode; }
   void setInShowIdMode(bool inShowIdMode) {
@@ -98,7 +99,7 @@ class TLInternal : public std::enable_shared_from_this<TLInternal> {
   std::shared_ptr<TLDatabase> database() const;
   std::vector<std::string> defaultLanguages() const;
   void setDefaultLanguages(std::vector<std::string> languages);
-  std::vector<std::string> defaultGroups() const;
+  std::vector<std::string> defaultGroups() const { return updates_->defaultGroups(); }
   bool isEnterpriseHost(std::string_view url) const;
   void showNotInitializedError();
   void exitApp();
@@ -199,9 +200,11 @@ class TLInternal : public std::enable_shared_from_this<TLInternal> {
                             bool completeOnMainQueue, UpdateCompletion completion);
   // HMAC-SHA256 of the message keyed with the API secret, in 64 lower-case hex digits.
   std::string generateHmac(std::string_view message) const;
-  bool shouldSendMAU() const;
-  void writeLastMAU();
+  bool shouldSendMAU() const { return updates_->shouldSendMAU(); }
+  void writeLastMAU() { updates_->writeLastMAU(); }
   bool isFetchingLocalisationTexts() const { return updates_->isFetchingLocalisationTexts(); }
+  // Whether the live preview's request to the server runs (draft mode with the app's opt-in).
+  bool livePreviewListening() const { return live_->listening(); }
 
   // Missing strings: recorded on a miss and uploaded with an update after a quiet period.
   // The key may be the very same text as the value (the same characters in memory), which
@@ -233,6 +236,7 @@ class TLInternal : public std::enable_shared_from_this<TLInternal> {
   std::unique_ptr<MissingEntries> missing_;
   std::unique_ptr<StringTablesImport> import_;
   std::unique_ptr<UpdateClient> updates_;
+  std::unique_ptr<LivePreview> live_;
   std::unique_ptr<OverlayControl> overlay_;
   std::unique_ptr<DraftMode> draft_;
   std::unique_ptr<StringCollector> collector_;

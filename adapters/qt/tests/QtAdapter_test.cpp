@@ -286,15 +286,5 @@ int main(int argc, char** argv) {
     return 1;
   }
   QString bundle = copySample(workDir + "/app", serverUrl, "<key>TolvanaInitialUpdate</key><false/>");
-  if (bundle.isEmpty()) return 1;
-  runAsSample(bundle, workDir + "/app");
-  if (!qEnvironmentVariableIsSet("QT_QPA_PLATFORM")) qputenv("QT_QPA_PLATFORM", "offscreen");
-  int status;
-  {
-    QApplication app(argc, argv);
-    status = RUN_ALL_TESTS();
-  }
-  server.kill();
-  server.waitForFinished();
-  return status;
+  return runTestsAsSample<QApplication>(argc, argv, bundle, workDir + "/app", server);
 }

@@ -1,6 +1,8 @@
 // What the Qt tests share.
 #pragma once
 
+#include <gtest/gtest.h>
+
 #include <QCoreApplication>
 #include <QDir>
 #include <QElapsedTimer>
@@ -58,6 +60,23 @@ inline void runAsSample(const QString& bundle, const QString& home) {
   }
   qputenv("LANG", "de_DE.UTF-8");
   for (const char* variable : {"LANGUAGE", "LC_ALL", "LC_MESSAGES"}) qunsetenv(variable);
+}
+
+// Runs the tests as the app in bundle with its home under home, in an Application (offscreen
+// unless another platform is set), then ends the server; the tests' status, 1 without a bundle.
+template <class Application>
+int runTestsAsSample(int argc, char** argv, const QString& bundle, const QString& home, QProcess& server) {
+  if (bundle.isEmpty()) return 1;
+  runAsSample(bundle, home);
+  if (!qEnvironmentVariableIsSet("QT_QPA_PLATFORM")) qputenv("QT_QPA_PLATFORM", "offscreen");
+  int status;
+  {
+    Application app(argc, argv);
+    status = RUN_ALL_TESTS();
+  }
+  server.kill();
+  server.waitForFinished();
+  return status;
 }
 
 // "text|textKey|viewKey|x,y,w,h" of each view with text a user sees (not hidden, not fully
