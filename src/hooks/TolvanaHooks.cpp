@@ -24,7 +24,9 @@ std::optional<TolvanaHooks::Answer> answer(std::optional<TLLocalizedString>&& re
 
 // Only an answer an adapter may keep needs to know for how long, which costs a clock read.
 TolvanaHooks::Answer& withLifetime(TolvanaHooks::Answer& answer, std::int64_t started) {
-  if (answer.repeatable) answer.validUntil = TLInternal::sharedInstance()->answersValidUntil(started);
+  if (answer.repeatable) {
+    answer.validUntil = TLInternal::withEngine([&](TLInternal& engine) { return engine.answersValidUntil(started); });
+  }
   return answer;
 }
 
