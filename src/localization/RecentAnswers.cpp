@@ -27,20 +27,20 @@ struct ThreadAnswers {
 
 // A plain pointer, so that a probe reaches it without a guard; the owner frees it when the
 // thread ends.
-constinit thread_local ThreadAnswers* current = nullptr;
+constinit thread_local ThreadAnswers* thisThreadsAnswers = nullptr;
 
 // Clears the pointer before the answers go, for a look-up made by a later thread-exit handler.
 struct ThreadOwner {
   std::unique_ptr<ThreadAnswers> answers;
-  ~ThreadOwner() { current = nullptr; }
+  ~ThreadOwner() { thisThreadsAnswers = nullptr; }
 };
 
 ThreadAnswers& threadAnswers() {
-  if (ThreadAnswers* answers = current) return *answers;
+  if (ThreadAnswers* answers = thisThreadsAnswers) return *answers;
   static thread_local ThreadOwner owner;
   owner.answers = std::make_unique<ThreadAnswers>();
-  current = owner.answers.get();
-  return *current;
+  thisThreadsAnswers = owner.answers.get();
+  return *thisThreadsAnswers;
 }
 
 // Only picks a slot, the key is compared in full: its length and its first and last eight
