@@ -69,10 +69,13 @@ QString TolvanaTranslator::translate(const char* context, const char* sourceText
   if (!sourceText || !*sourceText || isQtClass(context)) return {};
   // Read before the look-up: an answer that changes while it runs is then kept for a
   // generation that has already passed, and never served.
-  const std::uint64_t generation = TolvanaHooks::answersGeneration();
-  const AnswerCache::Key cacheKey(AnswerCache::Query{context, sourceText, disambiguation});
-  if (n < 0) {
-    if (auto kept = answers_.find(generation, cacheKey, TolvanaHooks::monotonicNanoseconds())) return *std::move(kept);
+  // Plural look-ups are never kept, so they neither build the key nor read the generation.
+  const bool keepable = n < 0;
+  const std::uint64_t generation = keepable ? TolvanaHooks::answersGeneration() : 0;
+  std::optional<AnswerCache::Key> cacheKey;
+  if (keepable) {
+    cacheKey.emplace(AnswerCache::Query{context, sourceText, disambiguation});
+    if (auto kept = answers_.find(generation, *cacheKey, TolvanaHooks::monotonicNanoseconds())) return *std::move(kept);
   }
   std::string_view key(sourceText);
   std::string_view translationContext = context ? std::string_view(context) : std::string_view();
@@ -85,12 +88,12 @@ QString TolvanaTranslator::translate(const char* context, const char* sourceText
     if (disambiguation && *disambiguation) qualified.append("|").append(disambiguation);
     key = qualified;
   }
-  if (n >= 0) {
+  if (!keepable) {
     return toQString(TolvanaHooks::lookUpPlural(key, defaultValue, translationContext, static_cast<std::uint64_t>(n)),
                      n);
   }
   auto answer = TolvanaHooks::lookUp(key, defaultValue, translationContext);
-  if (answer && answer->repeatable) return answers_.keep(generation, cacheKey, answer->text, answer->validUntil);
+  if (answer && answer->repeatable) return answers_.keep(generation, *cacheKey, answer->text, answer->validUntil);
   return toQString(answer);
 }
 
