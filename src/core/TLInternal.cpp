@@ -129,12 +129,21 @@ std::shared_ptr<TLInternal> TLInternal::sharedInstance() {
   } started{state};
   state.starting->start();
   state.engine = state.starting;
+  // Before the engine is published: look-ups during the start were answered from the bundle
+  // alone, and none that finds the engine may take such an answer as its own.
+  state.answersChanged();
   published_.store(state.engine.get());
-  state.answersChanged();  // look-ups during the start were answered from the bundle alone
+  publishedOwner_.store(state.engine->lookup_->owner());
   return state.engine;
 }
 
 std::atomic<TLInternal*> TLInternal::published_{nullptr};
+std::atomic<std::uint64_t> TLInternal::publishedOwner_{0};
+
+const std::string* TLInternal::recentText(std::string_view key, std::optional<std::string_view> value) {
+  const std::uint64_t owner = publishedOwner_.load();
+  return owner ? StringLookup::recentText(owner, key, value) : nullptr;
+}
 
 namespace {
 
@@ -161,6 +170,7 @@ void TLInternal::resetInstance() {
   std::shared_ptr<TLInternal> previous;
   {
     LockGuard lock(state.engineLock);
+    publishedOwner_.store(0);
     published_.store(nullptr);
     previous = std::move(state.engine);
     // The app's own defaults go too: the whole domain is erased, as a fresh install would be.
@@ -175,6 +185,7 @@ void TLInternal::dropInstanceForTesting() {
   std::shared_ptr<TLInternal> previous;
   {
     LockGuard lock(state.engineLock);
+    publishedOwner_.store(0);
     published_.store(nullptr);
     previous = std::move(state.engine);
     state.forgetForTesting();

@@ -5,6 +5,10 @@
 #include <cstring>
 #include <memory>
 
+#include "config/ProcessState.h"
+#include "store/TLDBProtocol.h"
+#include "tolvana/platform/Platform.h"
+
 namespace tolvana {
 
 namespace {
@@ -64,6 +68,11 @@ bool sameValue(const std::optional<std::string>& kept, std::optional<std::string
   return kept.has_value() == value.has_value() && (!value || *kept == *value);
 }
 
+bool matches(const RecentAnswers::Entry& entry, std::uint64_t generation, std::uint32_t hash, std::string_view key,
+             std::optional<std::string_view> value) {
+  return entry.generation == generation && entry.hash == hash && entry.key == key && sameValue(entry.value, value);
+}
+
 // Under a new stamp every kept answer is void; the generation says so without touching them.
 void takeOn(ThreadAnswers& answers, const RecentAnswers::Stamp& stamp) {
   if (answers.stamp == stamp) return;
@@ -73,15 +82,27 @@ void takeOn(ThreadAnswers& answers, const RecentAnswers::Stamp& stamp) {
 
 }  // namespace
 
+RecentAnswers::Stamp RecentAnswers::Stamp::of(std::uint64_t owner) {
+  return {owner, &Platform::Current(), ProcessState::get().answersGeneration.load(std::memory_order_acquire),
+          TLDBProtocol::contentVersion()};
+}
+
+const RecentAnswers::Entry* RecentAnswers::peek(const Stamp& stamp, std::string_view key,
+                                                std::optional<std::string_view> value) {
+  const ThreadAnswers* answers = thisThreadsAnswers;
+  if (!answers || !(answers->stamp == stamp)) return nullptr;
+  const std::uint32_t hash = hashOf(key);
+  const Entry& entry = answers->slots[hash % kSlots].entry;
+  return matches(entry, answers->generation, hash, key, value) ? &entry : nullptr;
+}
+
 RecentAnswers::Probe RecentAnswers::find(const Stamp& stamp, std::string_view key, std::optional<std::string_view> value) {
   ThreadAnswers& answers = threadAnswers();
   takeOn(answers, stamp);
   const std::uint32_t hash = hashOf(key);
   Slot& slot = answers.slots[hash % kSlots];
   const Entry& entry = slot.entry;
-  if (entry.generation == answers.generation && entry.hash == hash && entry.key == key && sameValue(entry.value, value)) {
-    return {&entry, true};
-  }
+  if (matches(entry, answers.generation, hash, key, value)) return {&entry, true};
   bool again = slot.sighted == hash;
   slot.sighted = hash;
   return {nullptr, again};
