@@ -13,20 +13,22 @@ namespace tolvana {
 
 namespace {
 
-// Room for the texts of many screens, a few thousand keys, at about 170 bytes a slot (700 KB
-// in each thread that looks texts up, besides the texts): a smaller table lets keys drawn
-// in turn push each other out before they come round again.
-constexpr std::uint32_t kSlots = 4096;
+// Room for the texts of many screens, a few thousand keys, at about 170 bytes an answer
+// (700 KB in each thread that looks texts up, besides the texts): a smaller table lets keys
+// drawn in turn push each other out before they come round again. Two answers share a set,
+// so that two keys a screen shows together seldom take each other's place.
+constexpr std::uint32_t kSets = 2048;
 
-struct Slot {
-  RecentAnswers::Entry entry;
+struct Set {
+  RecentAnswers::Entry ways[2];
   std::uint32_t sighted = 0;  // the hash of the last key that missed here
+  std::uint8_t older = 0;     // the way used less lately, given up first
 };
 
 struct ThreadAnswers {
   RecentAnswers::Stamp stamp;
   std::uint64_t generation = 1;
-  Slot slots[kSlots];
+  Set sets[kSets];
 };
 
 // A plain pointer, so that a probe reaches it without a guard; the owner frees it when the
@@ -73,6 +75,15 @@ bool matches(const RecentAnswers::Entry& entry, std::uint64_t generation, std::u
   return entry.generation == generation && entry.hash == hash && entry.key == key && sameValue(entry.value, value);
 }
 
+// The way of the set that holds the key's answer, or -1.
+int wayOf(const Set& set, std::uint64_t generation, std::uint32_t hash, std::string_view key,
+          std::optional<std::string_view> value) {
+  for (int way = 0; way < 2; ++way) {
+    if (matches(set.ways[way], generation, hash, key, value)) return way;
+  }
+  return -1;
+}
+
 // Under a new stamp every kept answer is void; the generation says so without touching them.
 void takeOn(ThreadAnswers& answers, const RecentAnswers::Stamp& stamp) {
   if (answers.stamp == stamp) return;
@@ -89,23 +100,30 @@ RecentAnswers::Stamp RecentAnswers::Stamp::of(std::uint64_t owner) {
 
 const RecentAnswers::Entry* RecentAnswers::peek(const Stamp& stamp, std::string_view key,
                                                 std::optional<std::string_view> value) {
-  const ThreadAnswers* answers = thisThreadsAnswers;
+  ThreadAnswers* answers = thisThreadsAnswers;
   if (!answers || !(answers->stamp == stamp)) return nullptr;
   const std::uint32_t hash = hashOf(key);
-  const Entry& entry = answers->slots[hash % kSlots].entry;
-  return matches(entry, answers->generation, hash, key, value) ? &entry : nullptr;
+  Set& set = answers->sets[hash % kSets];
+  const int way = wayOf(set, answers->generation, hash, key, value);
+  if (way < 0) return nullptr;
+  set.older = std::uint8_t(1 - way);
+  return &set.ways[way];
 }
 
 RecentAnswers::Probe RecentAnswers::find(const Stamp& stamp, std::string_view key, std::optional<std::string_view> value) {
   ThreadAnswers& answers = threadAnswers();
   takeOn(answers, stamp);
   const std::uint32_t hash = hashOf(key);
-  Slot& slot = answers.slots[hash % kSlots];
-  const Entry& entry = slot.entry;
-  if (matches(entry, answers.generation, hash, key, value)) return {&entry, true};
-  bool again = slot.sighted == hash;
-  slot.sighted = hash;
-  return {nullptr, again};
+  Set& set = answers.sets[hash % kSets];
+  if (const int way = wayOf(set, answers.generation, hash, key, value); way >= 0) {
+    set.older = std::uint8_t(1 - way);
+    return {&set.ways[way], true};
+  }
+  // A free way takes any answer; a full set only that of a key seen here just before.
+  const bool free = set.ways[0].generation != answers.generation || set.ways[1].generation != answers.generation;
+  const bool again = set.sighted == hash;
+  set.sighted = hash;
+  return {nullptr, free || again};
 }
 
 void RecentAnswers::keep(const Stamp& stamp, std::string_view key, std::optional<std::string_view> value,
@@ -113,7 +131,19 @@ void RecentAnswers::keep(const Stamp& stamp, std::string_view key, std::optional
   ThreadAnswers& answers = threadAnswers();
   if (!(answers.stamp == stamp)) return;
   const std::uint32_t hash = hashOf(key);
-  Entry& entry = answers.slots[hash % kSlots].entry;
+  Set& set = answers.sets[hash % kSets];
+  // The key's own way when its answer lapsed, else a free way, else the one used less lately.
+  int way = set.older;
+  for (int candidate : {int(set.older), 1 - set.older}) {
+    const Entry& kept = set.ways[candidate];
+    if (kept.generation == answers.generation && kept.hash == hash && kept.key == key) {
+      way = candidate;
+      break;
+    }
+    if (kept.generation != answers.generation) way = candidate;
+  }
+  set.older = std::uint8_t(1 - way);
+  Entry& entry = set.ways[way];
   entry.generation = answers.generation;
   entry.hash = hash;
   entry.validUntil = validUntil;

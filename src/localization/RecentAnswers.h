@@ -8,8 +8,8 @@
 // contents. A look-up under another stamp drops every kept answer. The stamp is read without
 // the engine, so a host's call can be answered before it reaches one. An answer also
 // lapses when a store it may come from is due to look for outside changes to its file.
-// Only keys seen twice in a row in their slot are kept, so a walk over more keys than the
-// slots hold does not pay to fill them.
+// Once both answers of a set are in use, only a key seen twice in a row in its set takes the
+// place of one, so a walk over more keys than the table holds does not pay to fill it.
 //
 // Thread contract: any thread; each sees only its own answers.
 #pragma once
