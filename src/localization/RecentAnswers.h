@@ -35,8 +35,6 @@ class RecentAnswers {
     static Stamp of(std::uint64_t owner);
   };
   struct Entry {
-    std::uint64_t generation = 0;
-    std::uint32_t hash = 0;
     std::int64_t validUntil = 0;  // steady-clock nanoseconds
     std::string key;
     std::optional<std::string> value;
