@@ -13,8 +13,8 @@ namespace tolvana {
 
 namespace {
 
-// Room for the texts of many screens, a few thousand keys, at about 170 bytes an answer
-// (700 KB in each thread that looks texts up, besides the texts): a smaller table lets keys
+// Room for the texts of many screens, a few thousand keys, at 192 bytes an answer (790 KB
+// in each thread that looks texts up, besides the texts): a smaller table lets keys
 // drawn in turn push each other out before they come round again. Two answers share a set,
 // so that two keys a screen shows together seldom take each other's place.
 constexpr std::uint32_t kSets = 2048;
