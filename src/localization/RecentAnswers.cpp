@@ -13,21 +13,31 @@ namespace tolvana {
 
 namespace {
 
-// Room for the texts of many screens, a few thousand keys, at 192 bytes an answer (790 KB
+// Room for the texts of many screens, a few thousand keys, at 176 bytes an answer (720 KB
 // in each thread that looks texts up, besides the texts): a smaller table lets keys
-// drawn in turn push each other out before they come round again. Two answers share a set,
-// so that two keys a screen shows together seldom take each other's place.
-constexpr std::uint32_t kSets = 2048;
+// drawn in turn push each other out before they come round again. Four answers share a set,
+// so that keys a screen shows together seldom take each other's place.
+constexpr int kWays = 4;
+constexpr std::uint32_t kSets = 4096 / kWays;
 
-// What a probe reads first, for both ways, lies on one cache line ahead of the answers.
+// What a probe reads first, for every way, lies on one cache line ahead of the answers.
 struct alignas(64) Set {
-  std::uint64_t generations[2] = {0, 0};  // of the thread's answers each way was kept in
-  std::uint32_t hashes[2] = {0, 0};
+  std::uint64_t generations[kWays] = {};  // of the thread's answers each way was kept in
+  std::uint32_t hashes[kWays] = {};
   std::uint32_t sighted = 0;  // the hash of the last key that missed here
-  std::uint8_t older = 0;     // the way used less lately, given up first
-  RecentAnswers::Entry ways[2];
+  std::uint16_t lastUse[kWays] = {};  // the set's count of uses when each way was last used
+  std::uint16_t uses = 0;
+  RecentAnswers::Entry ways[kWays];
 
   bool live(int way, std::uint64_t generation) const { return generations[way] == generation; }
+  void use(int way) { lastUse[way] = ++uses; }
+  int leastRecentlyUsed() const {
+    int oldest = 0;
+    for (int way = 1; way < kWays; ++way) {
+      if (std::uint16_t(uses - lastUse[way]) > std::uint16_t(uses - lastUse[oldest])) oldest = way;
+    }
+    return oldest;
+  }
 };
 
 struct ThreadAnswers {
@@ -79,7 +89,7 @@ bool sameValue(const std::optional<std::string>& kept, std::optional<std::string
 // The way of the set that holds the key's answer, or -1.
 int wayOf(const Set& set, std::uint64_t generation, std::uint32_t hash, std::string_view key,
           std::optional<std::string_view> value) {
-  for (int way = 0; way < 2; ++way) {
+  for (int way = 0; way < kWays; ++way) {
     if (set.live(way, generation) && set.hashes[way] == hash && set.ways[way].key == key &&
         sameValue(set.ways[way].value, value)) {
       return way;
@@ -110,7 +120,7 @@ const RecentAnswers::Entry* RecentAnswers::peek(const Stamp& stamp, std::string_
   Set& set = answers->sets[hash % kSets];
   const int way = wayOf(set, answers->generation, hash, key, value);
   if (way < 0) return nullptr;
-  set.older = std::uint8_t(1 - way);
+  set.use(way);
   return &set.ways[way];
 }
 
@@ -120,11 +130,12 @@ RecentAnswers::Probe RecentAnswers::find(const Stamp& stamp, std::string_view ke
   const std::uint32_t hash = hashOf(key);
   Set& set = answers.sets[hash % kSets];
   if (const int way = wayOf(set, answers.generation, hash, key, value); way >= 0) {
-    set.older = std::uint8_t(1 - way);
+    set.use(way);
     return {&set.ways[way], true};
   }
   // A free way takes any answer; a full set only that of a key seen here just before.
-  const bool free = !set.live(0, answers.generation) || !set.live(1, answers.generation);
+  bool free = false;
+  for (int way = 0; way < kWays; ++way) free |= !set.live(way, answers.generation);
   const bool again = set.sighted == hash;
   set.sighted = hash;
   return {nullptr, free || again};
@@ -136,9 +147,9 @@ void RecentAnswers::keep(const Stamp& stamp, std::string_view key, std::optional
   if (!(answers.stamp == stamp)) return;
   const std::uint32_t hash = hashOf(key);
   Set& set = answers.sets[hash % kSets];
-  // The key's own way when its answer lapsed, else a free way, else the one used less lately.
-  int way = set.older;
-  for (int candidate : {int(set.older), 1 - set.older}) {
+  // The key's own way when its answer lapsed, else a free way, else the least lately used.
+  int way = set.leastRecentlyUsed();
+  for (int candidate = 0; candidate < kWays; ++candidate) {
     if (!set.live(candidate, answers.generation)) {
       way = candidate;
     } else if (set.hashes[candidate] == hash && set.ways[candidate].key == key) {
@@ -146,7 +157,7 @@ void RecentAnswers::keep(const Stamp& stamp, std::string_view key, std::optional
       break;
     }
   }
-  set.older = std::uint8_t(1 - way);
+  set.use(way);
   Entry& entry = set.ways[way];
   set.generations[way] = answers.generation;
   set.hashes[way] = hash;
