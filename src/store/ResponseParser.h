@@ -32,8 +32,9 @@ class ResponseParser {
   // version or a base language, or was no well-formed JSON object. An accepted answer may
   // still have groups it could not write: TLDatabase::unwrittenGroups() counts them. A text
   // whose spare capacity holds the JSON parser's padding is read where it lies, uncopied.
-  // changes, when given, gets what the parse wrote.
-  bool parseV2(const std::string& json, TextChanges* changes = nullptr);
+  // changes, when given, gets what the parse wrote; keys, the key of every entry whose texts
+  // it changed or may have changed (in any language, repeats left in).
+  bool parseV2(const std::string& json, TextChanges* changes = nullptr, std::vector<std::string>* keys = nullptr);
   // What a V1 parse wrote: the languages whose transaction committed, and whether every one did.
   struct V1Writes {
     std::vector<std::string> languages;
