@@ -70,7 +70,7 @@ bool boolField(dom::element value) {
 // One transaction for the group: its version and all its entries, or (when a write fails)
 // none of them. Entries of the wrong shape are skipped with an error line.
 bool writeGroup(TLDBProtocol& store, const std::string& groupName, std::int64_t version, dom::object entries,
-                long& counter, std::vector<std::string>* keys) {
+                long& counter, ChangedKeys* keys) {
   std::string valueScratch, draftScratch;
   store.beginWriteTransaction();
   store.createOrUpdateGroup(groupName, version);
@@ -92,7 +92,7 @@ bool writeGroup(TLDBProtocol& store, const std::string& groupName, std::int64_t 
     if (wrongType) continue;
     // Before the commit is known: a key of a group rolled back counts as written, which only
     // makes an adapter ask again.
-    if (store.createOrUpdateEntry(entryKey, text, draft) && keys) keys->emplace_back(entryKey);
+    if (store.createOrUpdateEntry(entryKey, text, draft) && keys) keys->add(entryKey);
     ++counter;
   }
   return store.commitWriteTransaction();
@@ -131,12 +131,12 @@ AppFields readAppFields(dom::object root) {
 // Writes the groups of an answer's languages into their stores, newer versions only, and
 // counts what it wrote and what it could not.
 struct LanguagesWriter {
-  LanguagesWriter(TLDatabase& database, bool inDraftMode, std::vector<std::string>* keys)
+  LanguagesWriter(TLDatabase& database, bool inDraftMode, ChangedKeys* keys)
       : database(database), inDraftMode(inDraftMode), keys(keys) {}
 
   TLDatabase& database;
   const bool inDraftMode;
-  std::vector<std::string>* keys;
+  ChangedKeys* keys;
   std::vector<std::string> delivered;
   long counter = 0;
   int unwritten = 0;
@@ -222,10 +222,10 @@ struct LanguagesWriter {
 // answer must write nothing at all, and never a group with only part of its entries.
 // Parsing to a tree costs little beside the store's inserts and removes any chance of
 // walking on after a syntax error.
-bool ResponseParser::parseV2(const std::string& json, TextChanges* changes, std::vector<std::string>* keys) {
+bool ResponseParser::parseV2(const std::string& json, TextChanges* changes, ChangedKeys* keys) {
   logVerbose("parsing Server response...");
   if (changes) changes->clear();
-  if (keys) keys->clear();
+  if (keys) *keys = {};
 
   dom::parser parser;
   dom::element document;

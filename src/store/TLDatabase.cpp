@@ -278,10 +278,10 @@ bool TLDatabase::parseResponseV2(const Value& answer) { return parseResponseV2Js
 // adapter kept under other keys still stand.
 bool TLDatabase::parseResponseV2Json(const std::string& text, TextChanges* changes) {
   LockGuard lock(mutex_);
-  std::vector<std::string> written;
+  ChangedKeys written;
   bool parsed = ResponseParser(*this).parseV2(text, changes, &written);
-  if (parsed) {
-    ProcessState::get().textsWritten(std::move(written));
+  if (parsed && written.complete) {
+    ProcessState::get().textsWritten(std::move(written.keys));
   } else {
     ProcessState::get().answersChanged();
   }
