@@ -210,7 +210,7 @@ class LanguageChanges final : public QWidget {
 // Last: the update changes the texts the tests above expect. It writes "Welcome" and leaves
 // "Only here" (a text no update brings) alone, whose kept answer therefore outlives it: it
 // still shows the text from before another process wrote the store, as for up to a second
-// after any such write, where a look-up would show that write.
+// after any such write, where a look-up shows that write.
 TEST(QtAdapter, AnUpdateCompletesOnTheGuiThreadAndWidgetsRetranslate) {
   writeAsAnotherProcess("en", "INSERT INTO entries (key, value) VALUES ('Only here', 'Only on this device')");
   writeAsAnotherProcess("de", "INSERT INTO entries (key, value) VALUES ('Only here', 'Nur auf diesem Gerät')");
@@ -233,8 +233,14 @@ TEST(QtAdapter, AnUpdateCompletesOnTheGuiThreadAndWidgetsRetranslate) {
   EXPECT_TRUE(onGuiThread);
   EXPECT_EQ(tr("Welcome"), "Willkommen im Qt-Beispiel");
   const QString onlyHere = tr("Only here");
-  // The store's next look for outside writes ends what was kept; the update must come first.
-  if (kept.elapsed() < 800) EXPECT_EQ(onlyHere, "Nur auf diesem Gerät");
+  // Under UI tests every answer carries its key and nothing is kept: the look-up sees the
+  // other process's write, which the update's write into the same store must not hide. Else
+  // the store's next look for outside writes ends what was kept; the update must come first.
+  if (QCoreApplication::arguments().contains("TolvanaUITestScreenshotEnabled")) {
+    EXPECT_EQ(onlyHere, "Nur hier, neu");
+  } else if (kept.elapsed() < 800) {
+    EXPECT_EQ(onlyHere, "Nur auf diesem Gerät");
+  }
   std::printf("update and first look-ups %lld ms after the answer was kept\n", static_cast<long long>(kept.elapsed()));
 
   // A language switch is announced as well, without any update, and every answer is asked for again.
