@@ -168,6 +168,13 @@ void measure(benchmark::State& state, const std::string& expected, LookUp lookUp
   for (auto _ : state) benchmark::DoNotOptimize(lookUp());
 }
 
+// The floor under any hit that hands back a string the caller owns: the hit's text copied
+// into a new one, with no look-up at all.
+void Host_baselineReturnedTextAlone(benchmark::State& state) {
+  const std::string text = expectedHit();
+  measure(state, text, [&text] { return std::string(std::string_view(text)); });
+}
+
 void Host_facadeHit(benchmark::State& state) {
   measure(state, expectedHit(), [key = hitKey()] { return Tolvana::localizedStringForKey(key); });
 }
@@ -208,6 +215,7 @@ void Host_cHit(benchmark::State& state) {
 void Host_cMissToDefault(benchmark::State& state) {
   measureC(state, kDefault, [] { return tolvana_localized_string_with_default(kHostMissKey, kDefault.c_str()); });
 }
+HOST_BENCHMARK(Host_baselineReturnedTextAlone);
 HOST_BENCHMARK(Host_facadeHit);
 HOST_BENCHMARK(Host_facadeHitWithDefault);
 HOST_BENCHMARK(Host_facadeHitWithArguments);

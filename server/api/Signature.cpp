@@ -30,10 +30,7 @@ std::optional<std::string> Signature::problem(const httplib::Request& request, c
 }
 
 std::string Signature::of(std::string_view secret, std::string_view timestamp, std::string_view text) {
-  std::string message;
-  message.reserve(timestamp.size() * 2 + text.size());
-  message.append(timestamp).append(text).append(timestamp);
-  return hmacSha256Hex(secret, message);
+  return hmacSha256Hex(secret, signedMessage(timestamp, text));
 }
 
 bool Signature::sameSignature(std::string_view sent, std::string_view expected) {

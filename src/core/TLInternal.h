@@ -64,6 +64,11 @@ class TLInternal : public std::enable_shared_from_this<TLInternal> {
     if (TLInternal* engine = published_.load()) return call(*engine);
     return call(*sharedInstance());
   }
+  // The text the running engine gave lately on this thread for a plain look-up of the key
+  // (no table, bundle or arguments), while it still holds; null when there is none or no
+  // engine runs. No section, lock or engine is needed: a repeated look-up of a host ends here.
+  // Valid until the thread's next look-up.
+  static const std::string* recentText(std::string_view key, std::optional<std::string_view> value);
   // Drops the engine, erases the app's whole user-defaults domain and starts again.
   static void resetInstance();
   // Drops the engine without touching the user defaults, and forgets what the process has
@@ -246,6 +251,9 @@ class TLInternal : public std::enable_shared_from_this<TLInternal> {
 
   // The running engine for withEngine(); null while none runs or one starts.
   static std::atomic<TLInternal*> published_;
+  // The published engine's look-up owner (RecentAnswers), readable without the engine; 0 with
+  // published_ null.
+  static std::atomic<std::uint64_t> publishedOwner_;
 };
 
 }  // namespace tolvana

@@ -47,11 +47,15 @@ void Tolvana::updateWithChangesHandler(ChangesHandler handler) {
 
 namespace {
 
-// A look-up runs for every text a screen shows: it reaches the engine without a lock or a
-// reference count, and its text is moved out of the result.
+// A look-up runs for every text a screen shows: a text shown again is copied from the
+// thread's recent answers, others reach the engine without a lock or a reference count, and
+// their text is moved out of the result.
 std::string lookUp(std::string_view key, std::optional<std::string_view> defaultValue,
                    const Tolvana::Arguments* arguments, std::optional<std::int64_t> pluralRule) {
   return guarded("localizedStringForKey", defaultOrKey(key, defaultValue), [&] {
+    if (!arguments && !pluralRule) {
+      if (const std::string* recent = TLInternal::recentText(key, defaultValue)) return *recent;
+    }
     return TLInternal::withEngine([&](TLInternal& engine) {
       if (pluralRule) {
         return std::move(

@@ -1,10 +1,13 @@
 #include "tolvana/Tolvana.h"
 
 #include <gtest/gtest.h>
+#include <sqlite3.h>
 
+#include <chrono>
 #include <system_error>
 
 #include "config/ProcessState.h"
+#include "config/TLDeviceUtil.h"
 #include "core/TLInternal.h"
 #include "tests/support/AppFixture.h"
 #include "tolvana/tolvana.h"
@@ -46,6 +49,48 @@ TEST(Tolvana, LookupsThroughTheFacade) {
   EXPECT_FALSE(ProcessState::get().draftModeEnabled);
   Tolvana::setDraftModeEnabled(true);
   EXPECT_TRUE(ProcessState::get().draftModeEnabled);
+}
+
+// A text asked for again is answered from the thread's recent answers before the engine is
+// reached: a switch, another process's write (within a second), new device languages and a new
+// engine must each still show at the next look-up.
+TEST(Tolvana, RepeatedLookupsSeeEveryChange) {
+  auto repeated = [](std::string_view key) {
+    Tolvana::localizedStringForKey(key);
+    Tolvana::localizedStringForKey(key);
+    return Tolvana::localizedStringForKey(key);
+  };
+  {
+    AppFixture app;
+    app.platform.locale->setPreferredLanguages({"de"});
+    app.appLanguage("de", {{"greet", "Hallo", ""}});
+    app.appLanguage("fr", {{"greet", "Salut", ""}});
+    app.install();
+    EXPECT_EQ(repeated("greet"), "Hallo");
+    Tolvana::setShowIdModeEnabled(true);
+    EXPECT_EQ(Tolvana::localizedStringForKey("greet"), "greet");
+    Tolvana::setShowIdModeEnabled(false);
+    Tolvana::setEnabled(false);
+    EXPECT_EQ(Tolvana::localizedStringForKey("greet"), "greet");
+    Tolvana::setEnabled(true);
+    EXPECT_EQ(repeated("greet"), "Hallo");
+
+    sqlite3* other = nullptr;
+    ASSERT_EQ(sqlite3_open(app.storePath("de").c_str(), &other), SQLITE_OK);
+    ASSERT_EQ(sqlite3_exec(other, "UPDATE entries SET value='Servus' WHERE key='greet'", nullptr, nullptr, nullptr),
+              SQLITE_OK);
+    sqlite3_close(other);
+    app.platform.clock->advance(std::chrono::seconds(1));
+    EXPECT_EQ(Tolvana::localizedStringForKey("greet"), "Servus");
+
+    app.platform.locale->setPreferredLanguages({"fr"});
+    TLDeviceUtil::forgetDeviceLanguages();  // as the locale's change notice does
+    EXPECT_EQ(Tolvana::localizedStringForKey("greet"), "Salut");
+  }
+  AppFixture next;
+  next.appLanguage("en", {{"greet", "Hello", ""}});
+  next.install();
+  EXPECT_EQ(Tolvana::localizedStringForKey("greet"), "Hello");
 }
 
 // Whether the engine runs or not (no archive, a corrupt one), every look-up form falls back

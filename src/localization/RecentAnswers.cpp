@@ -5,24 +5,45 @@
 #include <cstring>
 #include <memory>
 
+#include "config/ProcessState.h"
+#include "store/TLDBProtocol.h"
+#include "tolvana/platform/Platform.h"
+
 namespace tolvana {
 
 namespace {
 
-// Room for the texts of many screens, a few thousand keys, at about 170 bytes a slot (700 KB
-// in each thread that looks texts up, besides the texts): a smaller table lets keys drawn
-// in turn push each other out before they come round again.
-constexpr std::uint32_t kSlots = 4096;
+// Room for the texts of many screens, a few thousand keys, at 176 bytes an answer (720 KB
+// in each thread that looks texts up, besides the texts): a smaller table lets keys
+// drawn in turn push each other out before they come round again. Four answers share a set,
+// so that keys a screen shows together seldom take each other's place.
+constexpr int kWays = 4;
+constexpr std::uint32_t kSets = 4096 / kWays;
 
-struct Slot {
-  RecentAnswers::Entry entry;
+// What a probe reads first, for every way, lies on one cache line ahead of the answers.
+struct alignas(64) Set {
+  std::uint64_t generations[kWays] = {};  // of the thread's answers each way was kept in
+  std::uint32_t hashes[kWays] = {};
   std::uint32_t sighted = 0;  // the hash of the last key that missed here
+  std::uint16_t lastUse[kWays] = {};  // the set's count of uses when each way was last used
+  std::uint16_t uses = 0;
+  RecentAnswers::Entry ways[kWays];
+
+  bool live(int way, std::uint64_t generation) const { return generations[way] == generation; }
+  void use(int way) { lastUse[way] = ++uses; }
+  int leastRecentlyUsed() const {
+    int oldest = 0;
+    for (int way = 1; way < kWays; ++way) {
+      if (std::uint16_t(uses - lastUse[way]) > std::uint16_t(uses - lastUse[oldest])) oldest = way;
+    }
+    return oldest;
+  }
 };
 
 struct ThreadAnswers {
   RecentAnswers::Stamp stamp;
   std::uint64_t generation = 1;
-  Slot slots[kSlots];
+  Set sets[kSets];
 };
 
 // A plain pointer, so that a probe reaches it without a guard; the owner frees it when the
@@ -64,6 +85,19 @@ bool sameValue(const std::optional<std::string>& kept, std::optional<std::string
   return kept.has_value() == value.has_value() && (!value || *kept == *value);
 }
 
+
+// The way of the set that holds the key's answer, or -1.
+int wayOf(const Set& set, std::uint64_t generation, std::uint32_t hash, std::string_view key,
+          std::optional<std::string_view> value) {
+  for (int way = 0; way < kWays; ++way) {
+    if (set.live(way, generation) && set.hashes[way] == hash && set.ways[way].key == key &&
+        sameValue(set.ways[way].value, value)) {
+      return way;
+    }
+  }
+  return -1;
+}
+
 // Under a new stamp every kept answer is void; the generation says so without touching them.
 void takeOn(ThreadAnswers& answers, const RecentAnswers::Stamp& stamp) {
   if (answers.stamp == stamp) return;
@@ -73,18 +107,38 @@ void takeOn(ThreadAnswers& answers, const RecentAnswers::Stamp& stamp) {
 
 }  // namespace
 
+RecentAnswers::Stamp RecentAnswers::Stamp::of(std::uint64_t owner) {
+  return {owner, &Platform::Current(), ProcessState::get().answersGeneration.load(std::memory_order_acquire),
+          TLDBProtocol::contentVersion()};
+}
+
+const RecentAnswers::Entry* RecentAnswers::peek(const Stamp& stamp, std::string_view key,
+                                                std::optional<std::string_view> value) {
+  ThreadAnswers* answers = thisThreadsAnswers;
+  if (!answers || !(answers->stamp == stamp)) return nullptr;
+  const std::uint32_t hash = hashOf(key);
+  Set& set = answers->sets[hash % kSets];
+  const int way = wayOf(set, answers->generation, hash, key, value);
+  if (way < 0) return nullptr;
+  set.use(way);
+  return &set.ways[way];
+}
+
 RecentAnswers::Probe RecentAnswers::find(const Stamp& stamp, std::string_view key, std::optional<std::string_view> value) {
   ThreadAnswers& answers = threadAnswers();
   takeOn(answers, stamp);
   const std::uint32_t hash = hashOf(key);
-  Slot& slot = answers.slots[hash % kSlots];
-  const Entry& entry = slot.entry;
-  if (entry.generation == answers.generation && entry.hash == hash && entry.key == key && sameValue(entry.value, value)) {
-    return {&entry, true};
+  Set& set = answers.sets[hash % kSets];
+  if (const int way = wayOf(set, answers.generation, hash, key, value); way >= 0) {
+    set.use(way);
+    return {&set.ways[way], true};
   }
-  bool again = slot.sighted == hash;
-  slot.sighted = hash;
-  return {nullptr, again};
+  // A free way takes any answer; a full set only that of a key seen here just before.
+  bool free = false;
+  for (int way = 0; way < kWays; ++way) free |= !set.live(way, answers.generation);
+  const bool again = set.sighted == hash;
+  set.sighted = hash;
+  return {nullptr, free || again};
 }
 
 void RecentAnswers::keep(const Stamp& stamp, std::string_view key, std::optional<std::string_view> value,
@@ -92,9 +146,21 @@ void RecentAnswers::keep(const Stamp& stamp, std::string_view key, std::optional
   ThreadAnswers& answers = threadAnswers();
   if (!(answers.stamp == stamp)) return;
   const std::uint32_t hash = hashOf(key);
-  Entry& entry = answers.slots[hash % kSlots].entry;
-  entry.generation = answers.generation;
-  entry.hash = hash;
+  Set& set = answers.sets[hash % kSets];
+  // The key's own way when its answer lapsed, else a free way, else the least lately used.
+  int way = set.leastRecentlyUsed();
+  for (int candidate = 0; candidate < kWays; ++candidate) {
+    if (!set.live(candidate, answers.generation)) {
+      way = candidate;
+    } else if (set.hashes[candidate] == hash && set.ways[candidate].key == key) {
+      way = candidate;
+      break;
+    }
+  }
+  set.use(way);
+  Entry& entry = set.ways[way];
+  set.generations[way] = answers.generation;
+  set.hashes[way] = hash;
   entry.validUntil = validUntil;
   entry.key.assign(key);
   if (value) {

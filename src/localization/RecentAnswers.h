@@ -3,11 +3,13 @@
 // keeps its own, so a probe takes no lock and shares no line with other threads.
 //
 // An answer is kept under a stamp of everything it was made from besides its key and default
-// text (the engine, the store manager's version, the stores' contents, the switches, the
-// device languages); a look-up under another stamp drops every kept answer. An answer also
+// text: the engine, the platform, the generation of the engine's answers (which every switch,
+// store write, device-language change and new store manager moves on) and the stores'
+// contents. A look-up under another stamp drops every kept answer. The stamp is read without
+// the engine, so a host's call can be answered before it reaches one. An answer also
 // lapses when a store it may come from is due to look for outside changes to its file.
-// Only keys seen twice in a row in their slot are kept, so a walk over more keys than the
-// slots hold does not pay to fill them.
+// Once both answers of a set are in use, only a key seen twice in a row in its set takes the
+// place of one, so a walk over more keys than the table holds does not pay to fill it.
 //
 // Thread contract: any thread; each sees only its own answers.
 #pragma once
@@ -25,18 +27,14 @@ class RecentAnswers {
  public:
   struct Stamp {
     std::uint64_t owner = 0;
-    const void* database = nullptr;
     const void* platform = nullptr;
-    std::uint64_t lookupVersion = 0;
+    std::uint64_t answersGeneration = 0;
     std::uint64_t contentVersion = 0;
-    unsigned switches = 0;
-    double pseudoExpansion = -1;
-    std::uint64_t deviceLanguages = 0;
     bool operator==(const Stamp& other) const = default;
+    // The stamp an owner's answers carry now.
+    static Stamp of(std::uint64_t owner);
   };
   struct Entry {
-    std::uint64_t generation = 0;
-    std::uint32_t hash = 0;
     std::int64_t validUntil = 0;  // steady-clock nanoseconds
     std::string key;
     std::optional<std::string> value;
@@ -50,6 +48,10 @@ class RecentAnswers {
   };
 
   static Probe find(const Stamp& stamp, std::string_view key, std::optional<std::string_view> value);
+  // The answer kept under the stamp, as find() would give it, but without noting the key
+  // as seen: for a look-up that goes on to find() when this gives nothing. Valid until the
+  // thread's next keep().
+  static const Entry* peek(const Stamp& stamp, std::string_view key, std::optional<std::string_view> value);
   static void keep(const Stamp& stamp, std::string_view key, std::optional<std::string_view> value,
                    const TLLocalizedString& answer, std::int64_t validUntil);
   // A number no other owner of answers ever had.

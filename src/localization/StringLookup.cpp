@@ -7,6 +7,7 @@
 #include "localization/DevelopmentLanguage.h"
 #include "localization/PseudoLocalization.h"
 #include "localization/TLPluralRule.h"
+#include "platform/CoarseClock.h"
 #include "support/ReadEpoch.h"
 #include "support/StringUtil.h"
 #include "support/TLLog.h"
@@ -20,6 +21,11 @@ bool absentOrEmpty(const std::optional<std::string>& text) { return !text || tex
 
 // On the platform's clock, which tests move on by hand, as the stores' checks are.
 std::int64_t monotonicNanoseconds() { return Platform::Current().clock().monotonicNanoseconds(); }
+
+// Whether a kept answer has lapsed is asked on every repeated look-up; an exact reading of the
+// system's clock would cost as much as the rest of such a look-up, and a lapse noticed a few
+// milliseconds late changes nothing.
+std::int64_t lapseNanoseconds() { return coarseMonotonicNanoseconds(Platform::Current().clock()); }
 
 std::shared_ptr<const Bundle> orMainBundle(std::shared_ptr<const Bundle> bundle) {
   return bundle ? bundle : Platform::Current().bundles().mainBundle();
@@ -79,9 +85,10 @@ TLLocalizedString StringLookup::localizedStringForKey(std::string_view key, std:
   if (table || bundle || state.logGetString || (value && !value->empty() && state.collectMissingEnabled(settings))) {
     return lookUpInStores(*db, settings, TLDeviceUtil::deviceLanguages(), key, value, table, std::move(bundle));
   }
-  const RecentAnswers::Stamp stamp = stampFor(*db);
+  // Taken before the device languages are read, so that a change of them in between shows.
+  const RecentAnswers::Stamp stamp = RecentAnswers::Stamp::of(owner_);
   RecentAnswers::Probe probe = RecentAnswers::find(stamp, key, value);
-  if (probe.kept && monotonicNanoseconds() < probe.kept->validUntil) {
+  if (probe.kept && lapseNanoseconds() < probe.kept->validUntil) {
     TLLocalizedString answer = tagged(probe.kept->text, key);
     answer.source = probe.kept->source;
     answer.sourceLanguage = probe.kept->sourceLanguage;
@@ -93,7 +100,7 @@ TLLocalizedString StringLookup::localizedStringForKey(std::string_view key, std:
   TLLocalizedString answer =
       lookUpInStores(*db, settings, TLDeviceUtil::deviceLanguages(), key, value, table, nullptr);
   // Taken again: an answer made while something changed is not kept under the stamp before.
-  if (probe.admit && stampFor(*db) == stamp) {
+  if (probe.admit && RecentAnswers::Stamp::of(owner_) == stamp) {
     RecentAnswers::keep(stamp, key, value, answer, db->answersValidUntil(started));
   }
   return answer;
@@ -105,17 +112,11 @@ std::int64_t StringLookup::answersValidUntil(std::int64_t started) const {
   return db ? db->answersValidUntil(started) : started;
 }
 
-// Taken before the device languages are read, so that a change of them in between shows.
-RecentAnswers::Stamp StringLookup::stampFor(const TLDatabase& db) const {
-  const EngineState& state = context_.state;
-  return {owner_,
-          &db,
-          &Platform::Current(),
-          db.lookupVersion(),
-          TLDBProtocol::contentVersion(),
-          (state.enabled ? 1u : 0u) | (state.inDraftMode ? 2u : 0u) | (state.inShowIdMode ? 4u : 0u),
-          state.pseudoExpansion.load(std::memory_order_relaxed),
-          TLDeviceUtil::deviceLanguagesVersion()};
+const std::string* StringLookup::recentText(std::uint64_t owner, std::string_view key,
+                                            std::optional<std::string_view> value) {
+  const RecentAnswers::Entry* kept = RecentAnswers::peek(RecentAnswers::Stamp::of(owner), key, value);
+  if (!kept || lapseNanoseconds() >= kept->validUntil) return nullptr;
+  return &kept->text;
 }
 
 TLLocalizedString StringLookup::lookUpInStores(TLDatabase& db, const TLDatabase::LookupSettings& settings,

@@ -1,9 +1,11 @@
 #include <gtest/gtest.h>
 #include <sqlite3.h>
 
+#include <atomic>
 #include <chrono>
 #include <cstdio>
 
+#include "config/ProcessState.h"
 #include "config/TLDeviceUtil.h"
 #include "localization/StringLookup.h"
 #include "tests/support/AppFixture.h"
@@ -189,15 +191,20 @@ TEST_F(StringLookupTest, RepeatedLookUpsSeeEveryChange) {
   app.platform.clock->advance(std::chrono::seconds(1));
   EXPECT_EQ(repeated("hello"), "Von draußen, ganz neu");
 
-  parts->state.inShowIdMode = true;
+  // Set here without the engine's setters, which announce every switch to the kept answers.
+  auto flip = [](std::atomic<bool>& flag, bool on) {
+    flag = on;
+    ProcessState::get().answersChanged();
+  };
+  flip(parts->state.inShowIdMode, true);
   EXPECT_EQ(repeated("hello"), "hello");
-  parts->state.inShowIdMode = false;
+  flip(parts->state.inShowIdMode, false);
   app.platform.locale->setPreferredLanguages({"de"});
   TLDeviceUtil::forgetDeviceLanguages();
   EXPECT_EQ(repeated("hello"), "Hallo");
 
   EXPECT_EQ(repeated("missing", "Missing text"), "Missing text");
-  parts->state.inDraftMode = true;  // misses are collected from now on
+  flip(parts->state.inDraftMode, true);  // misses are collected from now on
   EXPECT_EQ(repeated("missing", "Missing text"), "Missing text");
   EXPECT_EQ(parts->missing.missingEntries(), (TLLanguageMap{{"en", {{"missing", "Missing text"}}}}));
 }

@@ -2,6 +2,7 @@
 
 #include "config/TLDeviceUtil.h"
 #include "config/TLSettings.h"
+#include "support/Hmac.h"
 #include "support/Json.h"
 #include "support/StringUtil.h"
 #include "support/TLLog.h"
@@ -48,10 +49,9 @@ void IssueRequest::requestJiraIssue(const std::string& summary, const std::strin
   request.method = "POST";
   request.url = TLSettings::hostWithAppId(database->appId()) + "/v3/mobile-apps/sdk/" + database->appId() +
                 "/createJiraIssue";
-  request.headers = {{"hmac", context_.generateHmac(timestamp + body + timestamp)},
-                     {"timestamp", timestamp},
-                     {"Content-Type", "application/json"},
-                     {"Content-Length", std::to_string(body.size())}};
+  request.headers = signingHeaders(context_.generateHmac, timestamp, body);
+  request.headers.insert(request.headers.end(),
+                         {{"Content-Type", "application/json"}, {"Content-Length", std::to_string(body.size())}});
   request.body = std::move(body);
   request.requestTimeout = 120;
   Platform::Current().http().send(std::move(request), [capture = context_.captureScreenshotNoChecks](

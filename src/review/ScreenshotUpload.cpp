@@ -43,17 +43,16 @@ std::string ScreenshotUpload::multipartBody(const std::string& boundary, const s
 }
 
 HttpRequest ScreenshotUpload::request(const std::string& host, const std::string& appId, const std::string& json,
-                                      const std::string& timestamp, const std::string& hmac,
+                                      std::vector<std::pair<std::string, std::string>> signing,
                                       const std::string& boundaryTimestamp) const {
   std::string boundary = "***" + boundaryTimestamp + "***";
   HttpRequest request;
   request.method = "POST";
   request.url = host + "/v3/mobile-apps/sdk/" + appId + "/uploadScreenshot";
   request.body = multipartBody(boundary, png, json);
-  request.headers = {{"hmac", hmac},
-                     {"timestamp", timestamp},
-                     {"Content-Type", "multipart/form-data; boundary=" + boundary},
-                     {"Content-Length", std::to_string(request.body.size())}};
+  request.headers = std::move(signing);
+  request.headers.insert(request.headers.end(), {{"Content-Type", "multipart/form-data; boundary=" + boundary},
+                                                 {"Content-Length", std::to_string(request.body.size())}});
   request.requestTimeout = 120;
   return request;
 }

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "review/TLStringPosition.h"
@@ -24,10 +25,12 @@ struct ScreenshotUpload {
   std::string json() const;
   // The whole body between the boundaries, byte for byte; every line ends in CR LF.
   static std::string multipartBody(const std::string& boundary, const std::string& png, const std::string& json);
-  // The signed POST to the host's upload path. The boundary is taken from a second time
-  // stamp, which may differ from the signed one.
+  // The POST to the host's upload path, signed by the given headers (signingHeaders of the
+  // JSON text). The boundary is taken from a second time stamp, which may differ from the
+  // signed one.
   HttpRequest request(const std::string& host, const std::string& appId, const std::string& json,
-                      const std::string& timestamp, const std::string& hmac, const std::string& boundaryTimestamp) const;
+                      std::vector<std::pair<std::string, std::string>> signing,
+                      const std::string& boundaryTimestamp) const;
 };
 
 }  // namespace tolvana

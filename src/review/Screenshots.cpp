@@ -6,6 +6,7 @@
 #include "config/TLDeviceUtil.h"
 #include "config/TLSettings.h"
 #include "review/ScreenshotUpload.h"
+#include "support/Hmac.h"
 #include "support/Json.h"
 #include "support/StringUtil.h"
 #include "support/TLLog.h"
@@ -75,9 +76,8 @@ void Screenshots::loadScreenTags(TagsCompletion completion) {
   HttpRequest request;
   request.url = TLSettings::hostWithAppId(database->appId()) + "/" + kSdkPath + "/" + database->appId() +
                 "/screenTag?params=" + percentEncodedForQuery(params);
-  request.headers = {{"hmac", context_.generateHmac(timestamp + params + timestamp)},
-                     {"timestamp", timestamp},
-                     {"Content-Type", "application/json"}};
+  request.headers = signingHeaders(context_.generateHmac, timestamp, params);
+  request.headers.emplace_back("Content-Type", "application/json");
   request.requestTimeout = 120;
   Platform::Current().http().send(std::move(request), [done](HttpResponse response) {
     if (!answered(response, "Failed to load screen tags!")) return done(std::nullopt);
@@ -211,9 +211,9 @@ void Screenshots::uploadScreenWithTag(const std::string& tag, std::vector<TLStri
   std::string json = upload.json();
   logInfo("json %@", json);
   std::string timestamp = TLDeviceUtil::timestamp();
-  HttpRequest request =
-      upload.request(TLSettings::hostWithAppId(database->appId()), database->appId(), json, timestamp,
-                     context_.generateHmac(timestamp + json + timestamp), TLDeviceUtil::timestamp());
+  HttpRequest request = upload.request(TLSettings::hostWithAppId(database->appId()), database->appId(), json,
+                                       signingHeaders(context_.generateHmac, timestamp, json),
+                                       TLDeviceUtil::timestamp());
   Platform::Current().http().send(std::move(request), [completion](HttpResponse response) {
     completeOnMain(completion, answered(response, "Failed to upload Screenshot!"));
   });

@@ -24,4 +24,17 @@ std::string hmacSha256Hex(std::string_view key, std::string_view message) {
   return hexadecimalString(digest, length);
 }
 
+std::string signedMessage(std::string_view timestamp, std::string_view payload) {
+  std::string message;
+  message.reserve(timestamp.size() * 2 + payload.size());
+  message.append(timestamp).append(payload).append(timestamp);
+  return message;
+}
+
+std::vector<std::pair<std::string, std::string>> signingHeaders(
+    const std::function<std::string(std::string_view message)>& hmac, const std::string& timestamp,
+    std::string_view payload) {
+  return {{"hmac", hmac(signedMessage(timestamp, payload))}, {"timestamp", timestamp}};
+}
+
 }  // namespace tolvana

@@ -4,6 +4,7 @@
 
 #include "config/TLDeviceUtil.h"
 #include "config/TLSettings.h"
+#include "support/Hmac.h"
 #include "support/Json.h"
 #include "support/StringUtil.h"
 #include "support/TLLog.h"
@@ -51,7 +52,7 @@ void LivePreview::poll(const std::string& cursor, int failures) {
       .method = "GET",
       .url = TLSettings::hostWithAppId(db->appId()) + "/v4/mobile-apps/sdk/" + db->appId() +
              "/changes?params=" + percentEncodedForQuery(json),
-      .headers = {{"hmac", context_.hmac(timestamp + json + timestamp)}, {"timestamp", timestamp}},
+      .headers = signingHeaders(context_.hmac, timestamp, json),
       .requestTimeout = std::chrono::duration<double>(kIdleTimeout).count(),
       .resourceTimeout = 2 * std::chrono::duration<double>(kIdleTimeout).count()};
   std::string url = request.url;

@@ -231,11 +231,10 @@ HttpRequest UpdateClient::signedRequest(const std::string& host, const TLDatabas
 
   HttpRequest request;
   std::string base = host + "/" + kUpdatePath + "/" + db.appId();
-  request.headers = {{"hmac", generateHmac(timestamp + json + timestamp)},
-                     {"timestamp", timestamp},
-                     {"lastversion", db.appVersion().description()},
-                     {"Content-Type", "application/json"},
-                     {"Accept-Encoding", "gzip"}};
+  request.headers = signingHeaders([this](std::string_view message) { return generateHmac(message); }, timestamp, json);
+  request.headers.insert(request.headers.end(), {{"lastversion", db.appVersion().description()},
+                                                 {"Content-Type", "application/json"},
+                                                 {"Accept-Encoding", "gzip"}});
   if (full) {
     request.method = "POST";
     request.url = base;

@@ -1,5 +1,11 @@
 #include "platform/posix/SystemClock.h"
 
+#include <time.h>
+
+#include <typeinfo>
+
+#include "platform/CoarseClock.h"
+
 namespace tolvana {
 
 namespace {
@@ -15,5 +21,14 @@ class SystemClock final : public Clock {
 }  // namespace
 
 std::shared_ptr<Clock> makeSystemClock() { return std::make_shared<SystemClock>(); }
+
+// The steady clock reads CLOCK_MONOTONIC; its coarse twin counts from the same start.
+std::int64_t coarseMonotonicNanoseconds(const Clock& clock) {
+  timespec now;
+  if (typeid(clock) != typeid(SystemClock) || clock_gettime(CLOCK_MONOTONIC_COARSE, &now) != 0) {
+    return clock.monotonicNanoseconds();
+  }
+  return std::int64_t(now.tv_sec) * 1'000'000'000 + now.tv_nsec;
+}
 
 }  // namespace tolvana
