@@ -2,6 +2,8 @@
 
 #include <cstring>
 
+#include "tolvana/Hooks.h"
+
 namespace tolvana::qt {
 
 AnswerCache::Key::Key(const Query& query) {
@@ -21,24 +23,42 @@ AnswerCache::Key::Key(const Query& query) {
   hash_ = std::hash<std::string_view>()(view());
 }
 
-std::optional<QString> AnswerCache::find(std::uint64_t generation, const Key& key, std::int64_t now) const {
-  if (newest_.load(std::memory_order_relaxed) != generation) return std::nullopt;
-  QReadLocker lock(&mutex_);
-  auto it = answers_.find(key);
-  if (it == answers_.end() || it->second.generation != generation || now >= it->second.validUntil) return std::nullopt;
-  return it->second.text;
+// The source text lies between the key's first and second NUL.
+std::string_view AnswerCache::sourceOf(std::string_view key) {
+  const std::size_t from = key.find('\0') + 1;
+  return key.substr(from, key.find('\0', from) - from);
 }
 
-QString AnswerCache::keep(std::uint64_t generation, const Key& key, const std::string& text,
-                          std::int64_t validUntil) {
+std::string_view AnswerCache::engineKeyOf(std::string_view key, const Entry& entry) {
+  return entry.engineKey.empty() ? sourceOf(key) : std::string_view(entry.engineKey);
+}
+
+std::optional<QString> AnswerCache::find(std::uint64_t generation, const Key& key, std::int64_t now) const {
+  QReadLocker lock(&mutex_);
+  auto it = answers_.find(key);
+  if (it == answers_.end() || now >= it->second.validUntil) return std::nullopt;
+  const Entry& entry = it->second;
+  std::uint64_t kept = entry.generation.load(std::memory_order_relaxed);
+  if (kept != generation) {
+    if (kept > generation || !TolvanaHooks::answerStandsSince(engineKeyOf(it->first, entry), kept, generation)) {
+      return std::nullopt;
+    }
+    // Asked once per update: the next find takes the answer at once. A racing find moves it
+    // to the same or a newer generation, which the engine vouched for as well.
+    entry.generation.compare_exchange_strong(kept, generation, std::memory_order_relaxed);
+  }
+  return entry.text;
+}
+
+QString AnswerCache::keep(std::uint64_t generation, const Key& key, std::string_view engineKey,
+                          const std::string& text, std::int64_t validUntil) {
   QWriteLocker lock(&mutex_);
-  if (generation > newest_.load(std::memory_order_relaxed)) newest_.store(generation, std::memory_order_relaxed);
   auto it = answers_.find(key);
   if (it != answers_.end()) {
     Entry& entry = it->second;
     // A look-up that read an older generation must not put its answer over a newer one.
-    if (entry.generation > generation) return QString::fromStdString(text);
-    entry.generation = generation;
+    if (entry.generation.load(std::memory_order_relaxed) > generation) return QString::fromStdString(text);
+    entry.generation.store(generation, std::memory_order_relaxed);
     entry.validUntil = validUntil;
     if (entry.utf8 != text) {
       bytes_ = bytes_ - entry.utf8.size() + text.size();
@@ -47,14 +67,15 @@ QString AnswerCache::keep(std::uint64_t generation, const Key& key, const std::s
     }
     return entry.text;
   }
-  const std::size_t size = key.view().size() + text.size();
+  // The engine's key differs from the source text only with the context in it.
+  std::string own = engineKey == sourceOf(key.view()) ? std::string() : std::string(engineKey);
+  const std::size_t size = key.view().size() + own.size() + text.size();
   if (answers_.size() >= kMaxEntries || bytes_ + size > kMaxBytes) {
     answers_.clear();
     bytes_ = 0;
   }
   bytes_ += size;
-  return answers_.try_emplace(std::string(key.view()), Entry{generation, validUntil, text, QString::fromStdString(text)})
-      .first->second.text;
+  return answers_.try_emplace(std::string(key.view()), generation, validUntil, std::move(own), text).first->second.text;
 }
 
 }  // namespace tolvana::qt

@@ -2,14 +2,15 @@
 // disambiguation), so that a text asked for again costs one hash probe instead of the engine's
 // look-up and a conversion from UTF-8; a window retranslating asks for every text again.
 //
-// An answer is served only in the generation of the engine's answers it was kept in
-// (TolvanaHooks::answersGeneration) and before the time the engine gave it to last (when
-// another process's write to the stores would be noticed), and only the engine's repeatable
-// answers are kept, so
-// nothing a look-up must do (record a miss, tag a text with its key, log) is skipped. After
-// the generation moves on, the first look-up of each text asks the engine again; where the
-// engine's text is the one kept, the converted text is kept too, since most of an update's
-// texts are those shown before. Bounded: when full, everything is forgotten at once.
+// An answer is served in the generation of the engine's answers it was kept in
+// (TolvanaHooks::answersGeneration), or a later one the engine says it still stands in (only
+// updates that wrote other keys came between), and before the time the engine gave it to last
+// (when another process's write to the stores would be noticed); only the engine's repeatable
+// answers are kept, so nothing a look-up must do (record a miss, tag a text with its key, log)
+// is skipped. So a window retranslating after an update asks the engine only for the texts the
+// update wrote. Where the engine's text is the one kept, the converted text is kept too, since
+// most of an update's texts are those shown before. Bounded: when full, everything is
+// forgotten at once.
 //
 // Thread contract: any thread. Finds share the lock; keeping an answer takes it alone.
 #pragma once
@@ -56,19 +57,28 @@ class AnswerCache {
   static constexpr std::size_t kMaxEntries = 16384;
   static constexpr std::size_t kMaxBytes = 8 << 20;
 
-  // The answer kept for the key in this generation, if it still holds at now.
+  // The answer kept for the key, if it still holds in this generation at now.
   std::optional<QString> find(std::uint64_t generation, const Key& key, std::int64_t now) const;
-  // The engine's text for the key as a QString, kept as the answer of a look-up that read
-  // generation before it asked the engine, until validUntil (TolvanaHooks' clock).
-  QString keep(std::uint64_t generation, const Key& key, const std::string& text, std::int64_t validUntil);
+  // The engine's text for engineKey (the key it looked up) as a QString, kept as the answer of
+  // a look-up that read generation before it asked the engine, until validUntil
+  // (TolvanaHooks' clock).
+  QString keep(std::uint64_t generation, const Key& key, std::string_view engineKey, const std::string& text,
+               std::int64_t validUntil);
 
  private:
   struct Entry {
-    std::uint64_t generation;
+    Entry(std::uint64_t generation, std::int64_t validUntil, std::string engineKey, const std::string& text)
+        : generation(generation), validUntil(validUntil), engineKey(std::move(engineKey)), utf8(text),
+          text(QString::fromStdString(text)) {}
+    // Moved on by finds, under the shared lock, once the engine says the answer stands.
+    mutable std::atomic<std::uint64_t> generation;
     std::int64_t validUntil;
+    std::string engineKey;  // empty where it is the source text, as it mostly is
     std::string utf8;
     QString text;
   };
+  static std::string_view sourceOf(std::string_view key);
+  static std::string_view engineKeyOf(std::string_view key, const Entry& entry);
   struct Hash {
     using is_transparent = void;
     std::size_t operator()(const std::string& key) const { return std::hash<std::string_view>()(key); }
@@ -84,9 +94,6 @@ class AnswerCache {
   // Uncontended, a read lock is one compare-and-swap, where a pthread one is a call of dozens
   // of instructions each way.
   mutable QReadWriteLock mutex_;
-  // The newest generation an answer was kept in; while the engine's is newer, no kept answer
-  // can serve and a find need not look.
-  std::atomic<std::uint64_t> newest_{0};
   // Guarded by mutex_.
   std::size_t bytes_ = 0;
   std::unordered_map<std::string, Entry, Hash, Equal> answers_;

@@ -93,7 +93,7 @@ QString TolvanaTranslator::translate(const char* context, const char* sourceText
                      n);
   }
   auto answer = TolvanaHooks::lookUp(key, defaultValue, translationContext);
-  if (answer && answer->repeatable) return answers_.keep(generation, *cacheKey, answer->text, answer->validUntil);
+  if (answer && answer->repeatable) return answers_.keep(generation, *cacheKey, key, answer->text, answer->validUntil);
   return toQString(answer);
 }
 

@@ -98,6 +98,10 @@ class TOLVANA_EXPORT TolvanaHooks {
   /// language switched, draft, show-ID or pseudo-localisation mode turned on or off, the
   /// engine enabled, disabled or started again. Never moves back.
   static std::uint64_t answersGeneration();
+  /// Whether a repeatable answer for key, kept in generation since, still stands in generation
+  /// now: every move in between was an update that wrote texts under other keys only (in any
+  /// language). False whenever that is not known, so the adapter then asks again.
+  static bool answerStandsSince(std::string_view key, std::uint64_t since, std::uint64_t now);
   /// The library's monotonic clock in nanoseconds, the clock of Answer::validUntil.
   static std::int64_t monotonicNanoseconds();
   /// Counts the updates that wrote texts into the stores; a change tells the adapter that

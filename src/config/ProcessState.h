@@ -13,8 +13,10 @@
 #include <memory>
 #include <mutex>
 #include <string>
+#include <vector>
 
 #include "config/TLDeviceUtil.h"
+#include "config/TextWrites.h"
 #include "support/CachedFlag.h"
 #include "support/Mutex.h"
 #include "support/PublishedValue.h"
@@ -46,6 +48,9 @@ struct ProcessState {
   // an answer kept before must not pass for one of the new engine's.
   std::atomic<std::uint64_t> answersGeneration{1};
   void answersChanged() { answersGeneration.fetch_add(1, std::memory_order_release); }
+  // A move that wrote these texts and changed nothing else, which answers under other keys outlive.
+  TextWrites textWrites;
+  void textsWritten(std::vector<std::string> keys) { textWrites.written(answersGeneration, std::move(keys)); }
 
   // Facts read on first use and kept for the process.
   CachedFlag searchAllBundles;

@@ -111,6 +111,10 @@ std::uint64_t TolvanaHooks::answersGeneration() {
   return ProcessState::get().answersGeneration.load(std::memory_order_acquire);
 }
 
+bool TolvanaHooks::answerStandsSince(std::string_view key, std::uint64_t since, std::uint64_t now) {
+  return guarded("answerStandsSince", false, [&] { return ProcessState::get().textWrites.untouched(key, since, now); });
+}
+
 std::int64_t TolvanaHooks::monotonicNanoseconds() { return Platform::Current().clock().monotonicNanoseconds(); }
 
 std::uint64_t TolvanaHooks::textsChangedCount() { return ProcessState::get().textsChanged.load(); }

@@ -70,7 +70,7 @@ bool boolField(dom::element value) {
 // One transaction for the group: its version and all its entries, or (when a write fails)
 // none of them. Entries of the wrong shape are skipped with an error line.
 bool writeGroup(TLDBProtocol& store, const std::string& groupName, std::int64_t version, dom::object entries,
-                long& counter) {
+                long& counter, ChangedKeys* keys) {
   std::string valueScratch, draftScratch;
   store.beginWriteTransaction();
   store.createOrUpdateGroup(groupName, version);
@@ -90,7 +90,9 @@ bool writeGroup(TLDBProtocol& store, const std::string& groupName, std::int64_t 
       }
     }
     if (wrongType) continue;
-    store.createOrUpdateEntry(entryKey, text, draft);
+    // Before the commit is known: a key of a group rolled back counts as written, which only
+    // makes an adapter ask again.
+    if (store.createOrUpdateEntry(entryKey, text, draft) && keys) keys->add(entryKey);
     ++counter;
   }
   return store.commitWriteTransaction();
@@ -129,10 +131,12 @@ AppFields readAppFields(dom::object root) {
 // Writes the groups of an answer's languages into their stores, newer versions only, and
 // counts what it wrote and what it could not.
 struct LanguagesWriter {
-  LanguagesWriter(TLDatabase& database, bool inDraftMode) : database(database), inDraftMode(inDraftMode) {}
+  LanguagesWriter(TLDatabase& database, bool inDraftMode, ChangedKeys* keys)
+      : database(database), inDraftMode(inDraftMode), keys(keys) {}
 
   TLDatabase& database;
   const bool inDraftMode;
+  ChangedKeys* keys;
   std::vector<std::string> delivered;
   long counter = 0;
   int unwritten = 0;
@@ -199,7 +203,7 @@ struct LanguagesWriter {
     if (!group["entries"].get_object().get(entries) && entries.begin() != entries.end() &&
         storeToWrite(language, store)) {
       long before = counter;
-      if (writeGroup(*store, groupName, version, entries, counter)) {
+      if (writeGroup(*store, groupName, version, entries, counter, keys)) {
         changes[language].push_back({groupName, stored, version, static_cast<std::size_t>(counter - before)});
       } else {
         logError("Group '%@' of '%@' could not be written.", groupName, language);
@@ -218,9 +222,10 @@ struct LanguagesWriter {
 // answer must write nothing at all, and never a group with only part of its entries.
 // Parsing to a tree costs little beside the store's inserts and removes any chance of
 // walking on after a syntax error.
-bool ResponseParser::parseV2(const std::string& json, TextChanges* changes) {
+bool ResponseParser::parseV2(const std::string& json, TextChanges* changes, ChangedKeys* keys) {
   logVerbose("parsing Server response...");
   if (changes) changes->clear();
+  if (keys) *keys = {};
 
   dom::parser parser;
   dom::element document;
@@ -260,7 +265,7 @@ bool ResponseParser::parseV2(const std::string& json, TextChanges* changes) {
 
   logVerbose("Parsing entry data...");
   database_.setEntriesWritten(0);
-  LanguagesWriter writer{database_, database_.engineInDraftMode()};
+  LanguagesWriter writer{database_, database_.engineInDraftMode(), keys};
   dom::object languages;
   const bool hasLanguages = app.data && !app.data->get_object().get(languages);
   if (app.data && !hasLanguages) logError("Server response field 'data' is no object; skipped.");

@@ -22,6 +22,21 @@ namespace tolvana {
 
 class TLDatabase;
 
+// The keys whose texts a parse changed, in any language (repeats left in). Past a bound the
+// list is given up: an update that large changes most of what is shown anyway, and collecting
+// and sorting it would slow the ingest of a whole project.
+struct ChangedKeys {
+  static constexpr std::size_t kMaxKept = 4096;
+  std::vector<std::string> keys;
+  bool complete = true;
+  void add(std::string_view key) {
+    if (!complete) return;
+    if (keys.size() < kMaxKept) return void(keys.emplace_back(key));
+    complete = false;
+    keys = {};
+  }
+};
+
 class ResponseParser {
  public:
   // How many languages without a store one answer may bring; the rest wait for a later one.
@@ -32,8 +47,9 @@ class ResponseParser {
   // version or a base language, or was no well-formed JSON object. An accepted answer may
   // still have groups it could not write: TLDatabase::unwrittenGroups() counts them. A text
   // whose spare capacity holds the JSON parser's padding is read where it lies, uncopied.
-  // changes, when given, gets what the parse wrote.
-  bool parseV2(const std::string& json, TextChanges* changes = nullptr);
+  // changes, when given, gets what the parse wrote; keys, the key of every entry whose texts
+  // it changed or may have changed.
+  bool parseV2(const std::string& json, TextChanges* changes = nullptr, ChangedKeys* keys = nullptr);
   // What a V1 parse wrote: the languages whose transaction committed, and whether every one did.
   struct V1Writes {
     std::vector<std::string> languages;

@@ -62,15 +62,19 @@ const Value* TLDBFile::row(std::string_view prefix, std::string_view name) const
   return &it->second;
 }
 
-void TLDBFile::createOrUpdateEntry(std::string_view key, std::optional<std::string_view> value,
+bool TLDBFile::createOrUpdateEntry(std::string_view key, std::optional<std::string_view> value,
                                    std::optional<std::string_view> draft) {
-  if (!database_) return;
+  if (!database_) return true;
   // A property list has no null: an absent value or draft is left out of the row.
   Value::Dictionary row;
   if (value) row.emplace("value", *value);
   if (draft) row.emplace("draft", *draft);
-  (*database_)[prefixed(kEntryPrefix, key)] = Value(std::move(row));
+  Value next(std::move(row));
+  Value& stored = (*database_)[prefixed(kEntryPrefix, key)];
+  if (stored == next) return false;
+  stored = std::move(next);
   contentChanged();
+  return true;
 }
 
 void TLDBFile::createOrUpdateGroup(std::string_view name, std::int64_t version) {

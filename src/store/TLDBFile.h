@@ -21,7 +21,7 @@ class TLDBFile final : public TLDBProtocol {
   // Loads the file at path; a missing or unreadable file starts an empty store.
   static std::shared_ptr<TLDBFile> initWithPath(std::string path);
 
-  void createOrUpdateEntry(std::string_view key, std::optional<std::string_view> value,
+  bool createOrUpdateEntry(std::string_view key, std::optional<std::string_view> value,
                            std::optional<std::string_view> draft) override;
   void createOrUpdateGroup(std::string_view name, std::int64_t version) override;
   // The stored integer, -1 when the group or its version is missing.

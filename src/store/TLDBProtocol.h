@@ -26,7 +26,8 @@ class TLDBProtocol {
   virtual ~TLDBProtocol() = default;
 
   // Inserts or replaces one entry. An absent or empty value or draft is stored as absent.
-  virtual void createOrUpdateEntry(std::string_view key, std::optional<std::string_view> value,
+  // False when the entry was stored as it is already, so its look-ups answer as before.
+  virtual bool createOrUpdateEntry(std::string_view key, std::optional<std::string_view> value,
                                    std::optional<std::string_view> draft) = 0;
   virtual void createOrUpdateGroup(std::string_view name, std::int64_t version) = 0;
   // The group's version, -1 when unknown.

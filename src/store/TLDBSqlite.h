@@ -56,7 +56,7 @@ class TLDBSqlite final : public TLDBProtocol {
   TLDBSqlite(const TLDBSqlite&) = delete;
   TLDBSqlite& operator=(const TLDBSqlite&) = delete;
 
-  void createOrUpdateEntry(std::string_view key, std::optional<std::string_view> value,
+  bool createOrUpdateEntry(std::string_view key, std::optional<std::string_view> value,
                            std::optional<std::string_view> draft) override;
   void createOrUpdateGroup(std::string_view name, std::int64_t version) override;
   std::int64_t getGroupVersion(std::string_view name) override;

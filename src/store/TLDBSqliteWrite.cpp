@@ -14,7 +14,11 @@ using sqlite::bindText;
 
 namespace {
 constexpr const char* kInsertGroup = "INSERT OR REPLACE INTO GROUPS (name, version) VALUES (@NAME, ?)";
-constexpr const char* kInsertEntry = "INSERT OR REPLACE INTO ENTRIES (key, value, draft) VALUES (@KEY, @VALUE, @DRAFT)";
+// A row that holds the same texts already is left alone, which tells the writer (through the
+// count of changed rows) that the key's look-ups answer as before.
+constexpr const char* kInsertEntry =
+    "INSERT INTO ENTRIES (key, value, draft) VALUES (@KEY, @VALUE, @DRAFT) ON CONFLICT(key) DO UPDATE SET "
+    "value = excluded.value, draft = excluded.draft WHERE value IS NOT excluded.value OR draft IS NOT excluded.draft";
 }  // namespace
 
 void TLDBSqlite::applyCommittedRows() {
@@ -57,9 +61,12 @@ void TLDBSqlite::beginWriteTransaction() {
   pendingRows_.clear();
   pendingGroups_.clear();
   {
+    // An index behind the file (another process wrote it since the index was read) would be
+    // labelled current after the commit and never learn that write: it is read again instead.
+    const FileSignature signature = FileSignature::of(dbPath_);
     SharedLockGuard lock(indexMutex_);
-    trackingRows_ = index_.has_value();
-    trackingGroups_ = groupVersions_.has_value();
+    trackingRows_ = index_.has_value() && indexSignature_ == signature;
+    trackingGroups_ = groupVersions_.has_value() && groupsSignature_ == signature;
   }
   if (alwaysCloseDB_) open(false);
   if (!database_) {
@@ -94,36 +101,42 @@ void TLDBSqlite::beginWriteTransaction() {
   }
 }
 
-void TLDBSqlite::createOrUpdateEntry(std::string_view key, std::optional<std::string_view> value,
+bool TLDBSqlite::createOrUpdateEntry(std::string_view key, std::optional<std::string_view> value,
                                      std::optional<std::string_view> draft) {
   if (!database_) {
     logError("Database not open (createOrUpdateEntry).");
-    return;
+    return true;
   }
   if (key.empty()) {
     logError("Empty key (createOrUpdateEntry).");
-    return;
+    return true;
   }
   // After a failed write SQLite may already have rolled the transaction back; a further
   // insert would then be committed on its own, beside a group version it does not match.
-  if (transactionFailed_) return;
+  if (transactionFailed_) return true;
   sqlite3_stmt* insert = insertEntryStatement_;
   // Outside a transaction there is no statement; the row is lost like any failed insert.
   if (!insert) {
     logError("Failed to add entry");
     transactionFailed_ = true;
-    return;
+    return true;
   }
   bindText(insert, 1, key);
   bindOptionalText(insert, 2, value);
   bindOptionalText(insert, 3, draft);
+  bool changed = true;
   if (int result = sqlite3_step(insert); result != SQLITE_DONE) {
     logError("Failed to add entry");
     noteFailure(result, true);
-  } else if (trackingRows_) {
-    pendingRows_.push_back({std::string(key), std::string(value.value_or("")), std::string(draft.value_or(""))});
+  } else {
+    changed = sqlite3_changes(database_) > 0;
+    // Unchanged rows too: the index may not have seen another process's write of the same texts.
+    if (trackingRows_) {
+      pendingRows_.push_back({std::string(key), std::string(value.value_or("")), std::string(draft.value_or(""))});
+    }
   }
   sqlite3_reset(insert);
+  return changed;
 }
 
 void TLDBSqlite::createOrUpdateGroup(std::string_view name, std::int64_t version) {

@@ -273,10 +273,18 @@ bool TLDatabase::parseResponseV1(const Value& answer) {
 
 bool TLDatabase::parseResponseV2(const Value& answer) { return parseResponseV2Json(json::serialize(answer)); }
 
+// An accepted answer changed the answers of the keys it wrote and nothing else (a change of
+// the app's settings or of the languages moved the generation on by itself), so the answers an
+// adapter kept under other keys still stand.
 bool TLDatabase::parseResponseV2Json(const std::string& text, TextChanges* changes) {
   LockGuard lock(mutex_);
-  bool parsed = ResponseParser(*this).parseV2(text, changes);
-  ProcessState::get().answersChanged();
+  ChangedKeys written;
+  bool parsed = ResponseParser(*this).parseV2(text, changes, &written);
+  if (parsed && written.complete) {
+    ProcessState::get().textsWritten(std::move(written.keys));
+  } else {
+    ProcessState::get().answersChanged();
+  }
   return parsed;
 }
 
@@ -323,41 +331,45 @@ bool TLDatabase::engineInDraftMode() const {
   return query && query();
 }
 
+// An update sets the app's settings whenever the project changed; only a setting that changed
+// may change an answer, and the version number changes none.
 void TLDatabase::setAppVersion(Value version) {
   LockGuard lock(mutex_);
-  LookupWrite writing(*this);
+  LookupWrite writing(*this, Answers::unchanged);
   state_->appVersion = std::move(version);
 }
 
 void TLDatabase::setBaseLanguage(std::optional<std::string> language) {
   LockGuard lock(mutex_);
-  LookupWrite writing(*this);
+  LookupWrite writing(*this, language == state_->baseLanguage ? Answers::unchanged : Answers::mayChange);
   state_->baseLanguage = std::move(language);
 }
 
 void TLDatabase::setCollectMissingEnabled(bool enabled) {
   LockGuard lock(mutex_);
-  LookupWrite writing(*this);
+  LookupWrite writing(*this, enabled == state_->collectMissingEnabled ? Answers::unchanged : Answers::mayChange);
   state_->collectMissingEnabled = enabled;
 }
 
 void TLDatabase::setDraftModeEnabled(bool enabled) {
   LockGuard lock(mutex_);
-  LookupWrite writing(*this);
+  LookupWrite writing(*this, enabled == state_->draftModeEnabled ? Answers::unchanged : Answers::mayChange);
   state_->draftModeEnabled = enabled;
 }
 
 void TLDatabase::setUnwrittenGroups(int count) {
   LockGuard lock(mutex_);
-  LookupWrite writing(*this);
+  LookupWrite writing(*this, Answers::unchanged);
   state_->unwrittenGroups = count;
 }
 
+// Every update refreshes the list; only a list that changed may change which language answers.
 void TLDatabase::refreshAvailableLanguages() {
   LockGuard lock(mutex_);
-  LookupWrite writing(*this);
   auto languages = storeLanguagesIn(state_->dbDirectory);
-  state_->availableLanguages = std::set<std::string>(languages.begin(), languages.end());
+  std::set<std::string> available(languages.begin(), languages.end());
+  LookupWrite writing(*this, available == state_->availableLanguages ? Answers::unchanged : Answers::mayChange);
+  state_->availableLanguages = std::move(available);
 }
 
 #define TL_GETTER(type, name) \

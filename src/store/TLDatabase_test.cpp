@@ -6,6 +6,7 @@
 #include <future>
 #include <thread>
 
+#include "config/ProcessState.h"
 #include "platform/PropertyList.h"
 #include "support/FileSignature.h"
 #include "support/Files.h"
@@ -117,6 +118,29 @@ TEST_F(TLDatabaseTest, FirstLookUpInALanguageDoesNotWaitForAParse) {
   parser.join();
   EXPECT_TRUE(lookUpCameFirst);
   EXPECT_EQ(db->valueWithKey("hello", "de"), "Moin");
+}
+
+// An adapter may keep serving answers across an update, under the keys whose texts it left as
+// they were in every language (written again unchanged, or not brought at all); a change of the
+// app's settings leaves no answer standing.
+TEST_F(TLDatabaseTest, AnUpdateLeavesStandingTheAnswersOfKeysItDidNotChange) {
+  shipThreeLanguages();
+  app.install();
+  auto db = TLDatabase::create();
+  ASSERT_NE(db, nullptr);
+  auto& state = ProcessState::get();
+  std::uint64_t since = state.answersGeneration.load();
+  auto stands = [&](const char* key) { return state.textWrites.untouched(key, since, state.answersGeneration.load()); };
+  ASSERT_TRUE(db->parseResponseV2Json(R"({"__v":1,"baseLanguage":"en","data":{
+      "de":{"main":{"version":4,"entries":{"bye":{"v":"Tschüss"}}}},
+      "fr":{"main":{"version":4,"entries":{"hello":{"v":"Salut"}}}}}})"));
+  EXPECT_FALSE(stands("hello"));
+  EXPECT_TRUE(stands("bye"));
+  EXPECT_TRUE(stands("never written"));
+
+  since = state.answersGeneration.load();
+  ASSERT_TRUE(db->parseResponseV2Json(R"({"__v":99,"baseLanguage":"de","data":{}})"));
+  EXPECT_FALSE(stands("bye"));
 }
 
 // A start writes the app file's strings again only when that could change a row: when the
