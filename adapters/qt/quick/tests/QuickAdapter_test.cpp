@@ -209,6 +209,13 @@ TEST(QtQuick, DraftModeGesturesAndKeysOnAScene) {
 TEST(QtQuick, AnUpdateRetranslatesTheSceneThenReportsOnTheGuiThread) {
   Scene scene(kScene);
   auto* api = tolvana::qt::TolvanaQt::instance();
+  EXPECT_FALSE(api->draftMode());
+  // The groups reach the engine: a group the project lacks brings nothing.
+  QSignalSpy finished(api, &tolvana::qt::TolvanaQt::updateFinished);
+  api->updateGroups({"no such group"}, {"de"});
+  ASSERT_TRUE(finished.wait(10000));
+  EXPECT_TRUE(finished.first().first().toBool());
+  EXPECT_EQ(scene.text("footer"), "Mit der App ausgeliefert (Version 1)");
   QStringList events;
   bool offGuiThread = false;
   auto note = [&](QString event) {
