@@ -46,7 +46,9 @@ class Browser:
         self._arrived = threading.Condition()
         threading.Thread(target=self._listen, daemon=True).start()
         try:
-            target = self.send("Target.createTarget", {"url": "about:blank"}, session=False)["targetId"]
+            # The first answer waits for the browser's cold start, which on a machine busy with
+            # other tests has taken longer than the 15 s any later command is given.
+            target = self.send("Target.createTarget", {"url": "about:blank"}, session=False, timeout=60)["targetId"]
             self.session = self.send("Target.attachToTarget", {"targetId": target, "flatten": True},
                                      session=False)["sessionId"]
             self.send("Page.enable")
