@@ -249,6 +249,9 @@ class TLInternal : public std::enable_shared_from_this<TLInternal> {
   std::unique_ptr<IssueRequest> issues_;
   std::weak_ptr<TolvanaScreenshotInterface> screenshotInterface_ TL_GUARDED_BY(state_.lock());
 
+  // Takes the running engine (the process's engine field, read under its lock) off the
+  // look-up path and out of the field; the caller releases it once look-ups are done with it.
+  static std::shared_ptr<TLInternal> unpublish(std::shared_ptr<TLInternal>& engine);
   // The running engine for withEngine(); null while none runs or one starts.
   static std::atomic<TLInternal*> published_;
   // The published engine's look-up owner (RecentAnswers), readable without the engine; 0 with

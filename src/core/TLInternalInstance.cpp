@@ -61,14 +61,18 @@ bool TLInternal::beforeStart(const std::function<void()>& work) {
   return true;
 }
 
+std::shared_ptr<TLInternal> TLInternal::unpublish(std::shared_ptr<TLInternal>& engine) {
+  publishedOwner_.store(0);
+  published_.store(nullptr);
+  return std::move(engine);
+}
+
 void TLInternal::resetInstance() {
   ProcessState& state = ProcessState::get();
   std::shared_ptr<TLInternal> previous;
   {
     LockGuard lock(state.engineLock);
-    publishedOwner_.store(0);
-    published_.store(nullptr);
-    previous = std::move(state.engine);
+    previous = unpublish(state.engine);
     // The app's own defaults go too: the whole domain is erased, as a fresh install would be.
     Platform::Current().userDefaults().removePersistentDomain();
     sharedInstance();
@@ -81,9 +85,7 @@ void TLInternal::dropInstanceForTesting() {
   std::shared_ptr<TLInternal> previous;
   {
     LockGuard lock(state.engineLock);
-    publishedOwner_.store(0);
-    published_.store(nullptr);
-    previous = std::move(state.engine);
+    previous = unpublish(state.engine);
     state.forgetForTesting();
   }
   release(std::move(previous));
