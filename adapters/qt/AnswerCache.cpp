@@ -33,10 +33,23 @@ std::string_view AnswerCache::engineKeyOf(std::string_view key, const Entry& ent
   return entry.engineKey.empty() ? sourceOf(key) : std::string_view(entry.engineKey);
 }
 
+void AnswerCache::renewIfLapsed(std::int64_t now) {
+  if (now < renewedUntil_.load(std::memory_order_acquire)) return;
+  const TolvanaHooks::Renewal renewal = TolvanaHooks::renewAnswers();
+  QWriteLocker lock(&mutex_);
+  if (renewal.outsideWrites != outsideWrites_) {
+    answers_.clear();
+    bytes_ = 0;
+    outsideWrites_ = renewal.outsideWrites;
+  }
+  renewedUntil_.store(renewal.until, std::memory_order_release);
+}
+
 std::optional<QString> AnswerCache::find(std::uint64_t generation, const Key& key, std::int64_t now) const {
+  if (now >= renewedUntil_.load(std::memory_order_acquire)) return std::nullopt;
   QReadLocker lock(&mutex_);
   auto it = answers_.find(key);
-  if (it == answers_.end() || now >= it->second.validUntil) return std::nullopt;
+  if (it == answers_.end()) return std::nullopt;
   const Entry& entry = it->second;
   std::uint64_t kept = entry.generation.load(std::memory_order_relaxed);
   if (kept != generation) {
@@ -51,7 +64,7 @@ std::optional<QString> AnswerCache::find(std::uint64_t generation, const Key& ke
 }
 
 QString AnswerCache::keep(std::uint64_t generation, const Key& key, std::string_view engineKey,
-                          const std::string& text, std::int64_t validUntil) {
+                          const std::string& text) {
   QWriteLocker lock(&mutex_);
   auto it = answers_.find(key);
   if (it != answers_.end()) {
@@ -59,7 +72,6 @@ QString AnswerCache::keep(std::uint64_t generation, const Key& key, std::string_
     // A look-up that read an older generation must not put its answer over a newer one.
     if (entry.generation.load(std::memory_order_relaxed) > generation) return QString::fromStdString(text);
     entry.generation.store(generation, std::memory_order_relaxed);
-    entry.validUntil = validUntil;
     if (entry.utf8 != text) {
       bytes_ = bytes_ - entry.utf8.size() + text.size();
       entry.utf8 = text;
@@ -75,7 +87,7 @@ QString AnswerCache::keep(std::uint64_t generation, const Key& key, std::string_
     bytes_ = 0;
   }
   bytes_ += size;
-  return answers_.try_emplace(std::string(key.view()), generation, validUntil, std::move(own), text).first->second.text;
+  return answers_.try_emplace(std::string(key.view()), generation, std::move(own), text).first->second.text;
 }
 
 }  // namespace tolvana::qt

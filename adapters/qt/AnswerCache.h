@@ -4,8 +4,9 @@
 //
 // An answer is served in the generation of the engine's answers it was kept in
 // (TolvanaHooks::answersGeneration), or a later one the engine says it still stands in (only
-// updates that wrote other keys came between), and before the time the engine gave it to last
-// (when another process's write to the stores would be noticed); only the engine's repeatable
+// updates that wrote other keys came between), while the engine's last renewal holds (after
+// it, the stores look for another process's writes, and all answers are renewed together, or
+// all dropped when one was found); only the engine's repeatable
 // answers are kept, so nothing a look-up must do (record a miss, tag a text with its key, log)
 // is skipped. So a window retranslating after an update asks the engine only for the texts the
 // update wrote. Where the engine's text is the one kept, the converted text is kept too, since
@@ -57,22 +58,21 @@ class AnswerCache {
   static constexpr std::size_t kMaxEntries = 16384;
   static constexpr std::size_t kMaxBytes = 8 << 20;
 
+  // Asks the engine to renew the answers once its last renewal no longer holds at now
+  // (TolvanaHooks' clock); before the first find.
+  void renewIfLapsed(std::int64_t now);
   // The answer kept for the key, if it still holds in this generation at now.
   std::optional<QString> find(std::uint64_t generation, const Key& key, std::int64_t now) const;
   // The engine's text for engineKey (the key it looked up) as a QString, kept as the answer of
-  // a look-up that read generation before it asked the engine, until validUntil
-  // (TolvanaHooks' clock).
-  QString keep(std::uint64_t generation, const Key& key, std::string_view engineKey, const std::string& text,
-               std::int64_t validUntil);
+  // a look-up that read generation before it asked the engine.
+  QString keep(std::uint64_t generation, const Key& key, std::string_view engineKey, const std::string& text);
 
  private:
   struct Entry {
-    Entry(std::uint64_t generation, std::int64_t validUntil, std::string engineKey, const std::string& text)
-        : generation(generation), validUntil(validUntil), engineKey(std::move(engineKey)), utf8(text),
-          text(QString::fromStdString(text)) {}
+    Entry(std::uint64_t generation, std::string engineKey, const std::string& text)
+        : generation(generation), engineKey(std::move(engineKey)), utf8(text), text(QString::fromStdString(text)) {}
     // Moved on by finds, under the shared lock, once the engine says the answer stands.
     mutable std::atomic<std::uint64_t> generation;
-    std::int64_t validUntil;
     std::string engineKey;  // empty where it is the source text, as it mostly is
     std::string utf8;
     QString text;
@@ -94,7 +94,10 @@ class AnswerCache {
   // Uncontended, a read lock is one compare-and-swap, where a pthread one is a call of dozens
   // of instructions each way.
   mutable QReadWriteLock mutex_;
+  // Read by every find; written under mutex_.
+  std::atomic<std::int64_t> renewedUntil_{0};
   // Guarded by mutex_.
+  std::uint64_t outsideWrites_ = 0;
   std::size_t bytes_ = 0;
   std::unordered_map<std::string, Entry, Hash, Equal> answers_;
 };

@@ -75,7 +75,9 @@ QString TolvanaTranslator::translate(const char* context, const char* sourceText
   std::optional<AnswerCache::Key> cacheKey;
   if (keepable) {
     cacheKey.emplace(AnswerCache::Query{context, sourceText, disambiguation});
-    if (auto kept = answers_.find(generation, *cacheKey, TolvanaHooks::monotonicNanoseconds())) return *std::move(kept);
+    const std::int64_t now = TolvanaHooks::monotonicNanoseconds();
+    answers_.renewIfLapsed(now);
+    if (auto kept = answers_.find(generation, *cacheKey, now)) return *std::move(kept);
   }
   std::string_view key(sourceText);
   std::string_view translationContext = context ? std::string_view(context) : std::string_view();
@@ -93,7 +95,7 @@ QString TolvanaTranslator::translate(const char* context, const char* sourceText
                      n);
   }
   auto answer = TolvanaHooks::lookUp(key, defaultValue, translationContext);
-  if (answer && answer->repeatable) return answers_.keep(generation, *cacheKey, key, answer->text, answer->validUntil);
+  if (answer && answer->repeatable) return answers_.keep(generation, *cacheKey, key, answer->text);
   return toQString(answer);
 }
 

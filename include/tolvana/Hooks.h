@@ -35,10 +35,14 @@ class TOLVANA_EXPORT TolvanaHooks {
     std::optional<std::string> key;  ///< Set when the text must carry its key (draft mode, UI tests).
     /// The same look-up answers the same text, and has nothing else to do (no miss to record,
     /// no line to log, no key to tag), for as long as answersGeneration() stays where it was
-    /// before this look-up and monotonicNanoseconds() is below validUntil (by then another
-    /// process may have written the stores): an adapter may keep the answer for that long.
+    /// before this look-up and renewAnswers() vouches for the answers kept: an adapter may
+    /// keep the answer for that long.
     bool repeatable = false;
-    std::int64_t validUntil = 0;
+  };
+  /// See renewAnswers().
+  struct Renewal {
+    std::uint64_t outsideWrites = 0;
+    std::int64_t until = 0;  ///< on monotonicNanoseconds()' clock
   };
 
   /// Whether the app lets the library insert itself ("TolvanaEnableAutostart").
@@ -102,7 +106,13 @@ class TOLVANA_EXPORT TolvanaHooks {
   /// now: every move in between was an update that wrote texts under other keys only (in any
   /// language). False whenever that is not known, so the adapter then asks again.
   static bool answerStandsSince(std::string_view key, std::uint64_t since, std::uint64_t now);
-  /// The library's monotonic clock in nanoseconds, the clock of Answer::validUntil.
+  /// Another process may write the stores; they look for that at most a second apart. An
+  /// adapter keeping repeatable answers calls this once the last Renewal's until has passed
+  /// (and before it keeps its first): the stores look now where they are due, and every answer
+  /// kept since the last call stands until the new until, provided outsideWrites is the same
+  /// as then. A new count means another process wrote the stores: drop every kept answer.
+  static Renewal renewAnswers();
+  /// The library's monotonic clock in nanoseconds, the clock of Renewal::until.
   static std::int64_t monotonicNanoseconds();
   /// Counts the updates that wrote texts into the stores; a change tells the adapter that
   /// shown texts may be out of date.

@@ -266,9 +266,7 @@ std::optional<std::string> TLInternal::localizedStringForKeyAndLanguage(std::str
                                                                         std::string_view language) {
   return lookup_->localizedStringForKeyAndLanguage(key, language);
 }
-std::int64_t TLInternal::answersValidUntil(std::int64_t started) const {
-  return lookup_->answersValidUntil(started);
-}
+StringLookup::Renewal TLInternal::renewAnswers() const { return lookup_->renewAnswers(); }
 TLLocalizedString TLInternal::localizedStringForKey(std::string_view key, std::optional<std::string_view> value,
                                                     std::optional<std::string_view> table,
                                                     std::shared_ptr<const Bundle> bundle) {

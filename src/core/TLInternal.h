@@ -167,7 +167,7 @@ class TLInternal : public std::enable_shared_from_this<TLInternal> {
 
   // Look-up.
   std::optional<std::string> localizedStringForKeyAndLanguage(std::string_view key, std::string_view language);
-  std::int64_t answersValidUntil(std::int64_t started) const;
+  StringLookup::Renewal renewAnswers() const;
   TLLocalizedString localizedStringForKey(std::string_view key, std::optional<std::string_view> value,
                                           std::optional<std::string_view> table, std::shared_ptr<const Bundle> bundle);
   TLLocalizedString localizedStringForKey(std::string_view key, std::optional<std::string_view> value);

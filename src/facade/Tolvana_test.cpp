@@ -53,7 +53,7 @@ TEST(Tolvana, LookupsThroughTheFacade) {
 
 // A text asked for again is answered from the thread's recent answers before the engine is
 // reached: a switch, another process's write (within a second), new device languages and a new
-// engine must each still show at the next look-up.
+// engine must each still show at the next look-up, and a second without any keeps them all.
 TEST(Tolvana, RepeatedLookupsSeeEveryChange) {
   auto repeated = [](std::string_view key) {
     Tolvana::localizedStringForKey(key);
@@ -63,10 +63,18 @@ TEST(Tolvana, RepeatedLookupsSeeEveryChange) {
   {
     AppFixture app;
     app.platform.locale->setPreferredLanguages({"de"});
-    app.appLanguage("de", {{"greet", "Hallo", ""}});
+    app.appLanguage("de", {{"greet", "Hallo", ""}, {"bye", "Tschüss", ""}});
     app.appLanguage("fr", {{"greet", "Salut", ""}});
     app.install();
     EXPECT_EQ(repeated("greet"), "Hallo");
+    // Kept answers lapse together, and one look-up that finds the stores unchanged renews all.
+    EXPECT_EQ(repeated("bye"), "Tschüss");
+    app.platform.clock->advance(std::chrono::seconds(1));
+    EXPECT_EQ(TLInternal::recentText("bye", std::nullopt), nullptr);
+    EXPECT_EQ(Tolvana::localizedStringForKey("greet"), "Hallo");
+    const std::string* renewed = TLInternal::recentText("bye", std::nullopt);
+    ASSERT_NE(renewed, nullptr);
+    EXPECT_EQ(*renewed, "Tschüss");
     Tolvana::setShowIdModeEnabled(true);
     EXPECT_EQ(Tolvana::localizedStringForKey("greet"), "greet");
     Tolvana::setShowIdModeEnabled(false);

@@ -22,14 +22,6 @@ std::optional<TolvanaHooks::Answer> answer(std::optional<TLLocalizedString>&& re
   return TolvanaHooks::Answer{std::move(result->text), std::move(result->key), result->repeatable};
 }
 
-// Only an answer an adapter may keep needs to know for how long, which costs a clock read.
-TolvanaHooks::Answer& withLifetime(TolvanaHooks::Answer& answer, std::int64_t started) {
-  if (answer.repeatable) {
-    answer.validUntil = TLInternal::withEngine([&](TLInternal& engine) { return engine.answersValidUntil(started); });
-  }
-  return answer;
-}
-
 }  // namespace
 
 bool TolvanaHooks::autostartEnabled() {
@@ -39,12 +31,8 @@ bool TolvanaHooks::autostartEnabled() {
 std::optional<TolvanaHooks::Answer> TolvanaHooks::lookUp(std::string_view key,
                                                          std::optional<std::string_view> defaultValue,
                                                          std::string_view context) {
-  return guarded("lookUp", std::optional<Answer>(), [&] {
-    const std::int64_t started = monotonicNanoseconds();
-    auto result = answer(BundleHook::lookUp(key, defaultValue, context));
-    if (result) withLifetime(*result, started);
-    return result;
-  });
+  return guarded("lookUp", std::optional<Answer>(),
+                 [&] { return answer(BundleHook::lookUp(key, defaultValue, context)); });
 }
 
 std::optional<TolvanaHooks::Answer> TolvanaHooks::lookUpPlural(std::string_view key,
@@ -62,10 +50,8 @@ TolvanaHooks::Answer TolvanaHooks::lookUpInBundle(std::string_view key, std::opt
                                                   std::optional<std::string_view> table,
                                                   std::shared_ptr<const Bundle> bundle) {
   return guarded("lookUpInBundle", Answer{std::string(key), std::nullopt, false}, [&] {
-    const std::int64_t started = monotonicNanoseconds();
     auto result = TLInternal::sharedInstance()->localizedStringForKey(key, defaultValue, table, std::move(bundle));
-    Answer found{std::move(result.text), std::move(result.key), result.repeatable};
-    return withLifetime(found, started);
+    return Answer{std::move(result.text), std::move(result.key), result.repeatable};
   });
 }
 
@@ -113,6 +99,13 @@ std::uint64_t TolvanaHooks::answersGeneration() {
 
 bool TolvanaHooks::answerStandsSince(std::string_view key, std::uint64_t since, std::uint64_t now) {
   return guarded("answerStandsSince", false, [&] { return ProcessState::get().textWrites.untouched(key, since, now); });
+}
+
+TolvanaHooks::Renewal TolvanaHooks::renewAnswers() {
+  return guarded("renewAnswers", Renewal{}, [] {
+    const StringLookup::Renewal renewal = TLInternal::withEngine([](TLInternal& engine) { return engine.renewAnswers(); });
+    return Renewal{renewal.outsideWrites, renewal.until};
+  });
 }
 
 std::int64_t TolvanaHooks::monotonicNanoseconds() { return Platform::Current().clock().monotonicNanoseconds(); }

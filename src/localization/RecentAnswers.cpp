@@ -43,6 +43,7 @@ struct alignas(64) Set {
 struct ThreadAnswers {
   RecentAnswers::Stamp stamp;
   std::uint64_t generation = 1;
+  std::int64_t confirmedUntil = 0;  // steady-clock nanoseconds
   Set sets[kSets];
 };
 
@@ -103,6 +104,7 @@ void takeOn(ThreadAnswers& answers, const RecentAnswers::Stamp& stamp) {
   if (answers.stamp == stamp) return;
   answers.stamp = stamp;
   ++answers.generation;
+  answers.confirmedUntil = 0;
 }
 
 }  // namespace
@@ -113,9 +115,9 @@ RecentAnswers::Stamp RecentAnswers::Stamp::of(std::uint64_t owner) {
 }
 
 const RecentAnswers::Entry* RecentAnswers::peek(const Stamp& stamp, std::string_view key,
-                                                std::optional<std::string_view> value) {
+                                                std::optional<std::string_view> value, std::int64_t now) {
   ThreadAnswers* answers = thisThreadsAnswers;
-  if (!answers || !(answers->stamp == stamp)) return nullptr;
+  if (!answers || now >= answers->confirmedUntil || !(answers->stamp == stamp)) return nullptr;
   const std::uint32_t hash = hashOf(key);
   Set& set = answers->sets[hash % kSets];
   const int way = wayOf(set, answers->generation, hash, key, value);
@@ -142,12 +144,13 @@ RecentAnswers::Probe RecentAnswers::find(const Stamp& stamp, std::string_view ke
 }
 
 void RecentAnswers::keep(const Stamp& stamp, std::string_view key, std::optional<std::string_view> value,
-                       const TLLocalizedString& answer, std::int64_t validUntil) {
+                       const TLLocalizedString& answer) {
   ThreadAnswers& answers = threadAnswers();
   if (!(answers.stamp == stamp)) return;
   const std::uint32_t hash = hashOf(key);
   Set& set = answers.sets[hash % kSets];
-  // The key's own way when its answer lapsed, else a free way, else the least lately used.
+  // The way the key holds already (with another default text), else a free way, else the least
+  // lately used.
   int way = set.leastRecentlyUsed();
   for (int candidate = 0; candidate < kWays; ++candidate) {
     if (!set.live(candidate, answers.generation)) {
@@ -161,7 +164,6 @@ void RecentAnswers::keep(const Stamp& stamp, std::string_view key, std::optional
   Entry& entry = set.ways[way];
   set.generations[way] = answers.generation;
   set.hashes[way] = hash;
-  entry.validUntil = validUntil;
   entry.key.assign(key);
   if (value) {
     entry.value.emplace(*value);
@@ -171,6 +173,16 @@ void RecentAnswers::keep(const Stamp& stamp, std::string_view key, std::optional
   entry.text = answer.text;
   entry.source = answer.source;
   entry.sourceLanguage = answer.sourceLanguage;
+}
+
+bool RecentAnswers::lapsed(std::int64_t now) {
+  const ThreadAnswers* answers = thisThreadsAnswers;
+  return !answers || now >= answers->confirmedUntil;
+}
+
+void RecentAnswers::confirm(const Stamp& stamp, std::int64_t until) {
+  ThreadAnswers& answers = threadAnswers();
+  if (answers.stamp == stamp) answers.confirmedUntil = until;
 }
 
 std::uint64_t RecentAnswers::newOwner() {

@@ -6,8 +6,10 @@
 // text: the engine, the platform, the generation of the engine's answers (which every switch,
 // store write, device-language change and new store manager moves on) and the stores'
 // contents. A look-up under another stamp drops every kept answer. The stamp is read without
-// the engine, so a host's call can be answered before it reaches one. An answer also
-// lapses when a store it may come from is due to look for outside changes to its file.
+// the engine, so a host's call can be answered before it reaches one. A thread's answers all
+// lapse together once a store is due to look for outside changes to its file, and are renewed
+// together once the stores have looked (confirm()): a text drawn every few seconds still costs
+// only a probe, and the stores are looked at once a second, not once per text.
 // Once both answers of a set are in use, only a key seen twice in a row in its set takes the
 // place of one, so a walk over more keys than the table holds does not pay to fill it.
 //
@@ -35,7 +37,6 @@ class RecentAnswers {
     static Stamp of(std::uint64_t owner);
   };
   struct Entry {
-    std::int64_t validUntil = 0;  // steady-clock nanoseconds
     std::string key;
     std::optional<std::string> value;
     std::string text;
@@ -43,17 +44,23 @@ class RecentAnswers {
     std::string sourceLanguage;
   };
   struct Probe {
-    const Entry* kept = nullptr;  // still to be checked against the clock
+    const Entry* kept = nullptr;  // to be given only while the thread's answers hold
     bool admit = false;           // whether the answer, once made, is worth keeping
   };
 
   static Probe find(const Stamp& stamp, std::string_view key, std::optional<std::string_view> value);
-  // The answer kept under the stamp, as find() would give it, but without noting the key
-  // as seen: for a look-up that goes on to find() when this gives nothing. Valid until the
-  // thread's next keep().
-  static const Entry* peek(const Stamp& stamp, std::string_view key, std::optional<std::string_view> value);
+  // The answer kept under the stamp while the thread's answers hold at now, as find() would
+  // give it, but without noting the key as seen: for a look-up that goes on to find() when
+  // this gives nothing. Valid until the thread's next keep().
+  static const Entry* peek(const Stamp& stamp, std::string_view key, std::optional<std::string_view> value,
+                           std::int64_t now);
   static void keep(const Stamp& stamp, std::string_view key, std::optional<std::string_view> value,
-                   const TLLocalizedString& answer, std::int64_t validUntil);
+                   const TLLocalizedString& answer);
+  // Whether the thread's answers need the stores to look for outside changes before they are
+  // given again (steady-clock nanoseconds); they always do under a new stamp.
+  static bool lapsed(std::int64_t now);
+  // After the stores looked and the stamp still stands: the thread's answers hold until then.
+  static void confirm(const Stamp& stamp, std::int64_t until);
   // A number no other owner of answers ever had.
   static std::uint64_t newOwner();
 };

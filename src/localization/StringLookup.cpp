@@ -19,9 +19,6 @@ namespace {
 
 bool absentOrEmpty(const std::optional<std::string>& text) { return !text || text->empty(); }
 
-// On the platform's clock, which tests move on by hand, as the stores' checks are.
-std::int64_t monotonicNanoseconds() { return Platform::Current().clock().monotonicNanoseconds(); }
-
 // Whether a kept answer has lapsed is asked on every repeated look-up; an exact reading of the
 // system's clock would cost as much as the rest of such a look-up, and a lapse noticed a few
 // milliseconds late changes nothing.
@@ -88,35 +85,49 @@ TLLocalizedString StringLookup::localizedStringForKey(std::string_view key, std:
   // Taken before the device languages are read, so that a change of them in between shows.
   const RecentAnswers::Stamp stamp = RecentAnswers::Stamp::of(owner_);
   RecentAnswers::Probe probe = RecentAnswers::find(stamp, key, value);
-  if (probe.kept && lapseNanoseconds() < probe.kept->validUntil) {
+  const bool hold = (probe.kept || probe.admit) && answersHold(*db, stamp);
+  if (probe.kept && hold) {
     TLLocalizedString answer = tagged(probe.kept->text, key);
     answer.source = probe.kept->source;
     answer.sourceLanguage = probe.kept->sourceLanguage;
     answer.repeatable = !answer.key;
     return answer;
   }
-  // Before the look-up: each store it reads is then due to look for outside changes later.
-  const std::int64_t started = probe.admit ? monotonicNanoseconds() : 0;
   TLLocalizedString answer =
       lookUpInStores(*db, settings, TLDeviceUtil::deviceLanguages(), key, value, table, nullptr);
   // Taken again: an answer made while something changed is not kept under the stamp before.
-  if (probe.admit && RecentAnswers::Stamp::of(owner_) == stamp) {
-    RecentAnswers::keep(stamp, key, value, answer, db->answersValidUntil(started));
-  }
+  if (probe.admit && hold && RecentAnswers::Stamp::of(owner_) == stamp) RecentAnswers::keep(stamp, key, value, answer);
   return answer;
 }
 
-std::int64_t StringLookup::answersValidUntil(std::int64_t started) const {
+bool StringLookup::answersHold(const TLDatabase& db, const RecentAnswers::Stamp& stamp) const {
+  const std::int64_t now = lapseNanoseconds();
+  if (!RecentAnswers::lapsed(now)) return true;
+  const std::int64_t until = renewedUntil(db, now);
+  // A change found moved the stores' content on, and with it the stamp.
+  if (!(RecentAnswers::Stamp::of(owner_) == stamp)) return false;
+  RecentAnswers::confirm(stamp, until);
+  return true;
+}
+
+StringLookup::Renewal StringLookup::renewAnswers() const {
   ReadEpoch::Section section;
+  const std::int64_t now = Platform::Current().clock().monotonicNanoseconds();
   const TLDatabase* db = context_.state.currentDatabase();
-  return db ? db->answersValidUntil(started) : started;
+  if (!db) return {TLDBProtocol::outsideChanges(), now};
+  const std::int64_t until = renewedUntil(*db, now);
+  return {TLDBProtocol::outsideChanges(), until};
+}
+
+std::int64_t StringLookup::renewedUntil(const TLDatabase& db, std::int64_t now) {
+  db.lookForOutsideChanges();
+  return db.answersValidUntil(now);
 }
 
 const std::string* StringLookup::recentText(std::uint64_t owner, std::string_view key,
                                             std::optional<std::string_view> value) {
-  const RecentAnswers::Entry* kept = RecentAnswers::peek(RecentAnswers::Stamp::of(owner), key, value);
-  if (!kept || lapseNanoseconds() >= kept->validUntil) return nullptr;
-  return &kept->text;
+  const RecentAnswers::Entry* kept = RecentAnswers::peek(RecentAnswers::Stamp::of(owner), key, value, lapseNanoseconds());
+  return kept ? &kept->text : nullptr;
 }
 
 TLLocalizedString StringLookup::lookUpInStores(TLDatabase& db, const TLDatabase::LookupSettings& settings,

@@ -45,9 +45,14 @@ class StringLookup {
   std::uint64_t owner() const { return owner_; }
 
   std::optional<std::string> localizedStringForKeyAndLanguage(std::string_view key, std::string_view language) const;
-  // Until when a repeatable answer of a look-up that started then stays true (steady-clock
-  // nanoseconds on the platform's clock); see TLDatabase::answersValidUntil.
-  std::int64_t answersValidUntil(std::int64_t started) const;
+  // Has the stores look for other processes' writes where they are due, for whoever keeps
+  // answers: kept while outsideWrites was the same, they stand until then (steady-clock
+  // nanoseconds on the platform's clock).
+  struct Renewal {
+    std::uint64_t outsideWrites = 0;
+    std::int64_t until = 0;
+  };
+  Renewal renewAnswers() const;
   TLLocalizedString localizedStringForKey(std::string_view key, std::optional<std::string_view> value,
                                           std::optional<std::string_view> table,
                                           std::shared_ptr<const Bundle> bundle) const;
@@ -81,6 +86,11 @@ class StringLookup {
                                    const DeviceLanguages& device, std::string_view key,
                                    std::optional<std::string_view> value, std::optional<std::string_view> table,
                                    std::shared_ptr<const Bundle> bundle) const;
+  // Whether the thread's kept answers may be given: once they lapse, the stores look for
+  // outside changes, and when none moved the stamp on, all of them are renewed at once.
+  bool answersHold(const TLDatabase& db, const RecentAnswers::Stamp& stamp) const;
+  // Until when answers stand once the stores have looked for outside changes at now.
+  static std::int64_t renewedUntil(const TLDatabase& db, std::int64_t now);
 
   Context context_;
   const std::uint64_t owner_ = RecentAnswers::newOwner();

@@ -53,17 +53,27 @@ class TLDBProtocol {
   // When the store next looks for changes made to its file by another process (steady-clock
   // nanoseconds); an answer taken from it holds until then at the latest.
   virtual std::int64_t nextOutsideCheck() const { return INT64_MAX; }
+  // Looks for such changes now if the store is due to; a look-up does so on its own.
+  virtual void lookForOutsideChanges() {}
 
   // Counts every change to what any store of the process answers: whoever keeps answers
   // keeps them only while it stands still.
   static std::uint64_t contentVersion() { return contentVersion_.load(std::memory_order_acquire); }
+  // Counts only the changes to a store's file that another process made: whoever keeps
+  // answers across this process's own writes still drops them when one is found.
+  static std::uint64_t outsideChanges() { return outsideChanges_.load(std::memory_order_acquire); }
 
  protected:
   // After the change is visible to readers.
   static void contentChanged() { contentVersion_.fetch_add(1, std::memory_order_release); }
+  static void outsideChangeFound() {
+    outsideChanges_.fetch_add(1, std::memory_order_release);
+    contentChanged();
+  }
 
  private:
   static inline std::atomic<std::uint64_t> contentVersion_{1};
+  static inline std::atomic<std::uint64_t> outsideChanges_{0};
 };
 
 }  // namespace tolvana

@@ -242,7 +242,7 @@ void TLDBSqlite::noticeOutsideChanges() {
     if (!index_ || current == indexSignature_) return;
     index_.reset();
   }
-  contentChanged();
+  outsideChangeFound();
 }
 
 std::size_t TLDBSqlite::indexBytes() const {

@@ -72,6 +72,7 @@ class TLDBSqlite final : public TLDBProtocol {
   bool isBroken() const override { return broken_; }
   bool readsConcurrently() const override { return true; }
   std::int64_t nextOutsideCheck() const override { return nextOutsideCheck_.load(std::memory_order_acquire); }
+  void lookForOutsideChanges() override { noticeOutsideChanges(); }
   // The heap bytes of the read index; 0 before it is loaded.
   std::size_t indexBytes() const;
 

@@ -114,6 +114,10 @@ class TLDatabase {
   // the stores: a second at most, and no later than the next outside-change check of a store
   // it read. Inside a ReadEpoch::Section.
   std::int64_t answersValidUntil(std::int64_t started) const;
+  // Has every store that is due look for changes another process made to its file, as
+  // look-ups do for the stores they read; one found moves TLDBProtocol::outsideChanges() on.
+  // Inside a ReadEpoch::Section.
+  void lookForOutsideChanges() const;
   std::string apiSecret() const;
   std::string appId() const;
   std::optional<std::string> baseLanguage() const;

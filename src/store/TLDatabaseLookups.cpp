@@ -134,4 +134,10 @@ std::int64_t TLDatabase::nextOutsideCheck(std::int64_t after) const {
   return earliest;
 }
 
+void TLDatabase::lookForOutsideChanges() const {
+  for (const auto& [code, store] : readView().stores) {
+    if (store) store->lookForOutsideChanges();
+  }
+}
+
 }  // namespace tolvana
