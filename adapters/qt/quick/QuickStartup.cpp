@@ -71,10 +71,11 @@ void registerQmlModule() {
 }
 
 // The library's own windows go while the application object still stands: as its children
-// they would go only after it has let go of the screen.
+// they would go only after it has let go of the screen. Only the QML ones: the native window
+// of a widget overlay or alert belongs to its widget, which deletes it later.
 void closeOurWindows() {
   for (QWindow* window : QGuiApplication::allWindows()) {
-    if (isOurWindow(window)) delete window;
+    if (qobject_cast<QQuickWindow*>(window) && isOurWindow(window)) delete window;
   }
 }
 
