@@ -22,7 +22,8 @@ namespace tolvana::qt {
 namespace {
 
 // A QML engine has no registry to find it by; every one that shows a scene is found through
-// the scene's window, its content and the scene's root items.
+// the scene's window, its content and the scene's root items. A QQuickWidget's scene has a
+// window too, never shown but listed with the others.
 std::vector<QQmlEngine*> sceneEngines() {
   std::vector<QQmlEngine*> engines;
   auto add = [&engines](const QObject* object) {
@@ -92,6 +93,7 @@ const bool layerAdded = [] {
   addUiLayer([](std::shared_ptr<Ui> below, QObject* context) -> std::shared_ptr<Ui> {
     return std::make_shared<QuickUi>(std::move(below), context);
   });
+  addWidgetContent(sceneInWidget);
   return true;
 }();
 
