@@ -12,6 +12,7 @@
 #include <QWindow>
 
 #include "tolvana/Hooks.h"
+#include "tolvana/qt/UiLayers.h"
 
 namespace tolvana::qt {
 namespace {
@@ -35,7 +36,20 @@ double opacity(const QWidget* widget) {
   return effect && effect->isEnabled() ? effect->opacity() : 1.0;
 }
 
+std::vector<WidgetContent>& widgetContents() {
+  static std::vector<WidgetContent> contents;
+  return contents;
+}
+
+void moveBy(UiView& view, double dx, double dy) {
+  view.frame.x += dx;
+  view.frame.y += dy;
+  for (UiView& child : view.subviews) moveBy(child, dx, dy);
+}
+
 }  // namespace
+
+void addWidgetContent(WidgetContent content) { widgetContents().push_back(std::move(content)); }
 
 QWidget* rootWindow() {
   if (!qobject_cast<QApplication*>(QCoreApplication::instance())) return nullptr;
@@ -73,6 +87,13 @@ UiView viewTree(QWidget* widget, QWidget* window) {
   for (QObject* child : widget->children()) {
     auto* childWidget = qobject_cast<QWidget*>(child);
     if (childWidget && !childWidget->isWindow()) view.subviews.push_back(viewTree(childWidget, window));
+  }
+  // Drawn over the widget's own children, as a scene fills its widget.
+  for (const WidgetContent& content : widgetContents()) {
+    for (UiView& drawn : content(widget)) {
+      moveBy(drawn, origin.x(), origin.y());
+      view.subviews.push_back(std::move(drawn));
+    }
   }
   return view;
 }

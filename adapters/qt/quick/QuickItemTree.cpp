@@ -2,6 +2,7 @@
 
 #include <QGuiApplication>
 #include <QMetaProperty>
+#include <QQuickWidget>
 #include <tolvana/Hooks.h>
 
 #include "tolvana/qt/ItemKeys.h"
@@ -69,6 +70,15 @@ UiView viewTree(QQuickWindow* window) {
   view.hidden = !window->isVisible();
   view.alpha = window->opacity();
   return view;
+}
+
+std::vector<UiView> sceneInWidget(const QWidget* widget) {
+  auto* host = qobject_cast<const QQuickWidget*>(widget);
+  QQuickWindow* scene = host ? host->quickWindow() : nullptr;
+  if (!scene) return {};
+  // The scene's window is never shown: the widget's view stands for its visibility.
+  std::vector<QString> shownAbove;
+  return {itemTree(scene->contentItem(), scene->contentItem(), shownAbove)};
 }
 
 }  // namespace tolvana::qt

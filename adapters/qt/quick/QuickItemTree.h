@@ -1,5 +1,5 @@
-// QuickItemTree: QML scenes as the review tools see them: the app's QML windows, and their
-// items as a view tree of texts, keys and frames.
+// QuickItemTree: QML scenes as the review tools see them: the app's QML windows and the scenes
+// of its QQuickWidgets, and their items as a view tree of texts, keys and frames.
 //
 // An item shows text when it has a string property "text" (Text, Label, Button, TextEdit, or
 // any item of the app's own with one); a field that is empty shows its "placeholderText". A
@@ -11,7 +11,9 @@
 
 #include <QQuickItem>
 #include <QQuickWindow>
+#include <QWidget>
 #include <optional>
+#include <vector>
 #include <tolvana/platform/Ui.h>
 
 namespace tolvana::qt {
@@ -29,5 +31,9 @@ QWindow* firstAppWindow();
 
 // The window's items; frames in points of the window's coordinates.
 UiView viewTree(QQuickWindow* window);
+
+// The items of the scene a QQuickWidget shows, frames in the widget's coordinates; nothing for
+// any other widget.
+std::vector<UiView> sceneInWidget(const QWidget* widget);
 
 }  // namespace tolvana::qt

@@ -22,7 +22,8 @@ namespace tolvana::qt {
 namespace {
 
 // A QML engine has no registry to find it by; every one that shows a scene is found through
-// the scene's window, its content and the scene's root items.
+// the scene's window, its content and the scene's root items. A QQuickWidget's scene has a
+// window too, never shown but listed with the others.
 std::vector<QQmlEngine*> sceneEngines() {
   std::vector<QQmlEngine*> engines;
   auto add = [&engines](const QObject* object) {
@@ -71,10 +72,11 @@ void registerQmlModule() {
 }
 
 // The library's own windows go while the application object still stands: as its children
-// they would go only after it has let go of the screen.
+// they would go only after it has let go of the screen. Only the QML ones: the native window
+// of a widget overlay or alert belongs to its widget, which deletes it later.
 void closeOurWindows() {
   for (QWindow* window : QGuiApplication::allWindows()) {
-    if (isOurWindow(window)) delete window;
+    if (qobject_cast<QQuickWindow*>(window) && isOurWindow(window)) delete window;
   }
 }
 
@@ -91,6 +93,7 @@ const bool layerAdded = [] {
   addUiLayer([](std::shared_ptr<Ui> below, QObject* context) -> std::shared_ptr<Ui> {
     return std::make_shared<QuickUi>(std::move(below), context);
   });
+  addWidgetContent(sceneInWidget);
   return true;
 }();
 

@@ -127,6 +127,43 @@ TEST(QtQuick, TheApiObjectSwitchesLanguageAndShowIdModeAndTheSceneFollowsAtOnce)
   QObject::disconnect(connection);
 }
 
+const tolvana::UiView* viewWithText(const tolvana::UiView& view, const std::string& text) {
+  if (view.text == text) return &view;
+  for (const auto& child : view.subviews) {
+    if (auto* found = viewWithText(child, text)) return found;
+  }
+  return nullptr;
+}
+
+// Run once as it is and once with QT_SCALE_FACTOR=2: a frame times the screen's scale is the
+// item's box in the capture's pixels, whatever the pixel ratio.
+TEST(QtQuick, PixelRatioFramesTimesTheScaleMatchTheCapture) {
+  Scene scene(R"qml(
+import QtQuick
+Window {
+  width: 200; height: 150; visible: true; color: "white"
+  Rectangle { x: 20; y: 30; width: 60; height: 24; color: "red"; property string text: qsTr("Welcome") }
+})qml");
+  ASSERT_TRUE(QTest::qWaitForWindowExposed(scene.window));
+  const double factor = qEnvironmentVariable("QT_SCALE_FACTOR", "1").toDouble();
+  auto& ui = tolvana::Platform::Current().ui();
+  const double scale = ui.mainScreen().scale;
+  EXPECT_EQ(scale, factor);
+  auto tree = ui.rootWindowView();
+  ASSERT_TRUE(tree);
+  const tolvana::UiView* badge = viewWithText(*tree, "Willkommen");
+  ASSERT_NE(badge, nullptr);
+  const auto& f = badge->frame;
+  QRect pixels(int(f.x * scale), int(f.y * scale), int(f.width * scale), int(f.height * scale));
+  EXPECT_EQ(pixels, QRect(QPoint(20, 30) * factor, QSize(60, 24) * factor));
+
+  QImage image = QImage::fromData(QByteArray::fromStdString(ui.rootWindowPng()), "PNG");
+  ASSERT_EQ(image.size(), QSize(200, 150) * factor);
+  auto isRed = [&](QPoint at) { return image.pixelColor(at) == QColor(Qt::red); };
+  EXPECT_TRUE(isRed(pixels.topLeft()) && isRed(pixels.bottomRight()));
+  EXPECT_FALSE(isRed(pixels.topLeft() - QPoint(1, 1)) || isRed(pixels.bottomRight() + QPoint(1, 1)));
+}
+
 // A click as a window system delivers it: to the topmost of the windows (listed top first)
 // that holds the point, takes input and whose mask, if it has one, holds the point too.
 void clickOnScreen(const std::vector<QWindow*>& topFirst, QPoint point) {

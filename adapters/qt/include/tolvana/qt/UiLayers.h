@@ -8,9 +8,11 @@
 #pragma once
 
 #include <QObject>
+#include <QWidget>
 #include <functional>
 #include <memory>
 #include <tolvana/platform/Ui.h>
+#include <vector>
 
 #include "tolvana/qt/Export.h"
 
@@ -21,5 +23,12 @@ namespace tolvana::qt {
 using UiLayer = std::function<std::shared_ptr<Ui>(std::shared_ptr<Ui> below, QObject* context)>;
 
 TOLVANA_QT_EXPORT void addUiLayer(UiLayer layer);
+
+// What a widget draws that is no widget of its own (a QML scene shown in a widget), as views
+// with frames in the widget's coordinates; nothing for a widget that draws none. The widget
+// walk puts them under the widget's view, so they move and hide with it.
+using WidgetContent = std::function<std::vector<UiView>(const QWidget* widget)>;
+
+TOLVANA_QT_EXPORT void addWidgetContent(WidgetContent content);
 
 }  // namespace tolvana::qt
