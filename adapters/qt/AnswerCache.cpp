@@ -1,5 +1,6 @@
 #include "AnswerCache.h"
 
+#include <algorithm>
 #include <cstring>
 
 #include "tolvana/Hooks.h"
@@ -33,8 +34,12 @@ std::string_view AnswerCache::engineKeyOf(std::string_view key, const Entry& ent
   return entry.engineKey.empty() ? sourceOf(key) : std::string_view(entry.engineKey);
 }
 
-void AnswerCache::renewIfLapsed(std::int64_t now) {
-  if (now < renewedUntil_.load(std::memory_order_acquire)) return;
+void AnswerCache::bringUpTo(std::uint64_t generation, std::int64_t now) {
+  if (now >= renewedUntil_.load(std::memory_order_acquire)) renew();
+  if (generation_.load(std::memory_order_acquire) < generation) catchUp(generation);
+}
+
+void AnswerCache::renew() {
   const TolvanaHooks::Renewal renewal = TolvanaHooks::renewAnswers();
   QWriteLocker lock(&mutex_);
   if (renewal.outsideWrites != outsideWrites_) {
@@ -45,33 +50,52 @@ void AnswerCache::renewIfLapsed(std::int64_t now) {
   renewedUntil_.store(renewal.until, std::memory_order_release);
 }
 
+// Once per update rather than once per answer: a window retranslating after it asks for every
+// text again.
+void AnswerCache::catchUp(std::uint64_t generation) {
+  const std::uint64_t since = generation_.load(std::memory_order_acquire);
+  const std::optional<std::vector<std::string>> written = TolvanaHooks::keysWrittenBetween(since, generation);
+  QWriteLocker lock(&mutex_);
+  // Another thread caught up meanwhile, maybe further; a later call sees where.
+  if (generation_.load(std::memory_order_relaxed) != since) return;
+  if (!written) {
+    answers_.clear();
+    bytes_ = 0;
+  } else {
+    std::vector<std::size_t> hashes;
+    for (const std::string& engineKey : *written) hashes.push_back(std::hash<std::string_view>()(engineKey));
+    std::sort(hashes.begin(), hashes.end());
+    for (auto& [key, entry] : answers_) {
+      if (entry.generation >= generation) continue;
+      // A stale answer stays, so that keep() finds the converted text where the update left it.
+      const bool stale = std::binary_search(hashes.begin(), hashes.end(), entry.engineHash) &&
+                         std::binary_search(written->begin(), written->end(), engineKeyOf(key, entry), std::less<>());
+      entry.generation = stale ? kStale : generation;
+    }
+  }
+  generation_.store(generation, std::memory_order_release);
+}
+
 std::optional<QString> AnswerCache::find(std::uint64_t generation, const Key& key, std::int64_t now) const {
   if (now >= renewedUntil_.load(std::memory_order_acquire)) return std::nullopt;
   QReadLocker lock(&mutex_);
   auto it = answers_.find(key);
   if (it == answers_.end()) return std::nullopt;
-  const Entry& entry = it->second;
-  std::uint64_t kept = entry.generation.load(std::memory_order_relaxed);
-  if (kept != generation) {
-    if (kept > generation || !TolvanaHooks::answerStandsSince(engineKeyOf(it->first, entry), kept, generation)) {
-      return std::nullopt;
-    }
-    // Asked once per update: the next find takes the answer at once. A racing find moves it
-    // to the same or a newer generation, which the engine vouched for as well.
-    entry.generation.compare_exchange_strong(kept, generation, std::memory_order_relaxed);
-  }
-  return entry.text;
+  if (it->second.generation != generation) return std::nullopt;
+  return it->second.text;
 }
 
 QString AnswerCache::keep(std::uint64_t generation, const Key& key, std::string_view engineKey,
                           const std::string& text) {
   QWriteLocker lock(&mutex_);
+  // A look-up that read an older generation must not put its answer over a newer one, nor
+  // keep one the cache has caught up past.
+  if (generation < generation_.load(std::memory_order_relaxed)) return QString::fromStdString(text);
   auto it = answers_.find(key);
   if (it != answers_.end()) {
     Entry& entry = it->second;
-    // A look-up that read an older generation must not put its answer over a newer one.
-    if (entry.generation.load(std::memory_order_relaxed) > generation) return QString::fromStdString(text);
-    entry.generation.store(generation, std::memory_order_relaxed);
+    if (entry.generation > generation) return QString::fromStdString(text);
+    entry.generation = generation;
     if (entry.utf8 != text) {
       bytes_ = bytes_ - entry.utf8.size() + text.size();
       entry.utf8 = text;
@@ -87,7 +111,9 @@ QString AnswerCache::keep(std::uint64_t generation, const Key& key, std::string_
     bytes_ = 0;
   }
   bytes_ += size;
-  return answers_.try_emplace(std::string(key.view()), generation, std::move(own), text).first->second.text;
+  return answers_
+      .try_emplace(std::string(key.view()), generation, std::hash<std::string_view>()(engineKey), std::move(own), text)
+      .first->second.text;
 }
 
 }  // namespace tolvana::qt

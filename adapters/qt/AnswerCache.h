@@ -3,10 +3,11 @@
 // look-up and a conversion from UTF-8; a window retranslating asks for every text again.
 //
 // An answer is served in the generation of the engine's answers it was kept in
-// (TolvanaHooks::answersGeneration), or a later one the engine says it still stands in (only
-// updates that wrote other keys came between), while the engine's last renewal holds (after
-// it, the stores look for another process's writes, and all answers are renewed together, or
-// all dropped when one was found); only the engine's repeatable
+// (TolvanaHooks::answersGeneration), while the engine's last renewal holds. When the generation
+// moves on, the cache catches up once for all its answers: where only updates that wrote texts
+// came between, the answers of the keys they wrote go stale and all others stand, else all go.
+// When the renewal lapses, the stores look for another process's writes and all answers are
+// renewed together, or all dropped when one was found. Only the engine's repeatable
 // answers are kept, so nothing a look-up must do (record a miss, tag a text with its key, log)
 // is skipped. So a window retranslating after an update asks the engine only for the texts the
 // update wrote. Where the engine's text is the one kept, the converted text is kept too, since
@@ -58,9 +59,9 @@ class AnswerCache {
   static constexpr std::size_t kMaxEntries = 16384;
   static constexpr std::size_t kMaxBytes = 8 << 20;
 
-  // Asks the engine to renew the answers once its last renewal no longer holds at now
-  // (TolvanaHooks' clock); before the first find.
-  void renewIfLapsed(std::int64_t now);
+  // Before each find: renews the answers once the last renewal no longer holds at now
+  // (TolvanaHooks' clock), and catches up with a generation read before the find.
+  void bringUpTo(std::uint64_t generation, std::int64_t now);
   // The answer kept for the key, if it still holds in this generation at now.
   std::optional<QString> find(std::uint64_t generation, const Key& key, std::int64_t now) const;
   // The engine's text for engineKey (the key it looked up) as a QString, kept as the answer of
@@ -69,14 +70,19 @@ class AnswerCache {
 
  private:
   struct Entry {
-    Entry(std::uint64_t generation, std::string engineKey, const std::string& text)
-        : generation(generation), engineKey(std::move(engineKey)), utf8(text), text(QString::fromStdString(text)) {}
-    // Moved on by finds, under the shared lock, once the engine says the answer stands.
-    mutable std::atomic<std::uint64_t> generation;
+    Entry(std::uint64_t generation, std::size_t engineHash, std::string engineKey, const std::string& text)
+        : generation(generation), engineHash(engineHash), engineKey(std::move(engineKey)), utf8(text),
+          text(QString::fromStdString(text)) {}
+    std::uint64_t generation;  // kStale once an update wrote the key
+    std::size_t engineHash;    // of the engine's key: a catch-up compares few answers' keys in full
     std::string engineKey;  // empty where it is the source text, as it mostly is
     std::string utf8;
     QString text;
   };
+  // Below any generation a look-up reads once the cache has caught up with a move.
+  static constexpr std::uint64_t kStale = 0;
+  void renew();
+  void catchUp(std::uint64_t generation);
   static std::string_view sourceOf(std::string_view key);
   static std::string_view engineKeyOf(std::string_view key, const Entry& entry);
   struct Hash {
@@ -96,6 +102,7 @@ class AnswerCache {
   mutable QReadWriteLock mutex_;
   // Read by every find; written under mutex_.
   std::atomic<std::int64_t> renewedUntil_{0};
+  std::atomic<std::uint64_t> generation_{0};  // every answer kept before stands in it, or is stale
   // Guarded by mutex_.
   std::uint64_t outsideWrites_ = 0;
   std::size_t bytes_ = 0;

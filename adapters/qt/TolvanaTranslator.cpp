@@ -76,7 +76,7 @@ QString TolvanaTranslator::translate(const char* context, const char* sourceText
   if (keepable) {
     cacheKey.emplace(AnswerCache::Query{context, sourceText, disambiguation});
     const std::int64_t now = TolvanaHooks::monotonicNanoseconds();
-    answers_.renewIfLapsed(now);
+    answers_.bringUpTo(generation, now);
     if (auto kept = answers_.find(generation, *cacheKey, now)) return *std::move(kept);
   }
   std::string_view key(sourceText);

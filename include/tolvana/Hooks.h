@@ -102,10 +102,11 @@ class TOLVANA_EXPORT TolvanaHooks {
   /// language switched, draft, show-ID or pseudo-localisation mode turned on or off, the
   /// engine enabled, disabled or started again. Never moves back.
   static std::uint64_t answersGeneration();
-  /// Whether a repeatable answer for key, kept in generation since, still stands in generation
-  /// now: every move in between was an update that wrote texts under other keys only (in any
-  /// language). False whenever that is not known, so the adapter then asks again.
-  static bool answerStandsSince(std::string_view key, std::uint64_t since, std::uint64_t now);
+  /// The keys whose repeatable answers, kept in generation since, may have changed by generation
+  /// now, sorted: every move in between was an update that wrote texts, and these are the keys
+  /// it wrote (in any language); an answer under any other key still stands. Nullopt when that
+  /// is not known (a language switch, a mode, the settings), so the adapter asks again for all.
+  static std::optional<std::vector<std::string>> keysWrittenBetween(std::uint64_t since, std::uint64_t now);
   /// Another process may write the stores; they look for that at most a second apart. An
   /// adapter keeping repeatable answers calls this once the last Renewal's until has passed
   /// (and before it keeps its first): the stores look now where they are due, and every answer

@@ -16,16 +16,21 @@ void TextWrites::written(std::atomic<std::uint64_t>& generation, std::vector<std
   if (moves_.size() > kMovesKept) moves_.pop_front();
 }
 
-bool TextWrites::untouched(std::string_view key, std::uint64_t since, std::uint64_t now) const {
-  if (since >= now) return since == now;
+std::optional<std::vector<std::string>> TextWrites::writtenBetween(std::uint64_t since, std::uint64_t now) const {
+  std::vector<std::string> keys;
+  if (since >= now) return since == now ? std::optional(keys) : std::nullopt;
   LockGuard lock(mutex_);
   auto move = std::lower_bound(moves_.begin(), moves_.end(), since + 1,
                                [](const Move& m, std::uint64_t generation) { return m.generation < generation; });
   for (std::uint64_t generation = since + 1; generation <= now; ++generation, ++move) {
-    if (move == moves_.end() || move->generation != generation) return false;
-    if (std::binary_search(move->keys->begin(), move->keys->end(), key, std::less<>())) return false;
+    if (move == moves_.end() || move->generation != generation) return std::nullopt;
+    keys.insert(keys.end(), move->keys->begin(), move->keys->end());
   }
-  return true;
+  if (now - since > 1) {
+    std::sort(keys.begin(), keys.end());
+    keys.erase(std::unique(keys.begin(), keys.end()), keys.end());
+  }
+  return keys;
 }
 
 }  // namespace tolvana

@@ -15,6 +15,7 @@
 #include <cstdint>
 #include <deque>
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -27,8 +28,9 @@ class TextWrites {
  public:
   // Moves generation on by one for a write of exactly these keys (in any order, repeats allowed).
   void written(std::atomic<std::uint64_t>& generation, std::vector<std::string> keys);
-  // Whether every move from since to now was a recorded write that left key alone.
-  bool untouched(std::string_view key, std::uint64_t since, std::uint64_t now) const;
+  // The keys the moves from since to now wrote, sorted; nullopt unless every one of those
+  // moves was a recorded write.
+  std::optional<std::vector<std::string>> writtenBetween(std::uint64_t since, std::uint64_t now) const;
 
  private:
   // An answer kept before the last few updates is looked up again, which is rare and cheap

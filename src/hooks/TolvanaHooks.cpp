@@ -97,8 +97,9 @@ std::uint64_t TolvanaHooks::answersGeneration() {
   return ProcessState::get().answersGeneration.load(std::memory_order_acquire);
 }
 
-bool TolvanaHooks::answerStandsSince(std::string_view key, std::uint64_t since, std::uint64_t now) {
-  return guarded("answerStandsSince", false, [&] { return ProcessState::get().textWrites.untouched(key, since, now); });
+std::optional<std::vector<std::string>> TolvanaHooks::keysWrittenBetween(std::uint64_t since, std::uint64_t now) {
+  return guarded("keysWrittenBetween", std::optional<std::vector<std::string>>(),
+                 [&] { return ProcessState::get().textWrites.writtenBetween(since, now); });
 }
 
 TolvanaHooks::Renewal TolvanaHooks::renewAnswers() {
