@@ -5,6 +5,7 @@
 #include <chrono>
 
 #include "config/TLSettings.h"
+#include "platform/CoarseClock.h"
 #include "store/ReadIndexSnapshot.h"
 #include "store/SqliteStatement.h"
 #include "store/StoreFingerprint.h"
@@ -232,8 +233,10 @@ std::optional<TLReadIndex> TLDBSqlite::readIndexFromStore() {
 }
 
 void TLDBSqlite::noticeOutsideChanges() {
-  // The platform's clock, so that tests can let a second pass.
-  const std::int64_t now = Platform::Current().clock().monotonicNanoseconds();
+  // The platform's clock, so that tests can let a second pass; asked on every read of the
+  // store, where a check a few milliseconds late changes nothing but an exact reading would
+  // cost as much as the index's probe.
+  const std::int64_t now = coarseMonotonicNanoseconds(Platform::Current().clock());
   std::int64_t due = nextOutsideCheck_.load(std::memory_order_relaxed);
   if (now < due || !nextOutsideCheck_.compare_exchange_strong(due, now + kOutsideCheckInterval.count())) return;
   FileSignature current = FileSignature::of(dbPath_);
