@@ -49,11 +49,11 @@ class RecentAnswers {
   };
 
   static Probe find(const Stamp& stamp, std::string_view key, std::optional<std::string_view> value);
-  // The answer kept under the stamp while the thread's answers hold at now, as find() would
-  // give it, but without noting the key as seen: for a look-up that goes on to find() when
-  // this gives nothing. Valid until the thread's next keep().
+  // The answer kept under the stamp while the thread's answers hold, as find() would give it,
+  // but without noting the key as seen: for a look-up that goes on to find() when this gives
+  // nothing. The clock is read only for an answer found. Valid until the thread's next keep().
   static const Entry* peek(const Stamp& stamp, std::string_view key, std::optional<std::string_view> value,
-                           std::int64_t now);
+                           std::int64_t (*now)());
   static void keep(const Stamp& stamp, std::string_view key, std::optional<std::string_view> value,
                    const TLLocalizedString& answer);
   // Whether the thread's answers need the stores to look for outside changes before they are
