@@ -77,10 +77,18 @@ int walk(QQuickWindow* scene, const QString& overlayPng) {
   QString tag = list->property("rows").toStringList().first();
   tap(list, tag);
   std::printf("screen tag picked from the server's list: %s\n", qPrintable(tag));
-  tap(control(overlay, "confirmScreenshotBtn"));
+  // The form hides while the screenshot is taken and uploaded, and comes back afterwards; on a
+  // quick machine all of that can pass between two looks of a wait, so the hiding is noted as
+  // it happens.
   QQuickItem* form = control(overlay, "captureScreenshotView");
-  // The form hides while the screenshot is taken and uploaded, and comes back afterwards.
-  if (!waitFor([&] { return !shown(form); }) || !waitFor([&] { return shown(form); })) return 6;
+  if (!form) return 6;
+  bool hidden = false;
+  QMetaObject::Connection watch =
+      QObject::connect(form, &QQuickItem::visibleChanged, form, [&hidden, form] { hidden |= !form->isVisible(); });
+  tap(control(overlay, "confirmScreenshotBtn"));
+  const bool uploaded = waitFor([&] { return hidden && shown(form); });
+  QObject::disconnect(watch);
+  if (!uploaded) return 6;
   std::printf("screenshot captured and uploaded under %s\n", qPrintable(tag));
   return 0;
 }

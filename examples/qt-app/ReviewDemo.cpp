@@ -15,6 +15,17 @@
 
 namespace {
 
+// Notes a Hide of the widget when it happens.
+class HideWatch final : public QObject {
+ public:
+  explicit HideWatch(QWidget* widget) { widget->installEventFilter(this); }
+  bool eventFilter(QObject*, QEvent* event) override {
+    hidden |= event->type() == QEvent::Hide;
+    return false;
+  }
+  bool hidden = false;
+};
+
 QWidget* topLevel(const QString& name) {
   for (QWidget* w : QApplication::topLevelWidgets()) {
     if (w->objectName() == name && w->isVisible()) return w;
@@ -88,10 +99,13 @@ int walk(QWidget* window, const QString& overlayPng) {
   QString tag = list->item(0)->text();
   emit list->itemClicked(list->item(0));
   std::printf("screen tag picked from the server's list: %s\n", qPrintable(tag));
-  in<QAbstractButton>(overlay, "confirmScreenshotBtn")->click();
+  // The form hides while the screenshot is taken and uploaded, and comes back afterwards; on a
+  // quick machine all of that can pass between two looks of a wait, so the hiding is noted as
+  // it happens.
   auto* form = in(overlay, "captureScreenshotView");
-  // The form hides while the screenshot is taken and uploaded, and comes back afterwards.
-  if (!waitFor([&] { return !form->isVisible(); }) || !waitFor([&] { return form->isVisible(); })) return 6;
+  HideWatch watch(form);
+  in<QAbstractButton>(overlay, "confirmScreenshotBtn")->click();
+  if (!waitFor([&] { return watch.hidden && form->isVisible(); })) return 6;
   std::printf("screenshot captured and uploaded under %s\n", qPrintable(tag));
 
   in<QAbstractButton>(overlay, "cancelScreenshotBtn")->click();
