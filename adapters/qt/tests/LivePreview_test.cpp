@@ -6,7 +6,6 @@
 #include <QApplication>
 #include <QElapsedTimer>
 #include <QLabel>
-#include <QTemporaryDir>
 #include <algorithm>
 #include <atomic>
 #include <tolvana/platform/Platform.h>
@@ -16,14 +15,13 @@
 
 namespace {
 
-QString serverUrl, adminToken;  // set by main()
 
 // Edits the German draft of "Welcome" through the admin API; true once it was accepted.
 bool editWelcome(const QString& text) {
   tolvana::HttpRequest request{
       .method = "PUT",
-      .url = (serverUrl + "/admin/v1/projects/qt-sample/entries").toStdString(),
-      .headers = {{"Content-Type", "application/json"}, {"Authorization", "Bearer " + adminToken.toStdString()}},
+      .url = (sample.serverUrl + "/admin/v1/projects/qt-sample/entries").toStdString(),
+      .headers = {{"Content-Type", "application/json"}, {"Authorization", "Bearer " + sample.adminToken.toStdString()}},
       .body = R"({"entries":[{"language":"de","group":"main","key":"Welcome","draft":")" + text.toStdString() + "\"}]}",
       .requestTimeout = 10,
       .resourceTimeout = 10};
@@ -64,16 +62,5 @@ TEST(QtLivePreview, AnEditShowsInTheSampleWindowWithinASecond) {
 }  // namespace
 
 int main(int argc, char** argv) {
-  ::testing::InitGoogleTest(&argc, argv);
-  QTemporaryDir work;
-  QProcess server;
-  serverUrl = startSampleServer(server, work.path());
-  QFile token(work.path() + "/project/.tolvana-server/admin-token");
-  if (serverUrl.isEmpty() || !token.open(QIODevice::ReadOnly)) {
-    std::fprintf(stderr, "the translation server did not start\n");
-    return 1;
-  }
-  adminToken = QString::fromUtf8(token.readAll()).trimmed();
-  QString bundle = copySample(work.path() + "/app", serverUrl, "<key>TolvanaLivePreview</key><true/>");
-  return runTestsAsSample<QApplication>(argc, argv, bundle, work.path() + "/app", server);
+  return runSampleTests<QApplication>(argc, argv, "<key>TolvanaLivePreview</key><true/>");
 }

@@ -11,7 +11,6 @@
 #include <QLineEdit>
 #include <QProcess>
 #include <QPushButton>
-#include <QTemporaryDir>
 #include <QThread>
 #include <QTranslator>
 #include <atomic>
@@ -31,8 +30,6 @@ inline void PrintTo(const QString& text, std::ostream* out) { *out << '"' << tex
 
 namespace {
 
-QString workDir;    // set by main()
-QString serverUrl;  // the translation server main() started
 
 QString tr(const char* source, int n = -1) { return QCoreApplication::translate("SampleWindow", source, nullptr, n); }
 
@@ -261,7 +258,7 @@ struct SampleRun {
 };
 
 SampleRun runSample(const QString& name, const QString& host, const QString& extraKeys) {
-  QString dir = workDir + "/" + name;
+  QString dir = sample.workDir + "/" + name;
   QString bundle = copySample(dir, host, extraKeys);
   QProcess sample;
   QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
@@ -276,9 +273,9 @@ SampleRun runSample(const QString& name, const QString& host, const QString& ext
 }
 
 TEST(QtSample, ShowsTheArchivesTextsThenTheServersOnceAnUpdateWroteThem) {
-  auto before = runSample("sample", serverUrl, "<key>TolvanaInitialUpdate</key><false/>");
+  auto before = runSample("sample", sample.serverUrl, "<key>TolvanaInitialUpdate</key><false/>");
   EXPECT_TRUE(before.out.contains("title\tWillkommen\t")) << before.out.toStdString();
-  auto after = runSample("sample", serverUrl, "");
+  auto after = runSample("sample", sample.serverUrl, "");
   EXPECT_EQ(after.status, 0);
   EXPECT_TRUE(after.out.contains("title\tWillkommen im Qt-Beispiel\t")) << after.out.toStdString();
   EXPECT_TRUE(after.out.contains("footer\tVom Server aktualisiert (Version 2)\t")) << after.out.toStdString();
@@ -303,15 +300,5 @@ TEST(QtSample, WithTheServerDownTheHeldWindowAppearsOnceTheUpdateFailed) {
 }  // namespace
 
 int main(int argc, char** argv) {
-  ::testing::InitGoogleTest(&argc, argv);
-  QTemporaryDir work;
-  workDir = work.path();
-  QProcess server;
-  serverUrl = startSampleServer(server, workDir);
-  if (serverUrl.isEmpty()) {
-    std::fprintf(stderr, "the translation server did not start\n");
-    return 1;
-  }
-  QString bundle = copySample(workDir + "/app", serverUrl, "<key>TolvanaInitialUpdate</key><false/>");
-  return runTestsAsSample<QApplication>(argc, argv, bundle, workDir + "/app", server);
+  return runSampleTests<QApplication>(argc, argv, "<key>TolvanaInitialUpdate</key><false/>");
 }

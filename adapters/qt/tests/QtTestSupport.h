@@ -9,6 +9,8 @@
 #include <QEventLoop>
 #include <QFile>
 #include <QProcess>
+#include <QTemporaryDir>
+#include <cstdio>
 #include <functional>
 #include <string>
 #include <tolvana/platform/Ui.h>
@@ -62,13 +64,40 @@ inline void runAsSample(const QString& bundle, const QString& home) {
   for (const char* variable : {"LANGUAGE", "LC_ALL", "LC_MESSAGES"}) qunsetenv(variable);
 }
 
-// Runs the tests as the app in bundle with its home under home, in an Application (offscreen
-// unless another platform is set), then ends the server; the tests' status, 1 without a bundle.
+// What a Qt test program's main() set up before its tests: a folder of its own, the translation
+// server on a copy of the sample project in it, and the server's admin token (empty when the
+// server keeps none).
+struct SampleSetting {
+  QString workDir;
+  QString serverUrl;
+  QString adminToken;
+};
+inline SampleSetting sample;
+
+// The main() of a Qt test program: starts the server (with serverOptions), makes this process
+// the sample app under sample.workDir/app with infoPlistKeys added to its Info.plist, and runs
+// the tests in an Application (offscreen unless another platform is set) made after
+// beforeApplication(); then ends the server. The tests' status, 1 when the setting failed.
 template <class Application>
-int runTestsAsSample(int argc, char** argv, const QString& bundle, const QString& home, QProcess& server) {
+int runSampleTests(int argc, char** argv, const QString& infoPlistKeys, const QStringList& serverOptions = {},
+                   void (*beforeApplication)() = nullptr) {
+  ::testing::InitGoogleTest(&argc, argv);
+  QTemporaryDir work;
+  sample.workDir = work.path();
+  QProcess server;
+  sample.serverUrl = startSampleServer(server, sample.workDir, serverOptions);
+  if (sample.serverUrl.isEmpty()) {
+    std::fprintf(stderr, "the translation server did not start\n");
+    return 1;
+  }
+  QFile token(sample.workDir + "/project/.tolvana-server/admin-token");
+  if (token.open(QIODevice::ReadOnly)) sample.adminToken = QString::fromUtf8(token.readAll()).trimmed();
+  QString home = sample.workDir + "/app";
+  QString bundle = copySample(home, sample.serverUrl, infoPlistKeys);
   if (bundle.isEmpty()) return 1;
   runAsSample(bundle, home);
   if (!qEnvironmentVariableIsSet("QT_QPA_PLATFORM")) qputenv("QT_QPA_PLATFORM", "offscreen");
+  if (beforeApplication) beforeApplication();
   int status;
   {
     Application app(argc, argv);

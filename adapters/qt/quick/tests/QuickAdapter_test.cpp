@@ -8,7 +8,6 @@
 #include <QQuickItem>
 #include <QQuickWindow>
 #include <QSignalSpy>
-#include <QTemporaryDir>
 #include <QTest>
 #include <QThread>
 #include <memory>
@@ -22,8 +21,6 @@ inline void PrintTo(const QString& text, std::ostream* out) { *out << '"' << tex
 
 namespace {
 
-QString workDir;
-QString serverUrl;
 
 const char kScene[] = R"qml(
 import QtQuick
@@ -50,7 +47,7 @@ struct Scene {
   QQmlApplicationEngine engine;
   QQuickWindow* window = nullptr;
   explicit Scene(const char* qml) {
-    QString path = workDir + "/Main.qml";
+    QString path = sample.workDir + "/Main.qml";
     QFile file(path);
     file.open(QIODevice::WriteOnly);
     file.write(qml);
@@ -273,25 +270,5 @@ TEST(QtQuick, AnUpdateRetranslatesTheSceneThenReportsOnTheGuiThread) {
 }  // namespace
 
 int main(int argc, char** argv) {
-  ::testing::InitGoogleTest(&argc, argv);
-  QTemporaryDir work;
-  workDir = work.path();
-  QProcess server;
-  serverUrl = startSampleServer(server, workDir);
-  if (serverUrl.isEmpty()) {
-    std::fprintf(stderr, "the reference server did not start\n");
-    return 1;
-  }
-  QString bundle = copySample(workDir + "/app", serverUrl, "<key>TolvanaInitialUpdate</key><false/>");
-  if (bundle.isEmpty()) return 1;
-  runAsSample(bundle, workDir + "/app");
-  if (!qEnvironmentVariableIsSet("QT_QPA_PLATFORM")) qputenv("QT_QPA_PLATFORM", "offscreen");
-  int status;
-  {
-    QGuiApplication app(argc, argv);
-    status = RUN_ALL_TESTS();
-  }
-  server.kill();
-  server.waitForFinished();
-  return status;
+  return runSampleTests<QGuiApplication>(argc, argv, "<key>TolvanaInitialUpdate</key><false/>");
 }

@@ -7,7 +7,6 @@
 #include <QLabel>
 #include <QQuickItem>
 #include <QQuickWidget>
-#include <QTemporaryDir>
 #include <QTest>
 #include <tolvana/platform/Platform.h>
 #include <tolvana/qt/TolvanaQt.h>
@@ -18,7 +17,6 @@ inline void PrintTo(const QString& text, std::ostream* out) { *out << '"' << tex
 
 namespace {
 
-QString workDir;
 
 const char kScene[] = R"qml(
 import QtQuick
@@ -32,7 +30,7 @@ struct WidgetWindow {
   QWidget window;
   QQuickWidget* scene = new QQuickWidget(&window);
   WidgetWindow() {
-    QString path = workDir + "/Embedded.qml";
+    QString path = sample.workDir + "/Embedded.qml";
     QFile file(path);
     file.open(QIODevice::WriteOnly);
     file.write(kScene);
@@ -99,15 +97,5 @@ TEST(QtQuickWidget, TheWalkReadsTheSceneAsPartOfTheWidgetWindow) {
 }  // namespace
 
 int main(int argc, char** argv) {
-  ::testing::InitGoogleTest(&argc, argv);
-  QTemporaryDir work;
-  workDir = work.path();
-  QProcess server;
-  QString url = startSampleServer(server, workDir);
-  if (url.isEmpty()) {
-    std::fprintf(stderr, "the reference server did not start\n");
-    return 1;
-  }
-  QString bundle = copySample(workDir + "/app", url, "<key>TolvanaInitialUpdate</key><false/>");
-  return runTestsAsSample<QApplication>(argc, argv, bundle, workDir + "/app", server);
+  return runSampleTests<QApplication>(argc, argv, "<key>TolvanaInitialUpdate</key><false/>");
 }

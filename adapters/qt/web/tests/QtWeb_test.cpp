@@ -12,7 +12,6 @@
 #include <QProcess>
 #include <QQmlApplicationEngine>
 #include <QtWebEngineQuick>
-#include <QTemporaryDir>
 #include <QUrlQuery>
 #include <QWebEnginePage>
 #include <QWebEngineView>
@@ -146,14 +145,12 @@ TEST(QtWeb, ScriptEnginesGetTheNativeFunctionsAndThePageScript) {
 }
 
 // The server's URL and admin token, and an admin request to it.
-QString serverUrl;
-QByteArray adminToken;
 
 void postToServer(const QString& path, const QByteArray& body) {
   QNetworkAccessManager network;
-  QNetworkRequest request(QUrl(serverUrl + path));
+  QNetworkRequest request(QUrl(sample.serverUrl + path));
   request.setHeader(QNetworkRequest::ContentTypeHeader, "application/json");
-  request.setRawHeader("Authorization", "Bearer " + adminToken);
+  request.setRawHeader("Authorization", "Bearer " + sample.adminToken.toUtf8());
   QNetworkReply* reply = network.post(request, body);
   spinUntil([&] { return reply->isFinished(); });
   reply->deleteLater();
@@ -186,9 +183,9 @@ const char kHostilePage[] = R"html(<!DOCTYPE html><html><head><title>attacker</t
 TEST(QtWeb, APageCannotRunScriptInTheOriginItNavigatesToNorBreakTheAnswersCall) {
   postToServer("/_test/faults", R"({"delayMs": 2500, "count": 1})");
   // Two origins on the one server: the attacker's by address, the victim's by name.
-  QString victim = QString(serverUrl).replace("127.0.0.1", "localhost") + "/victim";
+  QString victim = QString(sample.serverUrl).replace("127.0.0.1", "localhost") + "/victim";
   QWebEngineView view;
-  view.setHtml(QString::fromUtf8(kHostilePage).replace("@VICTIM@", victim), QUrl(serverUrl + "/attacker"));
+  view.setHtml(QString::fromUtf8(kHostilePage).replace("@VICTIM@", victim), QUrl(sample.serverUrl + "/attacker"));
   view.show();
   ASSERT_TRUE(spinUntil([&] { return view.url().toString().startsWith(victim); }, 10000));
   // The attacker tells what its odd callback received in the address it leaves for.
@@ -227,7 +224,7 @@ const char kFloodingPage[] = R"html(<!DOCTYPE html><html><body><script>
 
 TEST(QtWeb, APageFloodingTheHandlerIsServedWithinBoundsAndDoesNotHoldTheApp) {
   QWebEngineView view;
-  view.setHtml(QString::fromUtf8(kFloodingPage), QUrl(serverUrl + "/flood"));
+  view.setHtml(QString::fromUtf8(kFloodingPage), QUrl(sample.serverUrl + "/flood"));
   view.show();
   ASSERT_TRUE(spinUntil([&] { return evaluate(view.page(), "window.flooded === true").toBool(); }));
   bool answered = false;
@@ -243,26 +240,8 @@ TEST(QtWeb, APageFloodingTheHandlerIsServedWithinBoundsAndDoesNotHoldTheApp) {
 }  // namespace
 
 int main(int argc, char** argv) {
-  ::testing::InitGoogleTest(&argc, argv);
-  QTemporaryDir work;
-  QProcess server;
-  QString url = startSampleServer(server, work.path(), {"--test-fixture"});
-  serverUrl = url;
-  if (url.isEmpty()) return std::fprintf(stderr, "the translation server did not start\n"), 1;
-  QFile token(work.path() + "/project/.tolvana-server/admin-token");
-  if (token.open(QIODevice::ReadOnly)) adminToken = token.readAll().trimmed();
-  // Without the update at start, so the page first shows the archive's texts.
-  QString bundle = copySample(work.path(), url, "<key>TolvanaInitialUpdate</key><false/>");
-  if (bundle.isEmpty()) return 1;
-  runAsSample(bundle, work.path());
-  int status;
-  {
-    // QML's WebEngineView asks for this before the application object, as in any QML app.
-    QtWebEngineQuick::initialize();
-    QApplication app(argc, argv);
-    status = RUN_ALL_TESTS();
-  }
-  server.kill();
-  server.waitForFinished();
-  return status;
+  // Without the update at start, so the page first shows the archive's texts. QML's
+  // WebEngineView asks for its initialisation before the application object, as in any QML app.
+  return runSampleTests<QApplication>(argc, argv, "<key>TolvanaInitialUpdate</key><false/>", {"--test-fixture"},
+                                      [] { QtWebEngineQuick::initialize(); });
 }
