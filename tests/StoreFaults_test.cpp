@@ -14,6 +14,7 @@
 #include <filesystem>
 #include <fstream>
 #include <map>
+#include <optional>
 #include <ostream>
 #include <random>
 #include <set>
@@ -117,8 +118,16 @@ class StoreFaults : public ::testing::Test {
     ASSERT_TRUE(db && db->parseResponseV2Json(answer(1)));
     // A child runs this too, and keeps the parent's.
     setenv(kParentData, app.dir.file("data").c_str(), 0);
+    // A child is killed before it could remove its own fixture, so that goes inside this one.
+    if (const char* tmp = std::getenv("TMPDIR")) savedTmpDir = tmp;
+    std::filesystem::create_directories(app.dir.file("children"));
+    setenv("TMPDIR", app.dir.file("children").c_str(), 1);
   }
-  void TearDown() override { unsetenv(kParentData); }
+  void TearDown() override {
+    unsetenv(kParentData);
+    if (savedTmpDir) setenv("TMPDIR", savedTmpDir->c_str(), 1);
+    else unsetenv("TMPDIR");
+  }
   void expectIntactStores() {
     for (const char* language : kLanguages) EXPECT_EQ(problemsOf(app.storePath(language)), "") << language;
   }
@@ -138,6 +147,7 @@ class StoreFaults : public ::testing::Test {
 
   testing::AppFixture app;
   std::shared_ptr<TLDatabase> db;
+  std::optional<std::string> savedTmpDir;
 };
 
 // Where the kill comes: after at least this many entries, between two groups (by the log), or
