@@ -20,6 +20,13 @@ namespace {
 constexpr int kWays = 4;
 constexpr std::uint32_t kSets = 4096 / kWays;
 
+// A thread that walks more keys than the table holds (a long list, an export) finds nothing in
+// it and may keep nothing: after this many such look-ups in a row it stops reading the table,
+// which only pushed the stores' pages out of the caches, and probes one look-up in
+// kProbeEvery, until one finds or may keep an answer again.
+constexpr std::uint32_t kFruitlessToPause = 64;
+constexpr std::uint32_t kProbeEvery = 16;
+
 // What a probe reads first, for every way, lies on one cache line ahead of the answers.
 struct alignas(64) Set {
   std::uint64_t generations[kWays] = {};  // of the thread's answers each way was kept in
@@ -44,7 +51,10 @@ struct ThreadAnswers {
   RecentAnswers::Stamp stamp;
   std::uint64_t generation = 1;
   std::int64_t confirmedUntil = 0;  // steady-clock nanoseconds
+  std::uint32_t fruitless = 0;      // look-ups in a row that neither found nor may keep an answer
   Set sets[kSets];
+
+  bool paused() const { return fruitless >= kFruitlessToPause && fruitless % kProbeEvery != 0; }
 };
 
 // A plain pointer, so that a probe reaches it without a guard; the owner frees it when the
@@ -105,6 +115,7 @@ void takeOn(ThreadAnswers& answers, const RecentAnswers::Stamp& stamp) {
   answers.stamp = stamp;
   ++answers.generation;
   answers.confirmedUntil = 0;
+  answers.fruitless = 0;
 }
 
 }  // namespace
@@ -117,22 +128,28 @@ RecentAnswers::Stamp RecentAnswers::Stamp::of(std::uint64_t owner) {
 const RecentAnswers::Entry* RecentAnswers::peek(const Stamp& stamp, std::string_view key,
                                                 std::optional<std::string_view> value, std::int64_t (*now)()) {
   ThreadAnswers* answers = thisThreadsAnswers;
-  if (!answers || !(answers->stamp == stamp)) return nullptr;
+  if (!answers || !(answers->stamp == stamp) || answers->paused()) return nullptr;
   const std::uint32_t hash = hashOf(key);
   Set& set = answers->sets[hash % kSets];
   const int way = wayOf(set, answers->generation, hash, key, value);
   if (way < 0 || now() >= answers->confirmedUntil) return nullptr;
   set.use(way);
+  answers->fruitless = 0;
   return &set.ways[way];
 }
 
 RecentAnswers::Probe RecentAnswers::find(const Stamp& stamp, std::string_view key, std::optional<std::string_view> value) {
   ThreadAnswers& answers = threadAnswers();
   takeOn(answers, stamp);
+  if (answers.paused()) {
+    ++answers.fruitless;
+    return {};
+  }
   const std::uint32_t hash = hashOf(key);
   Set& set = answers.sets[hash % kSets];
   if (const int way = wayOf(set, answers.generation, hash, key, value); way >= 0) {
     set.use(way);
+    answers.fruitless = 0;
     return {&set.ways[way], true};
   }
   // A free way takes any answer; a full set only that of a key seen here just before.
@@ -140,6 +157,7 @@ RecentAnswers::Probe RecentAnswers::find(const Stamp& stamp, std::string_view ke
   for (int way = 0; way < kWays; ++way) free |= !set.live(way, answers.generation);
   const bool again = set.sighted == hash;
   set.sighted = hash;
+  answers.fruitless = free || again ? 0 : answers.fruitless + 1;
   return {nullptr, free || again};
 }
 

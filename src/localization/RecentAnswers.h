@@ -10,8 +10,10 @@
 // lapse together once a store is due to look for outside changes to its file, and are renewed
 // together once the stores have looked (confirm()): a text drawn every few seconds still costs
 // only a probe, and the stores are looked at once a second, not once per text.
-// Once both answers of a set are in use, only a key seen twice in a row in its set takes the
-// place of one, so a walk over more keys than the table holds does not pay to fill it.
+// Once the answers of a set are all in use, only a key seen twice in a row in its set takes the
+// place of one, so a walk over more keys than the table holds does not pay to fill it; and a
+// thread whose look-ups find nothing and may keep nothing for a while reads the table only now
+// and then, until it pays again.
 //
 // Thread contract: any thread; each sees only its own answers.
 #pragma once
