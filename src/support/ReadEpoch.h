@@ -13,7 +13,9 @@
 //
 // Readers load what they protect with sequentially consistent loads (plain loads on x86), and
 // writers unlink with sequentially consistent stores or exchanges: a section that begins after
-// an object was unlinked can then no longer reach it.
+// an object was unlinked can then no longer reach it. A section reads the epoch with acquire:
+// one that sees the epoch a writer moved on then also sees what the writer unlinked before,
+// which the language does not promise for a relaxed read.
 //
 // Thread contract: any thread. Sections nest and stay on their thread. retire() never blocks:
 // it destroys at once what no section can still see, on the calling thread, and keeps the rest
@@ -42,7 +44,7 @@ class ReadEpoch {
       Slot* slot = threadSlot;
       if (!slot) slot = registerThread();
       slot_ = slot;
-      if (slot->depth++ == 0) slot->epoch.store(current.load(std::memory_order_relaxed));
+      if (slot->depth++ == 0) slot->epoch.store(current.load(std::memory_order_acquire));
     }
     ~Section() {
       if (--slot_->depth == 0) slot_->epoch.store(0, std::memory_order_release);
