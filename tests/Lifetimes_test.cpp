@@ -57,7 +57,7 @@ class Lifetimes : public ::testing::Test {
   void SetUp() override {
     app.appLanguage("en", {{"title", "Welcome", ""}});
     app.bundle.info("TolvanaHost", server.baseUrl());
-    app.platform.http = server.http();
+    app.platform.http = server.http(app.platform.dispatch);
     app.platform.defaults->setObject("TolvanaDraftMode", true);
     app.platform.ui->show(UiView{});
     app.install();

@@ -17,7 +17,7 @@ class Overlay : public ::testing::Test {
   void start(std::vector<std::string> arguments = {"Fixture"}) {
     app.appLanguage("en", {{"title", "Welcome", ""}});
     app.bundle.info("TolvanaHost", server.baseUrl());
-    app.platform.http = server.http();
+    app.platform.http = server.http(app.platform.dispatch);
     app.platform.defaults->setObject("TolvanaDraftMode", true);
     app.platform.device->setLaunchArguments(std::move(arguments));
     app.platform.ui->show(UiView{});

@@ -29,7 +29,7 @@ class Sync : public ::testing::Test {
   void start() {
     app.appLanguage("en", {{"hello", "Hello", ""}});
     app.bundle.info("TolvanaHost", server.baseUrl()).info("TolvanaLogLevel", "v");
-    app.platform.http = server.http();
+    app.platform.http = server.http(app.platform.dispatch);
     app.install();
     engine = TLInternal::sharedInstance();
   }
@@ -216,7 +216,7 @@ TEST_F(Sync, FaultsEndWithTheRightCompletionAndLoseNothing) {
   app.bundle.info("TolvanaTimeoutIntervalForRequest", 30);
   start();
   // Records what is sent, so the time-outs are checked without waiting for one.
-  auto recorder = std::make_shared<FaultInjectingHttp>(server.http(), app.platform.dispatch);
+  auto recorder = std::make_shared<FaultInjectingHttp>(server.http(app.platform.dispatch), app.platform.dispatch);
   testing::installPorts([&](Platform::Ports& ports) { ports.http = recorder; });
   engine->storeMissingEntryForLanguage("en", "kept", "Kept text");
   const auto store = readWholeFile(app.storePath("en"));

@@ -238,7 +238,7 @@ TEST(TLJSBridge, UpdatesFromAPageSplitTheirNamesCheckThemAndRunOneAtATime) {
   BridgeApp bridge;
   bridge.app.appLanguage("de", {{"plain", "Zeile", ""}});
   bridge.app.bundle.info("TolvanaHost", server.baseUrl());
-  bridge.app.platform.http = server.http();
+  bridge.app.platform.http = server.http(bridge.app.platform.dispatch);
   bridge.app.install();
   server.injectFault({{"delayMs", 1500}});
   bridge.send(R"({"method":"updateGroups","groups":"a; b","languages":" de , en","argsSeparator":";","callback":"u1"})");

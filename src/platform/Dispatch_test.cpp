@@ -238,5 +238,24 @@ TEST(ThreadDispatch, DestructionDropsPendingTasksWithoutWaitingForThem) {
   EXPECT_TRUE(watch.expired());
 }
 
+// What a test waits for before the next one replaces the platform: tasks queued behind a
+// running one count as well as the running one.
+TEST(ManualDispatch, WaitsForEveryBackgroundTaskQueuedOrRunning) {
+  ManualDispatch dispatch(std::make_shared<SimulatedClock>());
+  EXPECT_TRUE(dispatch.waitForBackground(0ms));
+  std::promise<void> release;
+  std::shared_future<void> released = release.get_future().share();
+  std::atomic<int> ran{0};
+  auto queue = dispatch.makeSerialQueue("held");
+  queue->async([released, &ran] { released.wait(); ++ran; });
+  queue->async([&ran] { ++ran; });
+  dispatch.globalAsync([released, &ran] { released.wait(); ++ran; });
+  queue.reset();
+  EXPECT_FALSE(dispatch.waitForBackground(20ms));
+  release.set_value();
+  EXPECT_TRUE(dispatch.waitForBackground(10s));
+  EXPECT_EQ(ran, 3);
+}
+
 }  // namespace
 }  // namespace tolvana

@@ -74,10 +74,7 @@ ServerFixture::ServerFixture(Options options) : options_(std::move(options)) {
     throw std::runtime_error("the translation server said: " + line);
   }
   baseUrl_ = line.substr(prefix.size());
-  CurlHttpOptions httpOptions;
-  if (options_.tls) httpOptions.extraCaFile = caFile();
-  if (options_.maxAnswerBytes > 0) httpOptions.maxBodyBytes = options_.maxAnswerBytes;
-  http_ = makeCurlHttp(makeThreadDispatch(), httpOptions);
+  http_ = http(makeThreadDispatch());
   if (options_.createProject) {
     request("POST", "/admin/v1/projects",
             R"({"id":"app1","apiSecret":"s3cr3t-key","baseLanguage":"en","languages":["en"],"version":1,)"
@@ -93,6 +90,13 @@ void ServerFixture::stop() {
   int status = 0;
   ::waitpid(pid_, &status, 0);
   pid_ = -1;
+}
+
+std::shared_ptr<Http> ServerFixture::http(std::shared_ptr<Dispatch> dispatch) const {
+  CurlHttpOptions httpOptions;
+  if (options_.tls) httpOptions.extraCaFile = caFile();
+  if (options_.maxAnswerBytes > 0) httpOptions.maxBodyBytes = options_.maxAnswerBytes;
+  return makeCurlHttp(std::move(dispatch), httpOptions);
 }
 
 HttpResponse ServerFixture::send(HttpRequest request) const {

@@ -18,6 +18,7 @@
 
 #include "tests/support/TempDir.h"
 #include "tolvana/Value.h"
+#include "tolvana/platform/Dispatch.h"
 #include "tolvana/platform/Http.h"
 
 namespace tolvana::testing {
@@ -53,6 +54,8 @@ class ServerFixture {
   std::string dataDirectory() const { return dir_.file("data"); }
   // A client that trusts the server.
   std::shared_ptr<Http> http() const { return http_; }
+  // One that runs its requests on a test's dispatch, which the test can wait for.
+  std::shared_ptr<Http> http(std::shared_ptr<Dispatch> dispatch) const;
 
   // Publishes a group's entries (text per key) through the admin API, adding the language to
   // the project when it is new; the group's version and the project's version go up by one.

@@ -1,5 +1,7 @@
 #include "tests/support/TestPlatform.h"
 
+#include <chrono>
+
 #include "platform/posix/CurlHttp.h"
 #include "support/TLLog.h"
 
@@ -10,6 +12,9 @@ TestPlatform::TestPlatform() : TestPlatform(Value::Dictionary{{"CFBundleIdentifi
 TestPlatform::TestPlatform(Value::Dictionary info)
     : bundles(std::make_shared<MemoryBundles>(std::make_shared<MemoryBundle>("/app/Test.app", std::move(info)))),
       http(makeCurlHttp(dispatch)) {}
+
+// Bounded: a task that never ends must not hang the whole test program.
+TestPlatform::~TestPlatform() { dispatch->waitForBackground(std::chrono::seconds(30)); }
 
 Platform::Ports TestPlatform::ports() const {
   return Platform::Ports{bundles, defaults, locale, device, dispatch, clock, ui, log, http};

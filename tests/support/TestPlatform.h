@@ -1,7 +1,9 @@
 // A platform for tests: in-memory user defaults, a fixed locale, a fake device, a manually
 // drained main queue on a simulated clock, a recording UI and a log capture, around a main
 // bundle the test chooses. install() makes it current and forgets the logger's cached tag
-// and thresholds, so each test reads its own Info.plist.
+// and thresholds, so each test reads its own Info.plist. Its end waits for the work its
+// dispatch runs in the background (requests, their completions): that work reaches the
+// current platform, which the next test replaces.
 #pragma once
 
 #include <functional>
@@ -23,6 +25,9 @@ struct TestPlatform {
   TestPlatform();
   // A main bundle held in memory with this Info.plist.
   explicit TestPlatform(Value::Dictionary info);
+  ~TestPlatform();
+  TestPlatform(const TestPlatform&) = delete;
+  TestPlatform& operator=(const TestPlatform&) = delete;
 
   std::shared_ptr<Bundles> bundles;
   std::shared_ptr<MemoryUserDefaults> defaults = std::make_shared<MemoryUserDefaults>();

@@ -1,6 +1,8 @@
 #include "platform/fake/ManualDispatch.h"
 
 #include <algorithm>
+#include <condition_variable>
+#include <mutex>
 #include <tuple>
 
 #include "platform/posix/ThreadDispatch.h"
@@ -14,8 +16,28 @@ struct ManualDispatch::Pending {
   Task task;
 };
 
+struct ManualDispatch::Background {
+  std::mutex mutex;
+  std::condition_variable idle;
+  int tasks = 0;
+};
+
+class ManualDispatch::CountedQueue final : public SerialQueue {
+ public:
+  CountedQueue(std::shared_ptr<Background> busy, std::shared_ptr<SerialQueue> inner)
+      : busy_(std::move(busy)), inner_(std::move(inner)) {}
+  void async(Task task) override { inner_->async(counted(busy_, std::move(task))); }
+
+ private:
+  std::shared_ptr<Background> busy_;
+  std::shared_ptr<SerialQueue> inner_;
+};
+
 ManualDispatch::ManualDispatch(std::shared_ptr<Clock> clock)
-    : clock_(std::move(clock)), mainThread_(std::this_thread::get_id()), background_(makeThreadDispatch()) {}
+    : clock_(std::move(clock)),
+      mainThread_(std::this_thread::get_id()),
+      background_(makeThreadDispatch()),
+      busy_(std::make_shared<Background>()) {}
 
 ManualDispatch::~ManualDispatch() {
   // Background tasks may still queue main tasks here, so they stop first.
@@ -33,10 +55,29 @@ void ManualDispatch::mainAfter(std::chrono::milliseconds delay, Task task) {
   wake_.notify_all();
 }
 
-void ManualDispatch::globalAsync(Task task) { background_->globalAsync(std::move(task)); }
+void ManualDispatch::globalAsync(Task task) { background_->globalAsync(counted(busy_, std::move(task))); }
 
 std::shared_ptr<SerialQueue> ManualDispatch::makeSerialQueue(std::string label) {
-  return background_->makeSerialQueue(std::move(label));
+  return std::make_shared<CountedQueue>(busy_, background_->makeSerialQueue(std::move(label)));
+}
+
+Task ManualDispatch::counted(const std::shared_ptr<Background>& busy, Task task) {
+  {
+    std::lock_guard lock(busy->mutex);
+    ++busy->tasks;
+  }
+  // Counted down when the last copy of the task goes: after it ran, or unrun when its queue
+  // is discarded.
+  std::shared_ptr<Background> ticket(busy.get(), [busy](Background*) {
+    std::lock_guard lock(busy->mutex);
+    if (--busy->tasks == 0) busy->idle.notify_all();
+  });
+  return [ticket = std::move(ticket), task = std::move(task)] { task(); };
+}
+
+bool ManualDispatch::waitForBackground(std::chrono::milliseconds limit) {
+  std::unique_lock lock(busy_->mutex);
+  return busy_->idle.wait_for(lock, limit, [this] { return busy_->tasks == 0; });
 }
 
 bool ManualDispatch::isMainThread() const {
