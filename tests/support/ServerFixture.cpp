@@ -38,11 +38,13 @@ int spawn(std::vector<std::string> arguments, std::string* firstLine) {
   for (auto& a : arguments) argv.push_back(a.data());
   argv.push_back(nullptr);
   int pid = -1;
-  if (posix_spawn(&pid, argv[0], &actions, nullptr, argv.data(), environ) != 0) {
-    throw std::runtime_error("cannot start the translation server");
-  }
+  const int spawned = posix_spawn(&pid, argv[0], &actions, nullptr, argv.data(), environ);
   posix_spawn_file_actions_destroy(&actions);
   ::close(out[1]);
+  if (spawned != 0) {
+    ::close(out[0]);
+    throw std::runtime_error("cannot start the translation server");
+  }
   *firstLine = readLine(out[0]);
   ::close(out[0]);
   return pid;
