@@ -49,7 +49,8 @@ class Screenshots : public ::testing::Test {
   }
   ServerFixture server{{}};
   AppFixture app;
-  std::shared_ptr<FaultInjectingHttp> http = std::make_shared<FaultInjectingHttp>(server.http(app.platform.dispatch), app.platform.dispatch);
+  std::shared_ptr<FaultInjectingHttp> http =
+      std::make_shared<FaultInjectingHttp>(server.http(app.platform.dispatch), app.platform.dispatch);
   std::shared_ptr<TLInternal> engine;
 };
 
