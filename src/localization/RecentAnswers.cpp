@@ -81,9 +81,14 @@ std::uint32_t hashOf(std::string_view key) {
   if (key.empty()) return 0;
   std::uint64_t head = 0;
   std::uint64_t tail = 0;
-  const std::size_t n = std::min<std::size_t>(key.size(), 8);
-  std::memcpy(&head, key.data(), n);
-  std::memcpy(&tail, key.data() + key.size() - n, n);
+  if (key.size() >= 8) {
+    // Two fixed-size loads; the copy of a variable length below is a loop.
+    std::memcpy(&head, key.data(), 8);
+    std::memcpy(&tail, key.data() + key.size() - 8, 8);
+  } else {
+    std::memcpy(&head, key.data(), key.size());
+    tail = head;
+  }
   std::uint64_t mixed = head ^ (tail * 0x9E3779B97F4A7C15ull) ^ key.size();
   // Folded down before and after the multiplication: a key's last bytes sit in the high bits.
   mixed ^= mixed >> 33;
@@ -125,10 +130,10 @@ RecentAnswers::Stamp RecentAnswers::Stamp::of(std::uint64_t owner) {
           TLDBProtocol::contentVersion()};
 }
 
-const RecentAnswers::Entry* RecentAnswers::peek(const Stamp& stamp, std::string_view key,
+const RecentAnswers::Entry* RecentAnswers::peek(std::uint64_t owner, std::string_view key,
                                                 std::optional<std::string_view> value, std::int64_t (*now)()) {
   ThreadAnswers* answers = thisThreadsAnswers;
-  if (!answers || !(answers->stamp == stamp) || answers->paused()) return nullptr;
+  if (!answers || answers->paused() || !(answers->stamp == Stamp::of(owner))) return nullptr;
   const std::uint32_t hash = hashOf(key);
   Set& set = answers->sets[hash % kSets];
   const int way = wayOf(set, answers->generation, hash, key, value);

@@ -51,10 +51,11 @@ class RecentAnswers {
   };
 
   static Probe find(const Stamp& stamp, std::string_view key, std::optional<std::string_view> value);
-  // The answer kept under the stamp while the thread's answers hold, as find() would give it,
-  // but without noting the key as seen: for a look-up that goes on to find() when this gives
-  // nothing. The clock is read only for an answer found. Valid until the thread's next keep().
-  static const Entry* peek(const Stamp& stamp, std::string_view key, std::optional<std::string_view> value,
+  // The answer kept under the owner's stamp while the thread's answers hold, as find() would
+  // give it, but without noting the key as seen: for a look-up that goes on to find() when this
+  // gives nothing. The stamp is taken only once the thread has answers it reads, and the clock
+  // only for an answer found. Valid until the thread's next keep().
+  static const Entry* peek(std::uint64_t owner, std::string_view key, std::optional<std::string_view> value,
                            std::int64_t (*now)());
   static void keep(const Stamp& stamp, std::string_view key, std::optional<std::string_view> value,
                    const TLLocalizedString& answer);

@@ -126,7 +126,7 @@ std::int64_t StringLookup::renewedUntil(const TLDatabase& db, std::int64_t now) 
 
 const std::string* StringLookup::recentText(std::uint64_t owner, std::string_view key,
                                             std::optional<std::string_view> value) {
-  const RecentAnswers::Entry* kept = RecentAnswers::peek(RecentAnswers::Stamp::of(owner), key, value, lapseNanoseconds);
+  const RecentAnswers::Entry* kept = RecentAnswers::peek(owner, key, value, lapseNanoseconds);
   return kept ? &kept->text : nullptr;
 }
 
