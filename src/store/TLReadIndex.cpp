@@ -55,8 +55,10 @@ TLReadIndex::TLReadIndex(std::size_t expectedEntries) {
   slots_.resize(std::max(kMinimumSlots, std::bit_ceil(expectedEntries * 2 + 1)));
 }
 
+namespace {
+
 // Inlined: it runs on every look-up, and a call would cost more than the hash.
-[[gnu::always_inline]] inline std::uint32_t TLReadIndex::hashOf(std::string_view key) {
+[[gnu::always_inline]] inline std::uint32_t hashOf(std::string_view key) {
   // Eight bytes at a time: a byte-at-a-time hash puts a chain of one multiplication per byte
   // ahead of the slot's load, on every look-up. Every byte counts, since keys of one screen
   // often differ only in the middle ("onboarding.page2.title").
@@ -101,6 +103,8 @@ TLReadIndex::TLReadIndex(std::size_t expectedEntries) {
   hash = mix(hash ^ last);
   return static_cast<std::uint32_t>(hash ^ (hash >> 32));
 }
+
+}  // namespace
 
 std::optional<TLReadIndex::Entry> TLReadIndex::entryAt(std::size_t offset) const {
   if (offset >= arena_.size()) return std::nullopt;

@@ -55,7 +55,6 @@ class TLReadIndex {
     std::string_view key, value, draft;
     std::size_t bytes() const;  // its whole length in the arena, lengths included
   };
-  static std::uint32_t hashOf(std::string_view key);
   std::size_t slotFor(std::string_view key, std::uint32_t hash) const;
   // The entry at an arena offset; nullopt when it does not lie wholly inside the arena.
   std::optional<Entry> entryAt(std::size_t offset) const;
