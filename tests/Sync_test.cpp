@@ -290,7 +290,9 @@ TEST(SyncRequests, DraftModeGivenLanguagesAndEnterpriseHosts) {
     EXPECT_EQ(sent.method, c.method);
     auto stamp = std::find_if(sent.headers.begin(), sent.headers.end(), [](auto& h) { return h.first == "timestamp"; });
     ASSERT_NE(stamp, sent.headers.end());
-    if (c.timestamp) EXPECT_EQ(stamp->second, c.timestamp);
+    if (c.timestamp) {
+      EXPECT_EQ(stamp->second, c.timestamp);
+    }
     if (!c.draft) continue;
     auto body = json::parse(sent.body).value_or(Value());
     EXPECT_EQ(json::serialize(body.find("requestedData") ? *body.find("requestedData") : Value()),
