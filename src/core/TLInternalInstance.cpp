@@ -2,6 +2,7 @@
 // dropped. Kept apart from the engine's own work, which this only starts.
 #include "config/ProcessState.h"
 #include "core/TLInternal.h"
+#include "localization/RecentAnswers.h"
 #include "localization/StringLookup.h"
 #include "support/Mutex.h"
 #include "support/ReadEpoch.h"
@@ -38,7 +39,9 @@ std::atomic<std::uint64_t> TLInternal::publishedOwner_{0};
 
 const std::string* TLInternal::recentText(std::string_view key, std::optional<std::string_view> value) {
   const std::uint64_t owner = publishedOwner_.load();
-  return owner ? StringLookup::recentText(owner, key, value) : nullptr;
+  if (!owner) return nullptr;
+  const RecentAnswers::Entry* kept = RecentAnswers::peek(owner, key, value);
+  return kept ? &kept->text : nullptr;
 }
 
 namespace {

@@ -6,6 +6,7 @@
 #include <memory>
 
 #include "config/ProcessState.h"
+#include "platform/CoarseClock.h"
 #include "store/TLDBProtocol.h"
 #include "tolvana/platform/Platform.h"
 
@@ -49,12 +50,27 @@ struct alignas(64) Set {
 
 struct ThreadAnswers {
   RecentAnswers::Stamp stamp;
+  CoarseClockReader clock;  // the stamp's platform's
   std::uint64_t generation = 1;
   std::int64_t confirmedUntil = 0;  // steady-clock nanoseconds
   std::uint32_t fruitless = 0;      // look-ups in a row that neither found nor may keep an answer
+  // The way last found or kept: a host that asks for one text again and again (a label redrawn,
+  // a list's header) finds it there without hashing its key.
+  Set* lastSet = nullptr;
+  int lastWay = 0;
   Set sets[kSets];
 
   bool paused() const { return fruitless >= kFruitlessToPause && fruitless % kProbeEvery != 0; }
+  void use(Set& set, int way) {
+    set.use(way);
+    lastSet = &set;
+    lastWay = way;
+  }
+  const RecentAnswers::Entry* found(Set& set, int way) {
+    use(set, way);
+    fruitless = 0;
+    return &set.ways[way];
+  }
 };
 
 // A plain pointer, so that a probe reaches it without a guard; the owner frees it when the
@@ -101,15 +117,34 @@ bool sameValue(const std::optional<std::string>& kept, std::optional<std::string
   return kept.has_value() == value.has_value() && (!value || *kept == *value);
 }
 
+std::uint64_t eightBytesAt(const char* bytes) {
+  std::uint64_t word;
+  std::memcpy(&word, bytes, 8);
+  return word;
+}
+
+// Keys walked in turn (key_0001, key_0002, ...) share their length and head: their last eight
+// bytes tell them apart first. A key of up to 16 bytes is then compared whole by its first
+// eight, without a call.
+bool sameKey(const std::string& kept, std::string_view key) {
+  const std::size_t size = key.size();
+  if (kept.size() != size) return false;
+  if (size < 8) return std::memcmp(kept.data(), key.data(), size) == 0;
+  if (eightBytesAt(kept.data() + size - 8) != eightBytesAt(key.data() + size - 8)) return false;
+  if (eightBytesAt(kept.data()) != eightBytesAt(key.data())) return false;
+  return size <= 16 || std::memcmp(kept.data() + 8, key.data() + 8, size - 16) == 0;
+}
+
+bool holds(const Set& set, int way, std::uint64_t generation, std::string_view key,
+           std::optional<std::string_view> value) {
+  return set.live(way, generation) && sameKey(set.ways[way].key, key) && sameValue(set.ways[way].value, value);
+}
 
 // The way of the set that holds the key's answer, or -1.
 int wayOf(const Set& set, std::uint64_t generation, std::uint32_t hash, std::string_view key,
           std::optional<std::string_view> value) {
   for (int way = 0; way < kWays; ++way) {
-    if (set.live(way, generation) && set.hashes[way] == hash && set.ways[way].key == key &&
-        sameValue(set.ways[way].value, value)) {
-      return way;
-    }
+    if (set.hashes[way] == hash && holds(set, way, generation, key, value)) return way;
   }
   return -1;
 }
@@ -118,6 +153,7 @@ int wayOf(const Set& set, std::uint64_t generation, std::uint32_t hash, std::str
 void takeOn(ThreadAnswers& answers, const RecentAnswers::Stamp& stamp) {
   if (answers.stamp == stamp) return;
   answers.stamp = stamp;
+  answers.clock = stamp.platform ? CoarseClockReader(stamp.platform->clock()) : CoarseClockReader();
   ++answers.generation;
   answers.confirmedUntil = 0;
   answers.fruitless = 0;
@@ -131,16 +167,19 @@ RecentAnswers::Stamp RecentAnswers::Stamp::of(std::uint64_t owner) {
 }
 
 const RecentAnswers::Entry* RecentAnswers::peek(std::uint64_t owner, std::string_view key,
-                                                std::optional<std::string_view> value, std::int64_t (*now)()) {
+                                                std::optional<std::string_view> value) {
   ThreadAnswers* answers = thisThreadsAnswers;
   if (!answers || answers->paused() || !(answers->stamp == Stamp::of(owner))) return nullptr;
-  const std::uint32_t hash = hashOf(key);
-  Set& set = answers->sets[hash % kSets];
-  const int way = wayOf(set, answers->generation, hash, key, value);
-  if (way < 0 || now() >= answers->confirmedUntil) return nullptr;
-  set.use(way);
-  answers->fruitless = 0;
-  return &set.ways[way];
+  Set* set = answers->lastSet;
+  int way = answers->lastWay;
+  if (!set || !holds(*set, way, answers->generation, key, value)) {
+    const std::uint32_t hash = hashOf(key);
+    set = &answers->sets[hash % kSets];
+    way = wayOf(*set, answers->generation, hash, key, value);
+    if (way < 0) return nullptr;
+  }
+  if (answers->clock.nanoseconds() >= answers->confirmedUntil) return nullptr;
+  return answers->found(*set, way);
 }
 
 RecentAnswers::Probe RecentAnswers::find(const Stamp& stamp, std::string_view key, std::optional<std::string_view> value) {
@@ -153,9 +192,7 @@ RecentAnswers::Probe RecentAnswers::find(const Stamp& stamp, std::string_view ke
   const std::uint32_t hash = hashOf(key);
   Set& set = answers.sets[hash % kSets];
   if (const int way = wayOf(set, answers.generation, hash, key, value); way >= 0) {
-    set.use(way);
-    answers.fruitless = 0;
-    return {&set.ways[way], true};
+    return {answers.found(set, way), true};
   }
   // A free way takes any answer; a full set only that of a key seen here just before.
   bool free = false;
@@ -183,7 +220,7 @@ void RecentAnswers::keep(const Stamp& stamp, std::string_view key, std::optional
       break;
     }
   }
-  set.use(way);
+  answers.use(set, way);
   Entry& entry = set.ways[way];
   set.generations[way] = answers.generation;
   set.hashes[way] = hash;

@@ -27,11 +27,13 @@
 
 namespace tolvana {
 
+class Platform;
+
 class RecentAnswers {
  public:
   struct Stamp {
     std::uint64_t owner = 0;
-    const void* platform = nullptr;
+    const Platform* platform = nullptr;
     std::uint64_t answersGeneration = 0;
     std::uint64_t contentVersion = 0;
     bool operator==(const Stamp& other) const = default;
@@ -54,9 +56,9 @@ class RecentAnswers {
   // The answer kept under the owner's stamp while the thread's answers hold, as find() would
   // give it, but without noting the key as seen: for a look-up that goes on to find() when this
   // gives nothing. The stamp is taken only once the thread has answers it reads, and the clock
-  // only for an answer found. Valid until the thread's next keep().
-  static const Entry* peek(std::uint64_t owner, std::string_view key, std::optional<std::string_view> value,
-                           std::int64_t (*now)());
+  // (the stamp's platform's, read coarsely) only for an answer found. Valid until the thread's
+  // next keep().
+  static const Entry* peek(std::uint64_t owner, std::string_view key, std::optional<std::string_view> value);
   static void keep(const Stamp& stamp, std::string_view key, std::optional<std::string_view> value,
                    const TLLocalizedString& answer);
   // Whether the thread's answers need the stores to look for outside changes before they are

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdint>
 #include <string>
 
 namespace tolvana {
@@ -39,6 +40,32 @@ TEST(RecentAnswers, AWalkOverManyKeysLeavesTheScreensTextsKeptAndInUse) {
   for (int round = 0; round < 3; ++round) {
     for (int i = 0; i < screen; ++i) EXPECT_TRUE(lookUp(stamp, "screen." + std::to_string(i))) << round << " " << i;
   }
+}
+
+// A repeated look-up is answered from the way last found without hashing its key: that way must
+// still answer only its own key and default text. Keys of every length class differ from the kept
+// one in a single byte, at each position.
+TEST(RecentAnswers, APeekAnswersOnlyTheKeyAndDefaultTextThatWereKept) {
+  const std::uint64_t owner = RecentAnswers::newOwner();
+  const RecentAnswers::Stamp stamp = RecentAnswers::Stamp::of(owner);
+  for (std::size_t size : {1, 7, 8, 9, 16, 17, 24, 40}) {
+    std::string key(size, 'k');
+    key.front() = 'a';
+    RecentAnswers::find(stamp, key, std::nullopt);
+    RecentAnswers::keep(stamp, key, std::nullopt, {.text = "kept"});
+    RecentAnswers::confirm(stamp, INT64_MAX);
+    const RecentAnswers::Entry* kept = RecentAnswers::peek(owner, key, std::nullopt);
+    ASSERT_NE(kept, nullptr) << size;
+    EXPECT_EQ(kept->text, "kept");
+    EXPECT_EQ(RecentAnswers::peek(owner, key, "a default"), nullptr) << size;
+    for (std::size_t at = 0; at < size; ++at) {
+      std::string other = key;
+      other[at] = 'x';
+      EXPECT_EQ(RecentAnswers::peek(owner, other, std::nullopt), nullptr) << size << " " << at;
+      ASSERT_NE(RecentAnswers::peek(owner, key, std::nullopt), nullptr) << size << " " << at;
+    }
+  }
+  EXPECT_EQ(RecentAnswers::peek(RecentAnswers::newOwner(), std::string(40, 'k'), std::nullopt), nullptr);
 }
 
 }  // namespace

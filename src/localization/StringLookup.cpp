@@ -124,12 +124,6 @@ std::int64_t StringLookup::renewedUntil(const TLDatabase& db, std::int64_t now) 
   return db.answersValidUntil(now);
 }
 
-const std::string* StringLookup::recentText(std::uint64_t owner, std::string_view key,
-                                            std::optional<std::string_view> value) {
-  const RecentAnswers::Entry* kept = RecentAnswers::peek(owner, key, value, lapseNanoseconds);
-  return kept ? &kept->text : nullptr;
-}
-
 TLLocalizedString StringLookup::lookUpInStores(TLDatabase& db, const TLDatabase::LookupSettings& settings,
                                                const DeviceLanguages& device, std::string_view key,
                                                std::optional<std::string_view> value,

@@ -36,12 +36,6 @@ class StringLookup {
   };
   explicit StringLookup(Context context) : context_(std::move(context)) {}
 
-  // The text a plain look-up (no table, bundle or arguments) of the key gave lately on this
-  // thread in the engine numbered owner, while it still holds; null when there is none. Needs
-  // neither the engine nor its lock, so a host's repeated look-up ends here. Valid until the
-  // thread's next look-up.
-  static const std::string* recentText(std::uint64_t owner, std::string_view key,
-                                       std::optional<std::string_view> value);
   std::uint64_t owner() const { return owner_; }
 
   std::optional<std::string> localizedStringForKeyAndLanguage(std::string_view key, std::string_view language) const;

@@ -14,4 +14,18 @@ namespace tolvana {
 // Nanoseconds on clock.monotonicNanoseconds()'s scale, never ahead of it.
 std::int64_t coarseMonotonicNanoseconds(const Clock& clock);
 
+// The same reading of one clock, with the choice between the kernel's tick and the clock's own
+// reading made once: for a caller that reads it on every look-up. Valid while the clock lives;
+// one made without a clock reads 0.
+class CoarseClockReader {
+ public:
+  CoarseClockReader() = default;
+  explicit CoarseClockReader(const Clock& clock);
+  std::int64_t nanoseconds() const;
+
+ private:
+  const Clock* clock_ = nullptr;
+  bool kernelTick_ = false;
+};
+
 }  // namespace tolvana

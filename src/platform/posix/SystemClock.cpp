@@ -22,11 +22,16 @@ class SystemClock final : public Clock {
 
 std::shared_ptr<Clock> makeSystemClock() { return std::make_shared<SystemClock>(); }
 
+std::int64_t coarseMonotonicNanoseconds(const Clock& clock) { return CoarseClockReader(clock).nanoseconds(); }
+
+CoarseClockReader::CoarseClockReader(const Clock& clock)
+    : clock_(&clock), kernelTick_(typeid(clock) == typeid(SystemClock)) {}
+
 // The steady clock reads CLOCK_MONOTONIC; its coarse twin counts from the same start.
-std::int64_t coarseMonotonicNanoseconds(const Clock& clock) {
+std::int64_t CoarseClockReader::nanoseconds() const {
   timespec now;
-  if (typeid(clock) != typeid(SystemClock) || clock_gettime(CLOCK_MONOTONIC_COARSE, &now) != 0) {
-    return clock.monotonicNanoseconds();
+  if (!kernelTick_ || clock_gettime(CLOCK_MONOTONIC_COARSE, &now) != 0) {
+    return clock_ ? clock_->monotonicNanoseconds() : 0;
   }
   return std::int64_t(now.tv_sec) * 1'000'000'000 + now.tv_nsec;
 }
