@@ -47,30 +47,23 @@ void Tolvana::updateWithChangesHandler(ChangesHandler handler) {
 
 namespace {
 
-// Reaches the engine without a lock or a reference count, and moves the text out of the
-// result. Kept out of line: a text shown again does not pay for this frame.
-[[gnu::noinline]] std::string lookUpInEngine(std::string_view key, std::optional<std::string_view> defaultValue,
-                                             const Tolvana::Arguments* arguments,
-                                             std::optional<std::int64_t> pluralRule) {
-  return TLInternal::withEngine([&](TLInternal& engine) {
-    if (pluralRule) {
-      return std::move(
-          engine.localizedStringForKeyWithArgumentsAndPluralRule(key, arguments, *pluralRule, defaultValue).text);
-    }
-    if (arguments) return std::move(engine.localizedStringForKeyWithArguments(key, arguments, defaultValue).text);
-    return std::move(engine.localizedStringForKey(key, defaultValue).text);
-  });
-}
-
 // A look-up runs for every text a screen shows: a text shown again is copied from the
-// thread's recent answers, others are asked of the engine.
+// thread's recent answers, others reach the engine without a lock or a reference count, and
+// their text is moved out of the result.
 std::string lookUp(std::string_view key, std::optional<std::string_view> defaultValue,
                    const Tolvana::Arguments* arguments, std::optional<std::int64_t> pluralRule) {
   return guarded("localizedStringForKey", defaultOrKey(key, defaultValue), [&] {
     if (!arguments && !pluralRule) {
       if (const std::string* recent = TLInternal::recentText(key, defaultValue)) return *recent;
     }
-    return lookUpInEngine(key, defaultValue, arguments, pluralRule);
+    return TLInternal::withEngine([&](TLInternal& engine) {
+      if (pluralRule) {
+        return std::move(
+            engine.localizedStringForKeyWithArgumentsAndPluralRule(key, arguments, *pluralRule, defaultValue).text);
+      }
+      if (arguments) return std::move(engine.localizedStringForKeyWithArguments(key, arguments, defaultValue).text);
+      return std::move(engine.localizedStringForKey(key, defaultValue).text);
+    });
   });
 }
 
