@@ -50,7 +50,7 @@ struct alignas(64) Set {
 
 struct ThreadAnswers {
   RecentAnswers::Stamp stamp;
-  CoarseClockReader clock;  // the stamp's platform's
+  CoarseClockReader clock;  // the stamp's platform's, shared: another platform may take its place
   std::uint64_t generation = 1;
   std::int64_t confirmedUntil = 0;  // steady-clock nanoseconds
   std::uint32_t fruitless = 0;      // look-ups in a row that neither found nor may keep an answer
@@ -153,7 +153,7 @@ int wayOf(const Set& set, std::uint64_t generation, std::uint32_t hash, std::str
 void takeOn(ThreadAnswers& answers, const RecentAnswers::Stamp& stamp) {
   if (answers.stamp == stamp) return;
   answers.stamp = stamp;
-  answers.clock = stamp.platform ? CoarseClockReader(stamp.platform->clock()) : CoarseClockReader();
+  answers.clock = stamp.platform ? CoarseClockReader(stamp.platform->ports().clock) : CoarseClockReader();
   ++answers.generation;
   answers.confirmedUntil = 0;
   answers.fruitless = 0;

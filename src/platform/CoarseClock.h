@@ -6,6 +6,7 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
 
 #include "tolvana/platform/Clock.h"
 
@@ -15,16 +16,16 @@ namespace tolvana {
 std::int64_t coarseMonotonicNanoseconds(const Clock& clock);
 
 // The same reading of one clock, with the choice between the kernel's tick and the clock's own
-// reading made once: for a caller that reads it on every look-up. Valid while the clock lives;
-// one made without a clock reads 0.
+// reading made once: for a caller that reads it on every look-up. It shares the clock, which may
+// outlive the platform that brought it; one made without a clock reads 0.
 class CoarseClockReader {
  public:
   CoarseClockReader() = default;
-  explicit CoarseClockReader(const Clock& clock);
+  explicit CoarseClockReader(std::shared_ptr<const Clock> clock);
   std::int64_t nanoseconds() const;
 
  private:
-  const Clock* clock_ = nullptr;
+  std::shared_ptr<const Clock> clock_;
   bool kernelTick_ = false;
 };
 
